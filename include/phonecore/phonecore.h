@@ -1,0 +1,8 @@
+/* phonecore: every family of the interface in one include. */
+#ifndef PHONECORE_PHONECORE_H
+#define PHONECORE_PHONECORE_H
+
+#include "phonecore/export.h"
+#include "phonecore/fifo.h"
+
+#endif

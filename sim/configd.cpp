@@ -1,0 +1,316 @@
+// The configuration service of the phone box, on loopback UDP 26001.
+//
+// One GnlConfigRecord in, one out. Numbered stores map to files below
+// /appconfigs (the live status is built from the box's interfaces);
+// category 4102 names its file by the path field. What each answer holds
+// is written down in sim/README.md.
+
+#include <arpa/inet.h>
+#include <ifaddrs.h>
+#include <json-c/json.h>
+#include <net/if.h>
+#include <signal.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "config/gnl_frame.h"
+#include "peer.h"
+
+using namespace phonecore::config;
+
+namespace {
+
+constexpr const char* kPeer = "configd";
+constexpr const char* kRoot = "/appconfigs";
+
+struct Store {
+  uint16_t category;
+  const char* file;  // below /appconfigs; null for a store built live
+  bool writable;
+};
+
+constexpr std::array kStores{
+    Store{kCategoryNetwork, "network.cfg", true},
+    Store{kCategoryAccount, "voip.cfg", true},
+    Store{kCategoryCwmp, "tr069.cfg", true},
+    Store{kCategoryStatus, nullptr, false},
+    Store{kCategoryLdap, "ldap.cfg", true},
+};
+
+const Store* find_store(uint16_t category) {
+  for (const Store& s : kStores)
+    if (s.category == category) return &s;
+  return nullptr;
+}
+
+std::optional<std::string> read_file(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) return std::nullopt;
+  std::ostringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+// Writes through a temporary file and a rename, so that a reader never sees
+// half a file. Missing parent folders below /appconfigs are made.
+bool write_file(const std::string& path, const void* data, size_t len) {
+  for (size_t slash = std::strlen(kRoot) + 1; (slash = path.find('/', slash)) != std::string::npos; ++slash)
+    mkdir(path.substr(0, slash).c_str(), 0755);
+  std::string tmp = path + ".configd-tmp";
+  FILE* f = fopen(tmp.c_str(), "wb");
+  if (f == nullptr) return false;
+  bool ok = fwrite(data, 1, len, f) == len;
+  ok = (fclose(f) == 0) && ok;
+  if (ok) ok = rename(tmp.c_str(), path.c_str()) == 0;
+  if (!ok) unlink(tmp.c_str());
+  return ok;
+}
+
+// A path of the request, as an absolute path below /appconfigs, or nothing
+// when it is empty, absolute, has a ".." part, or leads out through a link.
+std::optional<std::string> resolve(const char* field, uint16_t path_length) {
+  size_t n = strnlen(field, std::min<size_t>(path_length, kGnlPathSize - 1));
+  std::string rel(field, n);
+  if (rel.empty() || rel.front() == '/') return std::nullopt;
+  std::stringstream parts(rel);
+  for (std::string part; std::getline(parts, part, '/');)
+    if (part == "..") return std::nullopt;
+  std::string full = std::string(kRoot) + "/" + rel;
+  char real[PATH_MAX];
+  // The deepest existing ancestor must still lie below the root.
+  std::string probe = full;
+  while (realpath(probe.c_str(), real) == nullptr) {
+    size_t slash = probe.rfind('/');
+    if (slash == std::string::npos || slash == 0) return std::nullopt;
+    probe.resize(slash);
+  }
+  std::string r(real);
+  if (r != kRoot && r.rfind(std::string(kRoot) + "/", 0) != 0) return std::nullopt;
+  return full;
+}
+
+// The live status store: the box's first interface that is up with an IPv4
+// address (the loopback when there is no other), its gateway and name
+// servers.
+std::string live_status() {
+  std::string ifname = "lo", ip = "127.0.0.1", mask = "255.0.0.0";
+  ifaddrs* list = nullptr;
+  if (getifaddrs(&list) == 0) {
+    for (ifaddrs* i = list; i != nullptr; i = i->ifa_next) {
+      if (i->ifa_addr == nullptr || i->ifa_addr->sa_family != AF_INET || !(i->ifa_flags & IFF_UP)) continue;
+      if (i->ifa_flags & IFF_LOOPBACK) continue;
+      char a[INET_ADDRSTRLEN], m[INET_ADDRSTRLEN];
+      inet_ntop(AF_INET, &reinterpret_cast<sockaddr_in*>(i->ifa_addr)->sin_addr, a, sizeof a);
+      inet_ntop(AF_INET, &reinterpret_cast<sockaddr_in*>(i->ifa_netmask)->sin_addr, m, sizeof m);
+      ifname = i->ifa_name, ip = a, mask = m;
+      break;
+    }
+    freeifaddrs(list);
+  }
+  std::string gateway;
+  if (std::ifstream route("/proc/net/route"); route) {
+    std::string line, name, dest, gw;
+    std::getline(route, line);
+    while (route >> name >> dest >> gw && std::getline(route, line)) {
+      if (name == ifname && dest == "00000000") {
+        in_addr a{static_cast<in_addr_t>(std::strtoul(gw.c_str(), nullptr, 16))};
+        gateway = inet_ntoa(a);
+        break;
+      }
+    }
+  }
+  std::vector<std::string> dns;
+  if (std::ifstream resolv("/etc/resolv.conf"); resolv) {
+    for (std::string word, addr; resolv >> word;)
+      if (word == "nameserver" && resolv >> addr) dns.push_back(addr);
+  }
+  char mac[18] = "00:00:00:00:00:00";
+  int fd = socket(AF_INET, SOCK_DGRAM, 0);
+  if (fd >= 0) {
+    ifreq req{};
+    std::strncpy(req.ifr_name, ifname.c_str(), IFNAMSIZ - 1);
+    if (ioctl(fd, SIOCGIFHWADDR, &req) == 0) {
+      auto* h = reinterpret_cast<unsigned char*>(req.ifr_hwaddr.sa_data);
+      snprintf(mac, sizeof mac, "%02X:%02X:%02X:%02X:%02X:%02X", h[0], h[1], h[2], h[3], h[4], h[5]);
+    }
+    close(fd);
+  }
+  json_object* o = json_object_new_object();
+  json_object_object_add(o, "ipaddr", json_object_new_string(ip.c_str()));
+  json_object_object_add(o, "netmask", json_object_new_string(mask.c_str()));
+  json_object_object_add(o, "gateway", json_object_new_string(gateway.c_str()));
+  json_object_object_add(o, "dns1", json_object_new_string(dns.size() > 0 ? dns[0].c_str() : ""));
+  json_object_object_add(o, "dns2", json_object_new_string(dns.size() > 1 ? dns[1].c_str() : ""));
+  json_object_object_add(o, "mac", json_object_new_string(mac));
+  std::string text = json_object_to_json_string_ext(o, JSON_C_TO_STRING_PLAIN);
+  json_object_put(o);
+  return text;
+}
+
+class ConfigService {
+ public:
+  bool start() {
+    fd_ = phonebox::bind_udp(kConfigPort);
+    return fd_ >= 0;
+  }
+
+  void run() {
+    for (;;) {
+      sockaddr_in from{};
+      socklen_t from_len = sizeof from;
+      // One byte more than the record, so that an oversized datagram is seen
+      // as such rather than cut to size.
+      ssize_t n = recvfrom(fd_, in_.data(), in_.size(), 0, reinterpret_cast<sockaddr*>(&from), &from_len);
+      if (n < 0) continue;
+      if (static_cast<size_t>(n) > kGnlBufferSize) {
+        phonebox::log_line(kPeer, "dropped a datagram of more than %zu bytes", kGnlBufferSize);
+        continue;
+      }
+      size_t out_len = answer(static_cast<size_t>(n));
+      if (out_len > 0) sendto(fd_, &out_, out_len, 0, reinterpret_cast<sockaddr*>(&from), from_len);
+    }
+  }
+
+ private:
+  // Builds the reply in out_; returns its length, or 0 for no reply.
+  size_t answer(size_t n) {
+    auto head = decode_gnl_head({in_.data(), n});
+    if (!head) {
+      phonebox::log_line(kPeer, "dropped %zu bytes (short or wrong magic)", n);
+      return 0;
+    }
+    std::memcpy(&req_, in_.data(), n);
+    // The data length is cut to what the datagram really holds.
+    req_data_len_ = std::min<size_t>(head->data_length, n - kGnlHeaderSize);
+    std::memset(&out_, 0, kGnlHeaderSize);
+    out_.magic = kGnlMagic;
+    out_.category = req_.category;
+    out_.operation = req_.operation;
+    out_.format = req_.format;
+    out_.path_length = req_.path_length;
+    std::memcpy(out_.path, req_.path, kGnlPathSize);
+    out_.data_length = 0;
+    switch (req_.operation) {
+      case kOperationRead:
+        do_read();
+        break;
+      case kOperationWrite:
+        do_write();
+        break;
+      case kOperationReload:
+        phonebox::log_line(kPeer, "reload of category %u", req_.category);
+        break;
+      default:
+        phonebox::log_line(kPeer, "unknown operation 0x%04x for category %u", req_.operation, req_.category);
+    }
+    out_.data[out_.data_length] = 0;
+    return gnl_datagram_size(out_.data_length);
+  }
+
+  // The file of the request's store, or nothing.
+  std::optional<std::string> target() {
+    if (req_.category == kCategoryFile) {
+      auto path = resolve(req_.path, req_.path_length);
+      if (!path) phonebox::log_line(kPeer, "refused path \"%.*s\"", static_cast<int>(kGnlPathSize), req_.path);
+      return path;
+    }
+    const Store* s = find_store(req_.category);
+    if (s == nullptr || s->file == nullptr) return std::nullopt;
+    return std::string(kRoot) + "/" + s->file;
+  }
+
+  void put_data(const void* data, size_t len) {
+    // The reply carries one byte past its data, so at most 32767 bytes fit.
+    if (len > kGnlDataSize - kGnlTrailer) {
+      phonebox::log_line(kPeer, "answer of %zu bytes does not fit; empty answer", len);
+      return;
+    }
+    std::memcpy(out_.data, data, len);
+    out_.data_length = static_cast<uint16_t>(len);
+  }
+
+  void do_read() {
+    std::optional<std::string> text;
+    const bool json = req_.category != kCategoryFile || req_.format == kFormatJson;
+    if (req_.category == kCategoryStatus) {
+      text = live_status();
+    } else if (auto path = target()) {
+      text = read_file(*path);
+    } else if (find_store(req_.category) == nullptr && req_.category != kCategoryFile) {
+      phonebox::log_line(kPeer, "read of unknown category %u", req_.category);
+    }
+    if (!text) return;
+    if (!json) {
+      put_data(text->data(), text->size());
+      return;
+    }
+    // JSON goes out as plain text with its terminator.
+    json_object* o = json_tokener_parse(text->c_str());
+    if (o != nullptr) {
+      *text = json_object_to_json_string_ext(o, JSON_C_TO_STRING_PLAIN);
+      json_object_put(o);
+    }
+    put_data(text->c_str(), text->size() + 1);
+  }
+
+  void do_write() {
+    if (req_.category != kCategoryFile) {
+      const Store* s = find_store(req_.category);
+      if (s == nullptr || !s->writable) {
+        phonebox::log_line(kPeer, "write to category %u refused", req_.category);
+        return;
+      }
+    }
+    auto path = target();
+    if (!path) return;
+    // Numbered stores always take JSON: their format word is not set by the
+    // writer.
+    const bool json = req_.category != kCategoryFile || req_.format == kFormatJson;
+    if (!json && req_.format != kFormatRaw) {
+      phonebox::log_line(kPeer, "write with unknown format %u refused", req_.format);
+      return;
+    }
+    if (!json) {
+      if (!write_file(*path, req_.data, req_data_len_)) phonebox::log_line(kPeer, "write of %s failed", path->c_str());
+      return;
+    }
+    std::string text(reinterpret_cast<const char*>(req_.data), strnlen(reinterpret_cast<const char*>(req_.data), req_data_len_));
+    json_object* o = json_tokener_parse(text.c_str());
+    if (o == nullptr) {
+      phonebox::log_line(kPeer, "write of %s refused: not JSON", path->c_str());
+      return;
+    }
+    json_object_put(o);
+    if (!write_file(*path, text.data(), text.size())) phonebox::log_line(kPeer, "write of %s failed", path->c_str());
+  }
+
+  int fd_ = -1;
+  std::vector<uint8_t> in_ = std::vector<uint8_t>(kGnlBufferSize + 1);
+  GnlConfigRecord req_{};
+  size_t req_data_len_ = 0;
+  GnlConfigRecord out_{};
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  signal(SIGPIPE, SIG_IGN);
+  static ConfigService service;  // two 32 KiB records: not on the stack
+  if (!service.start()) {
+    perror("configd: bind");
+    return 1;
+  }
+  phonebox::announce_ready(argc > 1 ? argv[1] : nullptr);
+  service.run();
+}

@@ -1,0 +1,140 @@
+// pbctl: speaks the wire formats of the phone box's peers from a shell, for
+// the demo and for a developer at "phonebox shell".
+//
+//   pbctl exchange ID_A ID_B TEXT   two sessions; A sends TEXT to B
+//   pbctl connect ID                connect, print the ports, disconnect
+//   pbctl read PATH | CATEGORY      read a file (or a numbered store)
+//   pbctl write PATH JSON           write a JSON file
+//   pbctl reload CATEGORY           ask the service to reload a store
+
+#include <sys/time.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "bus/bus_wire.h"
+#include "config/gnl_frame.h"
+#include "peer.h"
+
+using namespace phonecore;
+
+namespace {
+
+int udp_socket(int timeout_ms) {
+  int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  timeval tv{timeout_ms / 1000, (timeout_ms % 1000) * 1000};
+  setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
+  return fd;
+}
+
+std::vector<uint8_t> exchange(uint16_t port, std::span<const uint8_t> out, size_t capacity) {
+  int fd = udp_socket(2000);
+  sockaddr_in to = phonebox::loopback(port);
+  sendto(fd, out.data(), out.size(), 0, reinterpret_cast<sockaddr*>(&to), sizeof to);
+  std::vector<uint8_t> in(capacity);
+  ssize_t n = recv(fd, in.data(), in.size(), 0);
+  close(fd);
+  in.resize(n > 0 ? static_cast<size_t>(n) : 0);
+  return in;
+}
+
+std::optional<bus::BusControlReply> control(uint16_t id, uint16_t code) {
+  bus::BusControlRequest req{bus::kControlMagic, 0, id, code, 1};
+  uint8_t out[bus::kControlRequestSize];
+  bus::encode_record(req, out);
+  return bus::decode_control_reply(exchange(bus::kControlPort, out, bus::kControlReplyBuffer));
+}
+
+int cmd_connect(uint16_t id) {
+  auto r = control(id, bus::kControlConnect);
+  if (!r) return printf("no answer from the message server\n"), 1;
+  printf("connect %u: status %u, server_port %u, local_port %u\n", id, r->status, r->server_port, r->local_port);
+  auto d = control(id, bus::kControlDisconnect);
+  printf("disconnect %u: %s\n", id, d ? "answered" : "no answer");
+  return r->status == 0 ? 0 : 1;
+}
+
+int cmd_exchange(uint16_t a, uint16_t b, const char* text) {
+  auto ra = control(a, bus::kControlConnect);
+  auto rb = control(b, bus::kControlConnect);
+  if (!ra || !rb || ra->status != 0 || rb->status != 0) return printf("connect failed\n"), 1;
+  printf("session %u: sends to port %u, listens on %u\n", a, ra->server_port, ra->local_port);
+  printf("session %u: sends to port %u, listens on %u\n", b, rb->server_port, rb->local_port);
+  int fa = phonebox::bind_udp(ra->local_port);
+  int fb = phonebox::bind_udp(rb->local_port);
+  timeval tv{2, 0};
+  setsockopt(fb, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
+  size_t len = strlen(text);
+  std::vector<uint8_t> pkt(bus::kPacketHeaderSize + len + 1, 0);
+  bus::BusPacketHeader h{bus::kPacketMagic, 1, 0, 9, b, a, static_cast<uint32_t>(len)};
+  bus::encode_record(h, pkt);
+  memcpy(pkt.data() + bus::kPacketHeaderSize, text, len);
+  sockaddr_in to = phonebox::loopback(ra->server_port);
+  sendto(fa, pkt.data(), pkt.size(), 0, reinterpret_cast<sockaddr*>(&to), sizeof to);
+  std::vector<uint8_t> in(bus::kListenerBuffer);
+  ssize_t n = recv(fb, in.data(), in.size(), 0);
+  int rc = 1;
+  if (auto got = bus::decode_packet_header({in.data(), n > 0 ? static_cast<size_t>(n) : 0})) {
+    printf("session %u received %zd bytes from %u (kind %u, seq %u): %.*s\n", b, n, got->source, got->kind, got->seq,
+           static_cast<int>(got->length), reinterpret_cast<const char*>(in.data() + bus::kPacketHeaderSize));
+    rc = 0;
+  } else {
+    printf("session %u received nothing\n", b);
+  }
+  close(fa);
+  close(fb);
+  control(a, bus::kControlDisconnect);
+  control(b, bus::kControlDisconnect);
+  return rc;
+}
+
+int cmd_config(uint16_t category, uint16_t operation, const char* path, const char* json) {
+  static config::GnlConfigRecord rec;
+  memset(&rec, 0, sizeof rec);
+  rec.magic = config::kGnlMagic;
+  rec.category = category;
+  rec.operation = operation;
+  rec.format = operation == config::kOperationReload ? config::kFormatRaw : config::kFormatJson;
+  if (path != nullptr) {
+    strncpy(rec.path, path, config::kGnlPathSize - 1);
+    rec.path_length = static_cast<uint16_t>(strlen(rec.path));
+  }
+  if (json != nullptr) {
+    size_t n = std::min(strlen(json) + 1, config::kGnlDataSize - 1);
+    memcpy(rec.data, json, n);
+    rec.data_length = static_cast<uint16_t>(n);
+  }
+  auto* bytes = reinterpret_cast<const uint8_t*>(&rec);
+  auto reply = exchange(config::kConfigPort, {bytes, config::gnl_datagram_size(rec.data_length)}, config::kGnlBufferSize);
+  auto head = config::decode_gnl_head(reply);
+  if (!head || head->category != category) return printf("no answer from the configuration service\n"), 1;
+  size_t n = std::min<size_t>(head->data_length, reply.size() - config::kGnlHeaderSize);
+  printf("answer: category %u, operation %u, %u data bytes%s", head->category, head->operation, head->data_length,
+         n > 0 ? ":\n" : "\n");
+  if (n > 0) printf("%.*s\n", static_cast<int>(strnlen(reinterpret_cast<const char*>(reply.data()) + config::kGnlHeaderSize, n)),
+                    reinterpret_cast<const char*>(reply.data()) + config::kGnlHeaderSize);
+  return 0;
+}
+
+bool is_number(const char* s) { return *s != 0 && strspn(s, "0123456789") == strlen(s); }
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::string cmd = argc > 1 ? argv[1] : "";
+  if (cmd == "exchange" && argc == 5) return cmd_exchange(atoi(argv[2]), atoi(argv[3]), argv[4]);
+  if (cmd == "connect" && argc == 3) return cmd_connect(atoi(argv[2]));
+  if (cmd == "read" && argc == 3) {
+    if (is_number(argv[2])) return cmd_config(atoi(argv[2]), config::kOperationRead, nullptr, nullptr);
+    return cmd_config(config::kCategoryFile, config::kOperationRead, argv[2], nullptr);
+  }
+  if (cmd == "write" && argc == 4) return cmd_config(config::kCategoryFile, config::kOperationWrite, argv[2], argv[3]);
+  if (cmd == "reload" && argc == 3) return cmd_config(atoi(argv[2]), config::kOperationReload, nullptr, nullptr);
+  fprintf(stderr,
+          "usage: pbctl exchange ID_A ID_B TEXT | connect ID | read PATH|CATEGORY | write PATH JSON | reload CATEGORY\n");
+  return 2;
+}

@@ -1,0 +1,17 @@
+/* Every public header, compiled as C99. */
+#include "phonecore/phonecore.h"
+#include "phonecore/export.h"
+#include "phonecore/fifo.h"
+
+int headers_c_fifo_roundtrip(void);
+
+int headers_c_fifo_roundtrip(void) {
+    NewFifo *fifo = 0;
+    char out[8];
+    int len = 0;
+    if (NEWFIFO_INIT(&fifo, 64, 4) != 0) return -1;
+    NEWFIFO_WRITE(fifo, "c", 1, 0);
+    int r = NEWFIFO_READ(fifo, out, &len);
+    NEWFIFO_RELEASE(&fifo);
+    return r;
+}

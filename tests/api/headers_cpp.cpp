@@ -1,0 +1,15 @@
+// Every public header, compiled as C++.
+#include "phonecore/phonecore.h"
+#include "phonecore/export.h"
+#include "phonecore/fifo.h"
+
+int headers_cpp_fifo_roundtrip() {
+  NewFifo* fifo = nullptr;
+  char out[8];
+  int len = 0;
+  if (NEWFIFO_INIT(&fifo, 64, 4) != 0) return -1;
+  NEWFIFO_WRITE(fifo, "c++", 3, 0);
+  int r = NEWFIFO_READ(fifo, out, &len);
+  NEWFIFO_RELEASE(&fifo);
+  return r;
+}

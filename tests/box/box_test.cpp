@@ -1,0 +1,143 @@
+// The phone box itself: the phone's paths, its isolation and its recording
+// stand-ins, as a process inside sees them.
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <ifaddrs.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <fstream>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+std::string slurp(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+std::string run(const std::string& cmd) {
+  std::string out;
+  FILE* p = popen(cmd.c_str(), "r");
+  if (p == nullptr) return out;
+  char buf[256];
+  while (fgets(buf, sizeof buf, p) != nullptr) out += buf;
+  pclose(p);
+  return out;
+}
+
+std::vector<std::string> calls() {
+  std::vector<std::string> lines;
+  std::istringstream in(slurp("/run/phonebox/calls.log"));
+  for (std::string line; std::getline(in, line);) lines.push_back(line);
+  return lines;
+}
+
+TEST(PhoneBox, AppconfigsStartsAsAFactoryReset) {
+  EXPECT_EQ(slurp("/appconfigs/default/voiplist.cfg"), slurp("/customer/appconfigs/default/voiplist.cfg"));
+  EXPECT_EQ(slurp("/appconfigs/hal.cfg"), slurp("/customer/appconfigs/hal.cfg"));
+  EXPECT_EQ(slurp("/appconfigs/etc/webauth.cfg"), slurp("/customer/etc/webauth.cfg"));
+  EXPECT_FALSE(slurp("/appconfigs/etc/webauth.cfg").empty());
+}
+
+TEST(PhoneBox, AppconfigsAndTmpAreWritable) {
+  for (const char* path : {"/appconfigs/probe.txt", "/tmp/reloading", "/mnt/probe"}) {
+    std::ofstream(path) << "1";
+    EXPECT_EQ(slurp(path), "1") << path;
+  }
+}
+
+TEST(PhoneBox, CustomerIsReadOnly) {
+  int fd = open("/customer/appconfigs/hal.cfg", O_WRONLY);
+  EXPECT_EQ(fd, -1);
+  EXPECT_EQ(errno, EROFS);
+  EXPECT_NE(mkdir("/customer/new", 0755), 0);
+}
+
+TEST(PhoneBox, CustomerOpensslIsTheRealTool) {
+  std::string out = run("/customer/sbin/openssl version");
+  EXPECT_NE(out.find("OpenSSL"), std::string::npos) << out;
+}
+
+TEST(PhoneBox, FlashPartitionIsBlankAndWritable) {
+  std::string flash = slurp("/dev/mtd2");
+  ASSERT_EQ(flash.size(), 65536u);
+  EXPECT_EQ(flash.find_first_not_of('\xFF'), std::string::npos);
+  int fd = open("/dev/mtd2", O_RDWR);
+  ASSERT_GE(fd, 0);
+  ASSERT_EQ(pwrite(fd, "AB", 2, 0x4100), 2);
+  close(fd);
+  EXPECT_EQ(slurp("/dev/mtd2").substr(0x4100, 2), "AB");
+}
+
+TEST(PhoneBox, GpioAndPwmControlsAreWritable) {
+  std::ofstream("/sys/class/gpio/export") << "59";
+  EXPECT_EQ(slurp("/sys/class/gpio/export"), "59");
+  std::ofstream("/sys/class/pwm/pwmchip0/pwm0/duty_cycle") << "40";
+  EXPECT_EQ(slurp("/sys/class/pwm/pwmchip0/pwm0/duty_cycle"), "40");
+}
+
+TEST(PhoneBox, NetworkHasOnlyTheLoopback) {
+  ifaddrs* list = nullptr;
+  ASSERT_EQ(getifaddrs(&list), 0);
+  std::set<std::string> names;
+  for (ifaddrs* i = list; i != nullptr; i = i->ifa_next) names.insert(i->ifa_name);
+  freeifaddrs(list);
+  EXPECT_EQ(names, std::set<std::string>{"lo"});
+}
+
+TEST(PhoneBox, ProcessesOfTheHostAreNotVisible) {
+  std::set<std::string> seen;
+  DIR* d = opendir("/proc");
+  ASSERT_NE(d, nullptr);
+  while (dirent* e = readdir(d)) {
+    if (e->d_name[0] < '1' || e->d_name[0] > '9') continue;
+    std::string comm = slurp(std::string("/proc/") + e->d_name + "/comm");
+    if (!comm.empty()) comm.pop_back();
+    seen.insert(comm);
+  }
+  closedir(d);
+  // The box holds its launcher, its first shell, the peers and this test.
+  EXPECT_TRUE(seen.count("msgserver"));
+  EXPECT_TRUE(seen.count("configd"));
+  EXPECT_LT(seen.size(), 8u);
+  EXPECT_LT(getpid(), 100);
+}
+
+TEST(PhoneBox, RecordingStandInsLogTheirArgumentsAndDoNothing) {
+  ASSERT_EQ(system("reboot"), 0);
+  ASSERT_EQ(system("fw_setenv ethaddr 00:1A:2B:3C:4D:5E"), 0);
+  ASSERT_EQ(system("vconfig rem br0.20 && firewall.sh"), 0);
+  ASSERT_EQ(system("/customer/lighttpd -f /appconfigs/lighttpd.conf"), 0);
+  auto log = calls();
+  ASSERT_GE(log.size(), 5u);
+  log.erase(log.begin(), log.end() - 5);
+  EXPECT_EQ(log[0], "reboot");
+  EXPECT_EQ(log[1], "fw_setenv ethaddr 00:1A:2B:3C:4D:5E");
+  EXPECT_EQ(log[2], "vconfig rem br0.20");
+  EXPECT_EQ(log[3], "firewall.sh");
+  EXPECT_EQ(log[4], "lighttpd -f /appconfigs/lighttpd.conf");
+}
+
+TEST(PhoneBox, RealToolsActForReal) {
+  const size_t calls_before = calls().size();
+  ASSERT_EQ(system("touch /tmp/autoprovision_config_update && cp /appconfigs/hal.cfg /tmp/hal.copy && "
+                   "mv /tmp/hal.copy /tmp/hal.moved && sed -i 's/audio/AUDIO/' /tmp/hal.moved"),
+            0);
+  EXPECT_TRUE(std::ifstream("/tmp/autoprovision_config_update").good());
+  EXPECT_NE(slurp("/tmp/hal.moved").find("AUDIO"), std::string::npos);
+  ASSERT_EQ(system("rm -rf /tmp/hal.moved"), 0);
+  EXPECT_FALSE(std::ifstream("/tmp/hal.moved").good());
+  EXPECT_NE(run("ip -o link").find("lo"), std::string::npos);
+  EXPECT_EQ(calls().size(), calls_before);
+}
+
+}  // namespace

@@ -1,0 +1,205 @@
+// Byte-exact tests of the message-server peer, through raw sockets.
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "bus/bus_wire.h"
+#include "support/udp_client.h"
+
+using namespace phonecore::bus;
+using phonecore::testing::bytes_of;
+using phonecore::testing::UdpClient;
+
+namespace {
+
+constexpr int kNoAnswerMs = 300;
+
+std::vector<uint8_t> control_request(uint16_t id, uint16_t code, uint64_t mask = 1) {
+  return bytes_of(BusControlRequest{kControlMagic, 0, id, code, mask});
+}
+
+struct Session {
+  uint16_t id;
+  BusControlReply reply;
+  std::unique_ptr<UdpClient> socket;  // bound to local_port
+};
+
+std::optional<BusControlReply> control(uint16_t id, uint16_t code) {
+  UdpClient c;
+  auto in = c.exchange(kControlPort, control_request(id, code));
+  if (!in) return std::nullopt;
+  EXPECT_EQ(in->size(), kControlReplySize);
+  return decode_control_reply(*in);
+}
+
+Session open_session(uint16_t id) {
+  auto r = control(id, kControlConnect);
+  EXPECT_TRUE(r.has_value());
+  Session s{id, r.value_or(BusControlReply{}), nullptr};
+  s.socket = std::make_unique<UdpClient>(s.reply.local_port);
+  EXPECT_TRUE(s.socket->bound());
+  return s;
+}
+
+std::vector<uint8_t> packet(uint16_t seq, uint16_t kind, uint16_t dest, uint16_t source, const std::string& text,
+                            bool terminator = true) {
+  std::vector<uint8_t> out(kPacketHeaderSize + text.size() + (terminator ? 1 : 0), 0);
+  encode_record(BusPacketHeader{kPacketMagic, seq, 0, kind, dest, source, static_cast<uint32_t>(text.size())}, out);
+  std::memcpy(out.data() + kPacketHeaderSize, text.data(), text.size());
+  return out;
+}
+
+TEST(MessageServer, ConnectAnswersEightBytesWithMagicStatusAndTwoPorts) {
+  UdpClient c;
+  auto in = c.exchange(kControlPort, control_request(1234, kControlConnect, 97));
+  ASSERT_TRUE(in);
+  ASSERT_EQ(in->size(), 8u);
+  uint16_t words[4];
+  std::memcpy(words, in->data(), 8);
+  EXPECT_EQ(words[0], 511);
+  EXPECT_EQ(words[1], 0);
+  EXPECT_NE(words[2], 0);
+  EXPECT_NE(words[3], 0);
+  EXPECT_NE(words[2], words[3]);
+}
+
+TEST(MessageServer, EachSessionGetsPortsOfItsOwn) {
+  auto a = control(100, kControlConnect);
+  auto b = control(101, kControlConnect);
+  ASSERT_TRUE(a && b);
+  EXPECT_NE(a->server_port, b->server_port);
+  EXPECT_NE(a->local_port, b->local_port);
+  EXPECT_NE(a->server_port, b->local_port);
+}
+
+TEST(MessageServer, ConnectForAnIdInUseIsRefusedWithStatusOne) {
+  auto first = control(200, kControlConnect);
+  auto second = control(200, kControlConnect);
+  ASSERT_TRUE(first && second);
+  EXPECT_EQ(first->status, 0);
+  EXPECT_EQ(second->status, 1);
+  EXPECT_EQ(second->magic, kReplyMagic);
+}
+
+TEST(MessageServer, DisconnectFreesTheIdAndAnswersWithTheReplyMagic) {
+  ASSERT_EQ(control(300, kControlConnect)->status, 0);
+  auto d = control(300, kControlDisconnect);
+  ASSERT_TRUE(d);
+  EXPECT_EQ(d->magic, kReplyMagic);
+  EXPECT_EQ(d->status, 0);
+  EXPECT_EQ(control(300, kControlConnect)->status, 0);
+}
+
+TEST(MessageServer, DisconnectOfAnUnknownIdAnswersStatusOne) {
+  auto d = control(301, kControlDisconnect);
+  ASSERT_TRUE(d);
+  EXPECT_EQ(d->magic, kReplyMagic);
+  EXPECT_EQ(d->status, 1);
+}
+
+TEST(MessageServer, UnknownRequestCodeAnswersStatusTwo) {
+  auto r = control(302, 7);
+  ASSERT_TRUE(r);
+  EXPECT_EQ(r->status, 2);
+}
+
+TEST(MessageServer, ConnectForTheBroadcastIdIsRefused) { EXPECT_EQ(control(kBusIdAll, kControlConnect)->status, 1); }
+
+TEST(MessageServer, PacketReachesItsDestUnchanged) {
+  Session a = open_session(4098);
+  Session b = open_session(500);
+  auto pkt = packet(7, 9, 500, 4098, "{\"msgtype\":\"phone_dail_response\",\"status\":0}");
+  a.socket->send_to(a.reply.server_port, pkt);
+  auto in = b.socket->receive(2000);
+  ASSERT_TRUE(in);
+  EXPECT_EQ(*in, pkt);
+}
+
+TEST(MessageServer, PacketWithoutTerminatorIsForwardedAsItCame) {
+  Session a = open_session(501);
+  Session b = open_session(502);
+  auto pkt = packet(9, 1, 502, 501, "abc", false);
+  a.socket->send_to(a.reply.server_port, pkt);
+  auto in = b.socket->receive(2000);
+  ASSERT_TRUE(in);
+  EXPECT_EQ(in->size(), kPacketHeaderSize + 3);
+  EXPECT_EQ(*in, pkt);
+}
+
+TEST(MessageServer, BroadcastReachesEverySessionButTheSender) {
+  Session a = open_session(600);
+  Session b = open_session(601);
+  Session c = open_session(602);
+  for (uint16_t dest : {kBusIdAll, kBusIdTypeAll}) {
+    auto pkt = packet(1, 2, dest, 600, "{\"msgtype\":\"reg_changed\"}");
+    a.socket->send_to(a.reply.server_port, pkt);
+    auto in_b = b.socket->receive(2000);
+    auto in_c = c.socket->receive(2000);
+    ASSERT_TRUE(in_b && in_c) << dest;
+    EXPECT_EQ(*in_b, pkt);
+    EXPECT_EQ(*in_c, pkt);
+    EXPECT_FALSE(a.socket->receive(kNoAnswerMs)) << dest;
+  }
+}
+
+TEST(MessageServer, PacketWithoutSessionOnPort30101IsRoutedByDest) {
+  Session a = open_session(700);
+  Session b = open_session(701);
+  UdpClient loose;
+  auto direct = packet(0x0F0F, 2, 701, kBusIdSessionless, "{\"msgtype\":\"cloud\"}");
+  loose.send_to(kSessionlessPort, direct);
+  auto in_b = b.socket->receive(2000);
+  ASSERT_TRUE(in_b);
+  EXPECT_EQ(*in_b, direct);
+  EXPECT_FALSE(a.socket->receive(kNoAnswerMs));
+
+  auto all = packet(0x0F0F, 3, kBusIdAll, kBusIdSessionless, "{\"cmd\":\"reload_account\"}");
+  loose.send_to(kSessionlessPort, all);
+  EXPECT_EQ(a.socket->receive(2000).value_or(std::vector<uint8_t>{}), all);
+  EXPECT_EQ(b.socket->receive(2000).value_or(std::vector<uint8_t>{}), all);
+}
+
+TEST(MessageServer, PacketForAnUnknownDestIsDropped) {
+  Session a = open_session(800);
+  Session b = open_session(801);
+  a.socket->send_to(a.reply.server_port, packet(1, 9, 9999, 800, "{}"));
+  EXPECT_FALSE(b.socket->receive(kNoAnswerMs));
+}
+
+TEST(MessageServer, SurvivesBadInputAndGoesOnServing) {
+  Session a = open_session(900);
+  Session b = open_session(901);
+  UdpClient c;
+  // Control port: short, wrong magic, oversized.
+  c.send_to(kControlPort, std::vector<uint8_t>{0xFF, 0x00, 0x01});
+  auto wrong = control_request(902, kControlConnect);
+  wrong[0] = 0x12;
+  c.send_to(kControlPort, wrong);
+  EXPECT_FALSE(c.receive(kNoAnswerMs));
+  c.send_to(kControlPort, std::vector<uint8_t>(60000, 0xAB));
+  // Session port: short, wrong magic, length beyond the datagram, oversized.
+  a.socket->send_to(a.reply.server_port, std::vector<uint8_t>{0xFF, 0x02});
+  auto bad_magic = packet(1, 9, 901, 900, "{}");
+  bad_magic[1] = 0x7F;
+  a.socket->send_to(a.reply.server_port, bad_magic);
+  auto long_length = packet(1, 9, 901, 900, "{}");
+  long_length[12] = 0xFF;
+  a.socket->send_to(a.reply.server_port, long_length);
+  EXPECT_FALSE(b.socket->receive(kNoAnswerMs));
+  // A datagram larger than the listener's buffer is forwarded; the receiver
+  // cuts it.
+  std::string big(20000, 'x');
+  auto huge = packet(2, 9, 901, 900, big);
+  a.socket->send_to(a.reply.server_port, huge);
+  auto in = b.socket->receive(2000);
+  ASSERT_TRUE(in);
+  EXPECT_EQ(in->size(), huge.size());
+  // And a normal exchange still works.
+  auto ok = packet(3, 9, 901, 900, "{\"msgtype\":\"ping\"}");
+  a.socket->send_to(a.reply.server_port, ok);
+  EXPECT_EQ(b.socket->receive(2000).value_or(std::vector<uint8_t>{}), ok);
+  EXPECT_EQ(control(903, kControlConnect)->status, 0);
+}
+
+}  // namespace
