@@ -1,0 +1,35 @@
+#!/usr/bin/env bash
+# The narrated demo, run inside a phone box by "./run demo".
+set -euo pipefail
+
+say() { printf '\n\033[1m== %s\033[0m\n' "$*"; }
+
+say "The phone box is up: host name $(hostname), network of its own"
+ip -o -4 addr show | awk '{print "   interface", $2, $4}'
+echo "   peers running: $(for p in /proc/[0-9]*; do cat "$p/comm" 2>/dev/null; done | grep -E '^(msgserver|configd)$' | sort | tr '\n' ' ')"
+echo "   /appconfigs after the factory reset:"
+(cd /appconfigs && find . -type f | sort | sed 's|^\./|     |')
+
+say "A process opens a session with the message server (control port 27000)"
+pbctl connect 1234
+
+say "Two sessions: the user interface (bus id 1234) sends a dial request to the SIP process (bus id 4098)"
+pbctl exchange 1234 4098 '{"msgtype":"phone_dail","data":{"dialAccId":1,"phoneNumber":"1002"}}'
+
+say "The configuration service (port 26001) reads hal.cfg"
+pbctl read hal.cfg
+
+say "... writes status.cfg with VLAN 20, and reads it back"
+pbctl write status.cfg '{"vlanid":"20"}'
+pbctl read status.cfg
+echo "   on disk: $(cat /appconfigs/status.cfg)"
+
+say "The account store (category 4097) is the file voip.cfg"
+pbctl read 4097 | head -c 300; echo " ..."
+
+say "Tools that must not act on a PC only record their calls"
+reboot
+fw_setenv ethaddr 00:1A:2B:3C:4D:5E
+sed 's/^/   /' /run/phonebox/calls.log
+
+say "Demo done: the box and its peers stop with this script"
