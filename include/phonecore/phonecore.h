@@ -4,5 +4,8 @@
 
 #include "phonecore/export.h"
 #include "phonecore/fifo.h"
+#include "phonecore/udp.h"
+#include "phonecore/bus_client.h"
+#include "phonecore/json_msg.h"
 
 #endif

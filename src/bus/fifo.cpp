@@ -6,10 +6,13 @@
 // therefore atomic, so that those unlocked looks are well defined.
 
 #include <algorithm>
+#include <cstdint>
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
 
+#include "bus/atomic_field.h"
+#include "bus/fifo_internal.h"
 #include "phonecore/fifo.h"
 
 namespace phonecore::bus {
@@ -17,16 +20,6 @@ namespace {
 
 // Extra bytes allocated behind every NewFifo ring.
 constexpr int kRingSlack = 4096;
-
-template <typename T>
-T load(T& field) {
-  return std::atomic_ref<T>(field).load(std::memory_order_acquire);
-}
-
-template <typename T>
-void store(T& field, T value) {
-  std::atomic_ref<T>(field).store(value, std::memory_order_release);
-}
 
 class Locked {
  public:
@@ -55,21 +48,23 @@ void ring_get(const uint8_t* ring, uint32_t ring_size, uint32_t offset, uint8_t*
 
 int next_slot(const NewFifo& f, int32_t index) { return (index + 1) % f.slots; }
 
-int new_fifo_read(NewFifo* f, void* dest, int* length, uint64_t* tag) {
+}  // namespace
+
+int fifo_read_bounded(NewFifo* f, void* dest, size_t capacity, int* length, uint64_t* tag) {
   if (f == nullptr || dest == nullptr) return -1;
   Locked lock(f->lock);
   const int32_t r = load(f->read_index);
   if (r == load(f->write_index)) return -2;
   const FifoEntry& e = f->entries[r];
-  ring_get(f->data, static_cast<uint32_t>(f->size), e.offset, static_cast<uint8_t*>(dest), e.length);
-  if (length != nullptr) *length = static_cast<int>(e.length);
+  const auto delivered = static_cast<uint32_t>(std::min<size_t>(e.length, capacity));
+  ring_get(f->data, static_cast<uint32_t>(f->size), e.offset, static_cast<uint8_t*>(dest), delivered);
+  if (length != nullptr) *length = static_cast<int>(delivered);
   if (tag != nullptr) *tag = e.tag;
   store(f->used, load(f->used) - e.length);
   store(f->read_index, next_slot(*f, r));
-  return static_cast<int>(e.length);
+  return static_cast<int>(delivered);
 }
 
-}  // namespace
 }  // namespace phonecore::bus
 
 using namespace phonecore::bus;
@@ -93,6 +88,10 @@ int NEWFIFO_INIT(NewFifo** fifo, int size, int slots) {
 int NEWFIFO_RELEASE(NewFifo** fifo) {
   if (fifo == nullptr || *fifo == nullptr) return -1;
   NewFifo* f = *fifo;
+  // A writer that took the queue just before it was released has left it
+  // once the lock is free.
+  pthread_mutex_lock(&f->lock);
+  pthread_mutex_unlock(&f->lock);
   std::free(f->data);
   pthread_mutex_destroy(&f->lock);
   std::free(f);
@@ -126,9 +125,13 @@ int NEWFIFO_WRITE(NewFifo* f, const void* data, int length, uint64_t tag) {
   return 0;
 }
 
-int NEWFIFO_READ(NewFifo* f, void* dest, int* length) { return new_fifo_read(f, dest, length, nullptr); }
+// The destination must hold the longest element; a queue never holds an
+// element longer than its ring.
+int NEWFIFO_READ(NewFifo* f, void* dest, int* length) { return fifo_read_bounded(f, dest, SIZE_MAX, length, nullptr); }
 
-int NEWFIFO_READ2(NewFifo* f, void* dest, int* length, uint64_t* tag) { return new_fifo_read(f, dest, length, tag); }
+int NEWFIFO_READ2(NewFifo* f, void* dest, int* length, uint64_t* tag) {
+  return fifo_read_bounded(f, dest, SIZE_MAX, length, tag);
+}
 
 int NEWFIFO_READ_LEFT(NewFifo* f) {
   if (f == nullptr) return 0;

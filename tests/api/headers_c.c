@@ -2,6 +2,9 @@
 #include "phonecore/phonecore.h"
 #include "phonecore/export.h"
 #include "phonecore/fifo.h"
+#include "phonecore/udp.h"
+#include "phonecore/bus_client.h"
+#include "phonecore/json_msg.h"
 
 int headers_c_fifo_roundtrip(void);
 

@@ -1,0 +1,22 @@
+// Plain fields that the bus shares between threads without a lock (the
+// listener's run and running words, hook types, the pending table, the
+// session's dispatch flags). The design relies on an order of writes and on
+// polling; each access goes through std::atomic_ref so that the order holds
+// and ThreadSanitizer agrees.
+#pragma once
+
+#include <atomic>
+
+namespace phonecore::bus {
+
+template <typename T>
+T load(T& field) {
+  return std::atomic_ref<T>(field).load(std::memory_order_acquire);
+}
+
+template <typename T>
+void store(T& field, T value) {
+  std::atomic_ref<T>(field).store(value, std::memory_order_release);
+}
+
+}  // namespace phonecore::bus

@@ -1,0 +1,484 @@
+// Receive path of a session: client_call_back on the listener thread, the
+// hook table, the waits, the monitor threads and the event thread that
+// feeds the process's ClientOps.
+//
+// The hook table has no lock. Arming writes the key, then the type (so that
+// a packet can already match), then creates the FIFO; the listener tolerates
+// a hook without FIFO. Removal clears the type and waits 5 ms before it
+// frees anything, so that a listener inside its loop has left it.
+
+#include <json-c/json.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "bus/atomic_field.h"
+#include "bus/bus_wire.h"
+#include "bus/fifo_internal.h"
+#include "bus/hooks.h"
+#include "phonecore/bus_client.h"
+#include "phonecore/json_msg.h"
+
+using namespace phonecore::bus;
+
+namespace phonecore::bus {
+
+long long now_ms() {
+  timeval tv;
+  gettimeofday(&tv, nullptr);
+  return static_cast<long long>(tv.tv_sec) * 1000 + tv.tv_usec / 1000;
+}
+
+}  // namespace phonecore::bus
+
+namespace {
+
+constexpr uint32_t kHookFree = 0;
+constexpr uint32_t kHookBySeq = 1;
+constexpr uint32_t kHookByName = 2;
+constexpr uint32_t kHookByMsgtype = 3;
+constexpr useconds_t kPollUs = 5000;
+constexpr useconds_t kMonitorStopPollUs = 20000;
+constexpr uint16_t kKindEvent = 2;
+constexpr uint16_t kKindDirected = 9;
+
+// Hook names are compared and written byte by byte with atomic accesses:
+// the listener reads them while a caller may be arming or clearing a slot.
+void store_name(MsgHook& h, const char* name) {
+  size_t i = 0;
+  for (; name != nullptr && name[i] != 0 && i < sizeof h.hook_name - 1; ++i) store(h.hook_name[i], name[i]);
+  for (; i < sizeof h.hook_name; ++i) store(h.hook_name[i], '\0');
+}
+
+bool name_equals(MsgHook& h, const char* name) {
+  for (size_t i = 0; i < sizeof h.hook_name; ++i) {
+    const char c = load(h.hook_name[i]);
+    if (c != name[i]) return false;
+    if (c == 0) return true;
+  }
+  return name[sizeof h.hook_name] == 0;  // unreachable: names hold 31 characters
+}
+
+void write_to_hook(MsgHook& h, const void* data, int length) {
+  // A hook being armed may have no FIFO yet: the element is lost, and a
+  // full FIFO loses it as well.
+  NEWFIFO_WRITE(load(h.hook_fifo), data, length, 0);
+}
+
+bool own_hook(MessageClient* c, MsgHook* h) {
+  return h >= c->hooks && h < c->hooks + BUS_HOOK_COUNT;
+}
+
+MsgHook* add_hook(MessageClient* c, uint32_t type, uint16_t key, const char* name, int size, int slots) {
+  if (c == nullptr) return nullptr;
+  for (MsgHook& h : c->hooks) {
+    if (load(h.hook_type) != type) continue;
+    const bool same = type == kHookBySeq      ? load(h.hook_seq) == key
+                      : type == kHookByMsgtype ? load(h.hook_msgtype) == key
+                                              : name_equals(h, name);
+    if (!same) continue;
+    // Only a name hook forgets what it caught before: stale replies.
+    if (type == kHookByName) NEWFIFO_RESET(load(h.hook_fifo));
+    return &h;
+  }
+  for (MsgHook& h : c->hooks) {
+    if (load(h.hook_type) != kHookFree) continue;
+    if (type == kHookBySeq) store(h.hook_seq, key);
+    if (type == kHookByMsgtype) store(h.hook_msgtype, key);
+    if (type == kHookByName) store_name(h, name);
+    store(h.hook_type, type);
+    NewFifo* fifo = nullptr;
+    NEWFIFO_INIT(&fifo, size, slots);
+    store(h.hook_fifo, fifo);
+    // The monitor reads whole elements; no element is longer than the ring.
+    const size_t buffer = static_cast<size_t>(std::max({size, slots > 0 ? size / slots : size, 16})) + 1;
+    store(h.monitor_buffer, static_cast<uint8_t*>(std::calloc(1, buffer)));
+    return &h;
+  }
+  return nullptr;
+}
+
+// Reads one element of a hook; an element longer than a positive capacity
+// is cut to it.
+int read_hook(MsgHook& h, void* dest, int capacity, int* length) {
+  const size_t cap = capacity > 0 ? static_cast<size_t>(capacity) : SIZE_MAX;
+  return fifo_read_bounded(load(h.hook_fifo), dest, cap, length, nullptr);
+}
+
+// Polls a hook every 5 ms until an element came or the limit is over (-1:
+// no limit). Returns the element's length, or 0.
+int poll_hook(MsgHook& h, void* dest, int capacity, int* length, int timeout_ms) {
+  const long long start = now_ms();
+  for (;;) {
+    int got = 0;
+    if (read_hook(h, dest, capacity, &got) > 0) {
+      *length = got;
+      return got;
+    }
+    usleep(kPollUs);
+    if (timeout_ms != -1 && now_ms() - start >= timeout_ms) return 0;
+  }
+}
+
+void* hook_monitor_thread(void* arg) {
+  auto* h = static_cast<MsgHook*>(arg);
+  store(h->monitor_running, 1);
+  while (load(h->hook_type) != kHookFree) {
+    int length = 0;
+    uint8_t* buffer = load(h->monitor_buffer);
+    BusPacketCallback callback = load(h->monitor_callback);
+    if (buffer != nullptr && read_hook(*h, buffer, 0, &length) > 0 && callback != nullptr) {
+      uint16_t source, msgtype;
+      std::memcpy(&source, buffer + 10, sizeof source);
+      std::memcpy(&msgtype, buffer + 4, sizeof msgtype);
+      callback(source, msgtype, buffer, static_cast<uint32_t>(length));
+    }
+    usleep(kPollUs);
+  }
+  store(h->monitor_running, 0);
+  printf("phook->name=%p,stop\n\r", static_cast<void*>(h));
+  return nullptr;
+}
+
+ClientOps* ops() { return load(pClientOps); }
+
+// The handlers of clientfun_list. Fields come from "data"; integers are 0
+// and texts NULL when absent.
+int on_connecting_event(json_object* root) {
+  printf("message_client voip_connecting  jroot =%s\n", json_object_get_string(root));
+  ClientOps* o = ops();
+  if (o == nullptr || o->on_connecting == nullptr) return 0;
+  o->on_connecting(get_int_from_json_rl(root, 2, "data", "acc"), get_string_from_json(root, 2, "data", "from"),
+                   get_string_from_json(root, 2, "data", "to"), get_int_from_json_rl(root, 2, "data", "id"),
+                   get_int_from_json_rl(root, 2, "data", "inF"), get_int_from_json_rl(root, 2, "data", "tFlag"),
+                   get_string_from_json(root, 2, "data", "div"), get_string_from_json(root, 2, "data", "dis"),
+                   get_int_from_json_rl(root, 2, "data", "backup_callid"),
+                   get_string_from_json(root, 2, "data", "call_id_gl"));
+  return 0;
+}
+
+int on_connect_event(json_object* root) {
+  printf("message_client voip_connect  jroot =%s\n", json_object_get_string(root));
+  ClientOps* o = ops();
+  if (o == nullptr) return 0;
+  const int acc = get_int_from_json_rl(root, 2, "data", "accNumber");
+  const int call_id = get_int_from_json_rl(root, 2, "data", "call_id");
+  const int flags = get_int_from_json_rl(root, 2, "data", "flags");
+  const int handfree_tag = get_int_from_json_rl(root, 2, "data", "handfree_tag");
+  const char* called = get_string_from_json(root, 2, "data", "calledID");
+  const char* caller = get_string_from_json(root, 2, "data", "callID");
+  const char* dis = get_string_from_json(root, 2, "data", "dis");
+  if (o->on_connect != nullptr) o->on_connect(acc, call_id, flags, flags == 1 ? caller : called, called, dis);
+  // Only after on_connect, and unchecked: a process that gets hand-free
+  // connects must have the slot.
+  if (handfree_tag == 1) o->on_handfree(handfree_tag);
+  return 0;
+}
+
+int on_invite_response_event(json_object* root) {
+  ClientOps* o = ops();
+  if (o != nullptr && o->on_invite_response != nullptr)
+    o->on_invite_response(get_int_from_json_rl(root, 2, "data", "accNumber"),
+                          get_int_from_json_rl(root, 2, "data", "flags"));
+  return 0;
+}
+
+int on_disconnect_event(json_object* root) {
+  printf("message_client voip_disconnect  jroot =%s\n", json_object_get_string(root));
+  ClientOps* o = ops();
+  if (o != nullptr && o->on_disconnect != nullptr)
+    o->on_disconnect(get_int_from_json_rl(root, 2, "data", "accNumber"),
+                     get_int_from_json_rl(root, 2, "data", "call_id"), get_int_from_json_rl(root, 2, "data", "flags"));
+  return 0;
+}
+
+int on_upgrade_status_event(json_object* root) {
+  ClientOps* o = ops();
+  if (o != nullptr && o->on_upgrade_status != nullptr)
+    o->on_upgrade_status(get_int_from_json_rl(root, 2, "data", "updateid"),
+                         get_int_from_json_rl(root, 2, "data", "process"));
+  return 0;
+}
+
+int on_response_event(json_object* root) {
+  // The name of the answered request is read and dropped.
+  (void)get_string_from_json(root, 1, "msgname");
+  return 0;
+}
+
+int on_reg_changed_event(json_object* root) {
+  ClientOps* o = ops();
+  if (o != nullptr && o->on_reg_changed != nullptr)
+    o->on_reg_changed(get_int_from_json_rl(root, 2, "data", "acc_id"), get_int_from_json_rl(root, 2, "data", "bOnline"));
+  return 0;
+}
+
+int on_mwi_message_event(json_object* root) {
+  ClientOps* o = ops();
+  if (o != nullptr && o->on_mwi_message != nullptr)
+    o->on_mwi_message(get_int_from_json_rl(root, 2, "data", "accId"), get_int_from_json_rl(root, 2, "data", "waiting"),
+                      get_int_from_json_rl(root, 2, "data", "miss_unread"),
+                      get_int_from_json_rl(root, 2, "data", "miss_read"),
+                      get_int_from_json_rl(root, 2, "data", "urgent_miss_unread"),
+                      get_int_from_json_rl(root, 2, "data", "urgent_miss_read"));
+  return 0;
+}
+
+int on_account_info_invalidated_event(json_object* root) {
+  ClientOps* o = ops();
+  if (o != nullptr && o->on_account_info_invalidated != nullptr) o->on_account_info_invalidated(root);
+  return 0;
+}
+
+int on_transfer_complete_event(json_object* root) {
+  ClientOps* o = ops();
+  if (o != nullptr && o->on_transfer_complete != nullptr)
+    o->on_transfer_complete(get_int_from_json_rl(root, 2, "data", "callId"));
+  return 0;
+}
+
+int on_incoming_call_event(json_object* root) {
+  const char* caller = get_string_from_json(root, 2, "data", "callID");
+  const char* called = get_string_from_json(root, 2, "data", "calledID");
+  const int acc = get_int_from_json_rl(root, 2, "data", "accNumber");
+  const int flags = get_int_from_json_rl(root, 2, "data", "flags");
+  (void)get_int_from_json_rl(root, 2, "data", "dirInFlag");
+  printf("voip_incoming %s-->%s  accIndex:%d flags:%d\n", caller != nullptr ? caller : "(null)",
+         called != nullptr ? called : "(null)", acc, flags);
+  ClientOps* o = ops();
+  if (o != nullptr && o->on_incoming_call != nullptr) o->on_incoming_call(acc, caller, called, flags);
+  return 0;
+}
+
+int on_tip_info_get_response_event(json_object* root) {
+  ClientOps* o = ops();
+  if (o != nullptr && o->on_tip_info_get_response != nullptr) o->on_tip_info_get_response(root);
+  return 0;
+}
+
+}  // namespace
+
+extern "C" {
+
+ClientOps* pClientOps = nullptr;
+
+ClientFunRow clientfun_list[] = {
+    {"connecting", on_connecting_event},
+    {"connect", on_connect_event},
+    {"invite_response", on_invite_response_event},
+    {"disconnect", on_disconnect_event},
+    {"upgrade_status", on_upgrade_status_event},
+    {"response", on_response_event},
+    {"reg_changed", on_reg_changed_event},
+    {"mwi_message", on_mwi_message_event},
+    {"account_info_invalidated", on_account_info_invalidated_event},
+    {"transfer_complete", on_transfer_complete_event},
+    {"incoming_call", on_incoming_call_event},
+    {"tip_info_get_response", on_tip_info_get_response_event},
+    {nullptr, nullptr},
+};
+static_assert(std::size(clientfun_list) == 13, "twelve events and the end row");
+
+int add_callback_fun(ClientOps* table) {
+  store(pClientOps, table);
+  return 0;
+}
+
+int hook_process_msgtype(MessageClient* c, const void* packet, int length) {
+  if (c == nullptr || packet == nullptr || length < static_cast<int>(kPacketHeaderSize)) return 0;
+  uint16_t msgtype;
+  std::memcpy(&msgtype, static_cast<const uint8_t*>(packet) + 4, sizeof msgtype);
+  for (MsgHook& h : c->hooks)
+    if (load(h.hook_type) == kHookByMsgtype && load(h.hook_msgtype) == msgtype) write_to_hook(h, packet, length);
+  return 0;
+}
+
+int hook_process_seq(MessageClient* c, uint16_t seq, const void* packet, int length) {
+  if (c == nullptr) return 0;
+  for (MsgHook& h : c->hooks)
+    if (load(h.hook_type) == kHookBySeq && load(h.hook_seq) == seq) write_to_hook(h, packet, length);
+  return 0;
+}
+
+int hook_process_msgname(MessageClient* c, const char* name, const void* payload, int length) {
+  if (c == nullptr || name == nullptr) return 0;
+  for (MsgHook& h : c->hooks)
+    if (load(h.hook_type) == kHookByName && name_equals(h, name)) write_to_hook(h, payload, length);
+  return 0;
+}
+
+int client_call_back(void* user, struct sockaddr_in*, char* received, int length, char*, int* reply_length) {
+  auto* c = static_cast<MessageClient*>(user);
+  if (reply_length != nullptr) *reply_length = 0;
+  // A datagram shorter than a header is no packet.
+  if (c == nullptr || received == nullptr || length < static_cast<int>(kPacketHeaderSize)) return 0;
+  received[length] = 0;
+  BusPacketHeader head;
+  std::memcpy(&head, received, sizeof head);
+  hook_process_msgtype(c, received, length);
+  hook_process_seq(c, head.seq, received, length);
+  for (uint16_t& entry : c->pending_seq)
+    if (load(entry) == head.seq) store(entry, uint16_t{0});
+  // The payload as far as the datagram holds it; its text ends at the 0
+  // written behind the datagram at the latest.
+  char* payload = received + kPacketHeaderSize;
+  const int payload_length =
+      static_cast<int>(std::min<uint64_t>(head.length, static_cast<uint64_t>(length) - kPacketHeaderSize));
+  if (head.kind == kKindEvent || head.kind == kKindDirected) {
+    json_object* root = json_tokener_parse(payload);
+    json_object* name = nullptr;
+    const bool named = root != nullptr && json_object_object_get_ex(root, "msgtype", &name);
+    if (named) hook_process_msgname(c, json_object_get_string(name), payload, payload_length);
+    json_object_put(root);
+    if (head.kind == kKindEvent) {
+      if (named) NEWFIFO_WRITE(c->event_fifo, received, length, 0);
+      return 0;
+    }
+  }
+  if (c->raw_callback != nullptr) c->raw_callback(head.source, head.msgtype, received, static_cast<uint32_t>(length));
+  return 0;
+}
+
+void* ClientCallBack(void* arg) {
+  auto* c = static_cast<MessageClient*>(arg);
+  store(c->dispatch_running, 1);
+  while (load(c->dispatch_stop) == 0) {
+    int length = 0;
+    if (fifo_read_bounded(c->event_fifo, c->event_packet, sizeof c->event_packet - 1, &length, nullptr) > 0 &&
+        length > static_cast<int>(kPacketHeaderSize)) {
+      c->event_packet[length] = 0;
+      json_object* root = json_tokener_parse(reinterpret_cast<char*>(c->event_packet) + kPacketHeaderSize);
+      json_object* name = nullptr;
+      if (root != nullptr && json_object_object_get_ex(root, "msgtype", &name)) {
+        const char* text = json_object_get_string(name);
+        for (const ClientFunRow* row = clientfun_list; row->msgtype != nullptr; ++row) {
+          if (std::strcmp(row->msgtype, text) == 0 && row->handler != nullptr) {
+            row->handler(root);
+            break;
+          }
+        }
+      }
+      json_object_put(root);
+    }
+    usleep(kPollUs);
+  }
+  store(c->dispatch_running, 0);
+  return nullptr;
+}
+
+MsgHook* add_hook_byseq(MessageClient* c, uint16_t seq, int size, int slots) {
+  return add_hook(c, kHookBySeq, seq, nullptr, size, slots);
+}
+
+MsgHook* add_hook_bymsgname(MessageClient* c, const char* name, int size, int slots) {
+  if (name == nullptr) return nullptr;
+  return add_hook(c, kHookByName, 0, name, size, slots);
+}
+
+MsgHook* add_hook_bymsgtype(MessageClient* c, uint16_t msgtype, int size, int slots) {
+  return add_hook(c, kHookByMsgtype, msgtype, nullptr, size, slots);
+}
+
+int add_hook_monitor_thread(MsgHook* h, BusPacketCallback callback) {
+  if (h == nullptr) return -1;
+  store(h->monitor_callback, callback);
+  int r = pthread_create(&h->monitor_thread, nullptr, hook_monitor_thread, h);
+  if (r != 0) {
+    printf("can't create thread: %s\n", strerror(r));
+    return -1;
+  }
+  pthread_detach(h->monitor_thread);
+  return 0;
+}
+
+int del_hook_monitor_thread(MsgHook* h) {
+  if (h == nullptr) return 0;
+  store(h->hook_type, kHookFree);
+  while (load(h->monitor_running) == 1) usleep(kMonitorStopPollUs);
+  return 0;
+}
+
+int del_hook(MessageClient* c, MsgHook* h) {
+  if (c == nullptr || !own_hook(c, h)) return 0;
+  store(h->hook_type, kHookFree);
+  usleep(kPollUs);
+  store(h->hook_seq, uint16_t{0});
+  store(h->hook_msgtype, uint16_t{0});
+  store_name(*h, nullptr);
+  store(h->monitor_callback, BusPacketCallback{nullptr});
+  std::free(load(h->monitor_buffer));
+  store(h->monitor_buffer, static_cast<uint8_t*>(nullptr));
+  NewFifo* fifo = load(h->hook_fifo);
+  store(h->hook_fifo, static_cast<NewFifo*>(nullptr));
+  NEWFIFO_RELEASE(&fifo);
+  return 0;
+}
+
+int del_all_hook(MessageClient* c) {
+  if (c == nullptr) return 0;
+  for (MsgHook& h : c->hooks)
+    if (load(h.hook_type) != kHookFree) del_hook(c, &h);
+  return 0;
+}
+
+int wiat_hook(MessageClient* c, MsgHook* h, void* dest, int* length, int timeout_ms) {
+  if (h == nullptr || dest == nullptr || length == nullptr) return 0;
+  const int capacity = *length;
+  *length = 0;
+  const int got = poll_hook(*h, dest, capacity, length, timeout_ms);
+  // Only a hook by seq is used once; the others stay armed.
+  if (load(h->hook_type) == kHookBySeq) del_hook(c, h);
+  return got;
+}
+
+int wiat_hook_intant(MessageClient* c, MsgHook* h, void* dest, int* length, int timeout_ms) {
+  if (h == nullptr || dest == nullptr || length == nullptr) return 0;
+  const int capacity = *length;
+  *length = 0;
+  int got = 0;
+  const bool locked = timeout_ms > 0;
+  if (locked) {
+    // A second waiter of the same name blocks here until the first has
+    // removed the hook, then finds no FIFO and runs into its limit.
+    pthread_mutex_lock(&h->wait_mutex);
+    got = poll_hook(*h, dest, capacity, length, timeout_ms);
+  }
+  del_hook(c, h);
+  if (locked) pthread_mutex_unlock(&h->wait_mutex);
+  return got;
+}
+
+int wait_msgname_reply(MessageClient* c, const char* name, void* buffer, int buffer_size, int timeout_ms) {
+  if (buffer == nullptr || buffer_size < 1) return -1;
+  MsgHook* h = add_hook_bymsgname(c, name, buffer_size, 2);
+  if (h == nullptr) return -1;
+  // One byte stays free for the terminator.
+  int length = buffer_size - 1;
+  if (wiat_hook_intant(c, h, buffer, &length, timeout_ms) < 1) return -1;
+  static_cast<char*>(buffer)[length] = 0;
+  return length;
+}
+
+int wait_response(MessageClient* c, uint16_t seq, int ticks) {
+  if (c == nullptr) return 0;
+  // The seq goes into every free entry; the last of them is watched (entry
+  // 0 when none was free). One wait thus takes the whole table.
+  int watched = 0;
+  for (int i = 0; i < BUS_PENDING_COUNT; ++i) {
+    if (load(c->pending_seq[i]) == 0) {
+      store(c->pending_seq[i], seq);
+      watched = i;
+    }
+  }
+  while (load(c->pending_seq[watched]) != 0 && ticks > 0) {
+    --ticks;
+    usleep(kPollUs);
+  }
+  return ticks;
+}
+
+}  // extern "C"
