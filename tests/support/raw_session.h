@@ -1,0 +1,69 @@
+// A test-side session with the message server in raw bytes: it plays the
+// SIP process (or any other peer) against the real library.
+#pragma once
+
+#include <json-c/json.h>
+
+#include <memory>
+#include <string>
+
+#include "bus/bus_wire.h"
+#include "support/udp_client.h"
+
+namespace phonecore::testing {
+
+class RawSession {
+ public:
+  explicit RawSession(uint16_t id) : id_(id) {
+    UdpClient control;
+    auto in = control.exchange(bus::kControlPort,
+                               bytes_of(bus::BusControlRequest{bus::kControlMagic, 0, id, bus::kControlConnect, 1}));
+    if (in) reply_ = bus::decode_control_reply(*in);
+    if (reply_ && reply_->status == 0) socket_ = std::make_unique<UdpClient>(reply_->local_port);
+  }
+  ~RawSession() {
+    UdpClient control;
+    control.exchange(bus::kControlPort,
+                     bytes_of(bus::BusControlRequest{bus::kControlMagic, 0, id_, bus::kControlDisconnect, 1}), 500);
+  }
+
+  bool ok() const { return socket_ != nullptr && socket_->bound(); }
+  uint16_t id() const { return id_; }
+  uint16_t local_port() const { return reply_ ? reply_->local_port : 0; }
+
+  static std::vector<uint8_t> packet(uint16_t seq, uint16_t msgtype, uint16_t kind, uint16_t dest, uint16_t source,
+                                     const std::string& payload, bool terminator = true) {
+    std::vector<uint8_t> out(bus::kPacketHeaderSize + payload.size() + (terminator ? 1 : 0), 0);
+    bus::encode_record(bus::BusPacketHeader{bus::kPacketMagic, seq, msgtype, kind, dest, source,
+                                            static_cast<uint32_t>(payload.size())},
+                       out);
+    std::memcpy(out.data() + bus::kPacketHeaderSize, payload.data(), payload.size());
+    return out;
+  }
+
+  // Sends a packet through the server, from this session.
+  void send(uint16_t dest, uint16_t kind, const std::string& payload, uint16_t seq = 1, uint16_t msgtype = 0) {
+    socket_->send_to(reply_->server_port, packet(seq, msgtype, kind, dest, id_, payload));
+  }
+  void send_bytes(const std::vector<uint8_t>& bytes) { socket_->send_to(reply_->server_port, bytes); }
+
+  std::optional<std::vector<uint8_t>> receive(int timeout_ms = 2000) { return socket_->receive(timeout_ms); }
+
+  static bus::BusPacketHeader header(const std::vector<uint8_t>& datagram) {
+    bus::BusPacketHeader h{};
+    std::memcpy(&h, datagram.data(), std::min(datagram.size(), sizeof h));
+    return h;
+  }
+  static std::string payload(const std::vector<uint8_t>& datagram) {
+    auto h = header(datagram);
+    size_t n = std::min<size_t>(h.length, datagram.size() - bus::kPacketHeaderSize);
+    return std::string(reinterpret_cast<const char*>(datagram.data()) + bus::kPacketHeaderSize, n);
+  }
+
+ private:
+  uint16_t id_;
+  std::optional<bus::BusControlReply> reply_;
+  std::unique_ptr<UdpClient> socket_;
+};
+
+}  // namespace phonecore::testing
