@@ -103,6 +103,8 @@ class MessageServer {
           reply(from, kStatusRefused, 0, 0);
           break;
         }
+        // What the session sent before it asked to go is still routed.
+        drain(it->second);
         close(it->second.fd);
         phonebox::log_line(kPeer, "disconnect %u", req->client_id);
         sessions_.erase(it);
@@ -136,6 +138,15 @@ class MessageServer {
     }
     phonebox::log_line(kPeer, "connect %u refused: no ports left", req.client_id);
     reply(from, kStatusRefused, 0, 0);
+  }
+
+  void drain(const Session& s) {
+    std::vector<uint8_t> buf(kDatagramBuffer);
+    for (;;) {
+      ssize_t n = recv(s.fd, buf.data(), buf.size(), MSG_DONTWAIT);
+      if (n < 0) break;
+      route({buf.data(), static_cast<size_t>(n)}, &s);
+    }
   }
 
   void deliver(const Session& to, std::span<const uint8_t> datagram) {
