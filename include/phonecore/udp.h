@@ -43,7 +43,8 @@ typedef struct UdpListener {
 /* Starts the detached listener thread ("zknetwork"). Returns -1 when the
  * thread was created; do not rely on the result either way. */
 PHONECORE_API int udp_listen_thread_start(UdpListener *listener, pthread_t *thread_id);
-/* Closes the socket and waits until the thread has ended (within about a
+/* Ends the listener: the socket is shut down, the thread closes it and
+ * ends, and the call returns once it has (at once, or within about a
  * second). Returns 0. */
 PHONECORE_API int udp_listen_thread_stop(UdpListener *listener, void *unused);
 /* The listener thread's body: binds and serves, retrying a failed bind every

@@ -62,6 +62,7 @@ void do_echo(struct sockaddr* address, socklen_t address_size, UdpListener* l) {
     FD_SET(fd, &readable);
     timeval limit{1, 0};
     if (select(fd + 1, &readable, nullptr, nullptr, &limit) <= 0) continue;
+    if (load(l->run) != 1) break;  // woken by the stop
     socklen_t from_size = address_size;
     ssize_t n = recvfrom(fd, received, static_cast<size_t>(size), 0, address, &from_size);
     if (n < 0 || l->handler == nullptr) continue;
@@ -100,13 +101,18 @@ int udp_start_threadreal(UdpListener* l) {
   if (bind(fd, reinterpret_cast<sockaddr*>(&local), sizeof local) != 0) {
     perror("bind error");
     close(fd);
+    // The number may be handed to another descriptor at once: it must not
+    // be shut down or closed again by a stop.
+    store(l->socket, -1);
     l->local_address = nullptr;
     return -1;
   }
   sockaddr_in sender{};
   do_echo(reinterpret_cast<sockaddr*>(&sender), sizeof sender, l);
-  // The address lived on this frame; the socket was closed by the stop.
+  // The stop has shut the socket down; this thread, the only one that
+  // reads it, closes it before the stop sees the thread end.
   l->local_address = nullptr;
+  close(fd);
   return fd;
 }
 
@@ -140,8 +146,11 @@ int udp_listen_thread_start(UdpListener* l, pthread_t* thread_id) {
 
 int udp_listen_thread_stop(UdpListener* l, void*) {
   if (l == nullptr) return 0;
-  close(load(l->socket));
+  // Clear run, then wake the receive loop; the listener closes its socket
+  // on the way out.
   store(l->run, 0);
+  const int fd = load(l->socket);
+  if (fd >= 0) shutdown(fd, SHUT_RDWR);
   while (load(l->running) == 1) {
     store(l->run, 0);
     usleep(kStopPollUs);

@@ -275,11 +275,11 @@ TEST_F(Receive, NameLongerThanThirtyOneCharactersIsCut) {
 TEST_F(Receive, WaitResponseWithNoTicksFillsEveryFreeEntryAndReturnsAtOnce) {
   client_->pending_seq[3] = 99;
   EXPECT_EQ(wait_response(client_, 321, 0), 0);
-  for (int i = 0; i < 32; ++i) EXPECT_EQ(client_->pending_seq[i], i == 3 ? 99 : 321) << i;
+  for (int i = 0; i < 32; ++i) EXPECT_EQ(__atomic_load_n(&client_->pending_seq[i], __ATOMIC_ACQUIRE), i == 3 ? 99 : 321) << i;
   // A packet with that seq clears every entry at once.
   sip_.send(1234, 1, "{}", 321, 1);
   for (int i = 0; i < 200 && __atomic_load_n(&client_->pending_seq[31], __ATOMIC_ACQUIRE) != 0; ++i) usleep(5000);
-  for (int i = 0; i < 32; ++i) EXPECT_EQ(client_->pending_seq[i], i == 3 ? 99 : 0) << i;
+  for (int i = 0; i < 32; ++i) EXPECT_EQ(__atomic_load_n(&client_->pending_seq[i], __ATOMIC_ACQUIRE), i == 3 ? 99 : 0) << i;
 }
 
 TEST_F(Receive, WaitResponseReturnsTheTicksLeftWhenTheReplyCame) {
@@ -314,7 +314,7 @@ TEST_F(Receive, MonitorThreadHandsSourceAndMsgtypeOfEachPacket) {
   testing::internal::CaptureStdout();
   EXPECT_EQ(del_hook_monitor_thread(h), 0);
   std::string out = testing::internal::GetCapturedStdout();
-  EXPECT_EQ(h->monitor_running, 0);
+  EXPECT_EQ(__atomic_load_n(&h->monitor_running, __ATOMIC_ACQUIRE), 0);
   EXPECT_NE(out.find("phook->name="), std::string::npos);
   EXPECT_EQ(del_hook(client_, h), 0);
 }
