@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # The narrated demo, run inside a phone box by "./run demo".
+#   box/demo.sh BUILD_DIR
 set -euo pipefail
+build=${1:?build folder}
 
 say() { printf '\n\033[1m== %s\033[0m\n' "$*"; }
 
@@ -15,6 +17,9 @@ pbctl connect 1234
 
 say "Two sessions: the user interface (bus id 1234) sends a dial request to the SIP process (bus id 4098)"
 pbctl exchange 1234 4098 '{"msgtype":"phone_dail","data":{"dialAccId":1,"phoneNumber":"1002"}}'
+
+say "The library on the bus: a SIP process and a user interface, both linking libphonecore"
+"$build/demo/phone_demo"
 
 say "The configuration service (port 26001) reads hal.cfg"
 pbctl read hal.cfg

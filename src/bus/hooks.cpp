@@ -27,6 +27,26 @@ using namespace phonecore::bus;
 
 namespace phonecore::bus {
 
+bool dispatch_event(MessageClient* c) {
+  int length = 0;
+  if (fifo_read_bounded(c->event_fifo, c->event_packet, sizeof c->event_packet - 1, &length, nullptr) <= 0) return false;
+  if (length <= static_cast<int>(kPacketHeaderSize)) return true;
+  c->event_packet[length] = 0;
+  json_object* root = json_tokener_parse(reinterpret_cast<char*>(c->event_packet) + kPacketHeaderSize);
+  json_object* name = nullptr;
+  if (root != nullptr && json_object_object_get_ex(root, "msgtype", &name)) {
+    const char* text = json_object_get_string(name);
+    for (const ClientFunRow* row = clientfun_list; row->msgtype != nullptr; ++row) {
+      if (std::strcmp(row->msgtype, text) == 0 && row->handler != nullptr) {
+        row->handler(root);
+        break;
+      }
+    }
+  }
+  json_object_put(root);
+  return true;
+}
+
 long long now_ms() {
   timeval tv;
   gettimeofday(&tv, nullptr);
@@ -347,23 +367,8 @@ void* ClientCallBack(void* arg) {
   auto* c = static_cast<MessageClient*>(arg);
   store(c->dispatch_running, 1);
   while (load(c->dispatch_stop) == 0) {
-    int length = 0;
-    if (fifo_read_bounded(c->event_fifo, c->event_packet, sizeof c->event_packet - 1, &length, nullptr) > 0 &&
-        length > static_cast<int>(kPacketHeaderSize)) {
-      c->event_packet[length] = 0;
-      json_object* root = json_tokener_parse(reinterpret_cast<char*>(c->event_packet) + kPacketHeaderSize);
-      json_object* name = nullptr;
-      if (root != nullptr && json_object_object_get_ex(root, "msgtype", &name)) {
-        const char* text = json_object_get_string(name);
-        for (const ClientFunRow* row = clientfun_list; row->msgtype != nullptr; ++row) {
-          if (std::strcmp(row->msgtype, text) == 0 && row->handler != nullptr) {
-            row->handler(root);
-            break;
-          }
-        }
-      }
-      json_object_put(root);
-    }
+    dispatch_event(c);
+    // At most one event every 5 ms, whether or not one came.
     usleep(kPollUs);
   }
   store(c->dispatch_running, 0);

@@ -5,6 +5,11 @@
 
 namespace phonecore::bus {
 
+// Takes one packet from the session's event queue and calls the first row
+// of clientfun_list with its "msgtype". False when the queue was empty.
+// Runs on the event thread (ClientCallBack).
+bool dispatch_event(MessageClient* client);
+
 // Milliseconds since the epoch by gettimeofday, for the waits' limits.
 long long now_ms();
 

@@ -29,7 +29,6 @@ constexpr int kHookWaitReply = 3072;       // reply of send_sjson_to_sip_hook_wa
 constexpr int kStringWaitReply = 1536;     // reply of send_string_and_wait
 constexpr int kBufferWaitFifo = 16384;     // FIFO and global buffer of the buffer form
 constexpr uint32_t kSlowCallMs = 50;       // the 50 ms rule
-constexpr uint16_t kKindNumeric = 1;
 constexpr uint16_t kKindEvent = 2;
 constexpr uint16_t kKindDirected = 9;
 
@@ -57,6 +56,24 @@ int short_connect_callback(uint16_t, uint16_t, void* packet, uint32_t length) {
   reply[n] = 0;
   store(datarevlen, static_cast<int>(n));
   store(short_connect_done, 1);
+  return 0;
+}
+
+// An event (kind 2) to dest, built in the caller's text buffer. 0, or -1
+// for a null client or no text.
+int send_event(MessageClient* c, const char* name, json_object* data, uint16_t dest, char* text, size_t size,
+               bool trace) {
+  if (c == nullptr) {
+    json_object_put(data);
+    return -1;
+  }
+  int length = 0;
+  if (build_message(name, data, text, size, &length) != 0) return -1;
+  if (trace) {
+    printf("@all_type_all@msgtype@%s@@\n\r", name != nullptr ? name : "");
+    printf("@all_type_all@buffersend@%s@@\n\r", text);
+  }
+  send_message2(c, dest, 0, kKindEvent, text, length);
   return 0;
 }
 
@@ -149,29 +166,13 @@ int send_sjson_to_sip_hook_wait_buffer(MessageClient* c, const char* name, int m
 }
 
 int send_sjson_to_all(MessageClient* c, const char* name, json_object* data) {
-  if (c == nullptr) {
-    json_object_put(data);
-    return -1;
-  }
   char text[kRequestText] = {};
-  int length = 0;
-  if (build_message(name, data, text, sizeof text, &length) != 0) return -1;
-  send_message2(c, kBusIdAll, 0, kKindEvent, text, length);
-  return 0;
+  return send_event(c, name, data, kBusIdAll, text, sizeof text, false);
 }
 
 int send_sjson_to_all_type_all(MessageClient* c, const char* name, json_object* data) {
-  if (c == nullptr) {
-    json_object_put(data);
-    return -1;
-  }
   char text[kTypeAllText] = {};
-  int length = 0;
-  if (build_message(name, data, text, sizeof text, &length) != 0) return -1;
-  printf("@all_type_all@msgtype@%s@@\n\r", name != nullptr ? name : "");
-  printf("@all_type_all@buffersend@%s@@\n\r", text);
-  send_message2(c, kBusIdTypeAll, 0, kKindEvent, text, length);
-  return 0;
+  return send_event(c, name, data, kBusIdTypeAll, text, sizeof text, true);
 }
 
 int send_string_and_wait(MessageClient* c, uint16_t dest, uint16_t msgtype, const char* name, const void* data,

@@ -54,6 +54,13 @@ int put_member(json_object* target, const char* key, json_object* value) {
   return 0;
 }
 
+// Walks the path (creating missing objects when asked) and adds or replaces
+// the member there; takes over value. -1 when the path is missing.
+int set_by_path(json_object* o, const char* key, json_object* value, int count, va_list keys, bool create) {
+  json_object* target = create ? walk_creating(o, count, keys) : walk(o, count, keys);
+  return put_member(target, key, value);
+}
+
 // The message text into buffer; the whole message is released, and with it
 // data. The caller's buffer must take the text.
 int message_text(json_object* message, char* buffer, int* length) {
@@ -154,45 +161,41 @@ int get_int_from_char_json(json_object* o, int count, ...) {
 int set_string_to_json(json_object* o, const char* key, const char* value, int count, ...) {
   va_list keys;
   va_start(keys, count);
-  json_object* target = walk(o, count, keys);
+  const int r = set_by_path(o, key, json_object_new_string(value != nullptr ? value : ""), count, keys, false);
   va_end(keys);
-  if (target == nullptr) return -1;
-  return put_member(target, key, json_object_new_string(value != nullptr ? value : ""));
+  return r;
 }
 
 int set_int_to_json(json_object* o, const char* key, int value, int count, ...) {
   va_list keys;
   va_start(keys, count);
-  json_object* target = walk(o, count, keys);
+  const int r = set_by_path(o, key, json_object_new_int(value), count, keys, false);
   va_end(keys);
-  if (target == nullptr) return -1;
-  return put_member(target, key, json_object_new_int(value));
+  return r;
 }
 
 int set_string_to_json2(json_object* o, const char* key, const char* value, int count, ...) {
   va_list keys;
   va_start(keys, count);
-  json_object* target = walk_creating(o, count, keys);
+  const int r = set_by_path(o, key, json_object_new_string(value != nullptr ? value : ""), count, keys, true);
   va_end(keys);
-  if (target == nullptr) return -1;
-  return put_member(target, key, json_object_new_string(value != nullptr ? value : ""));
+  return r;
 }
 
 int set_int_to_json2(json_object* o, const char* key, int value, int count, ...) {
   va_list keys;
   va_start(keys, count);
-  json_object* target = walk_creating(o, count, keys);
+  const int r = set_by_path(o, key, json_object_new_int(value), count, keys, true);
   va_end(keys);
-  if (target == nullptr) return -1;
-  return put_member(target, key, json_object_new_int(value));
+  return r;
 }
 
 int set_obj_to_json(json_object* o, const char* key, json_object* member, int count, ...) {
   va_list keys;
   va_start(keys, count);
-  json_object* target = walk(o, count, keys);
+  const int r = set_by_path(o, key, member, count, keys, false);
   va_end(keys);
-  return put_member(target, key, member);
+  return r;
 }
 
 int get_int_list_from_array(json_object* array, int* dest, int* count) {

@@ -14,6 +14,7 @@
 
 #include "phonecore/bus_client.h"
 #include "phonecore/json_msg.h"
+#include "support/bus_session.h"
 #include "support/raw_session.h"
 
 using phonecore::testing::RawSession;
@@ -91,10 +92,8 @@ class Receive : public ::testing::Test {
     }
     add_callback_fun(&g_ops);
     ASSERT_TRUE(sip_.ok());
-    client_ = request_pc_connect(1234, 1, raw_callback, "receiver");
+    client_ = phonecore::testing::open_listening_session(1234, raw_callback, "receiver");
     ASSERT_NE(client_, nullptr);
-    for (int i = 0; i < 200 && __atomic_load_n(&client_->listener.running, __ATOMIC_ACQUIRE) != 1; ++i) usleep(5000);
-    usleep(20000);
   }
   void TearDown() override {
     request_pc_disconnect(client_);

@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "phonecore/json_msg.h"
+#include "support/bus_session.h"
 #include "support/raw_session.h"
 
 using phonecore::testing::RawSession;
@@ -83,10 +84,8 @@ constexpr useconds_t kAnswerDelayUs = 3000;
 class Requests : public ::testing::Test {
  protected:
   void SetUp() override {
-    client_ = request_pc_connect(1234, 1, nullptr, "ui");
+    client_ = phonecore::testing::open_listening_session(1234, nullptr, "ui");
     ASSERT_NE(client_, nullptr);
-    for (int i = 0; i < 200 && __atomic_load_n(&client_->listener.running, __ATOMIC_ACQUIRE) != 1; ++i) usleep(5000);
-    usleep(20000);
   }
   void TearDown() override { request_pc_disconnect(client_); }
   MessageClient* client_ = nullptr;

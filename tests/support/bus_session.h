@@ -1,0 +1,19 @@
+// Opens a library session in a test and waits until its listener runs (the
+// connect returns before the socket exists).
+#pragma once
+
+#include <unistd.h>
+
+#include "phonecore/bus_client.h"
+
+namespace phonecore::testing {
+
+inline MessageClient* open_listening_session(uint16_t id, BusPacketCallback raw_callback, const char* name) {
+  MessageClient* c = request_pc_connect(id, 1, raw_callback, name);
+  if (c == nullptr) return nullptr;
+  for (int i = 0; i < 200 && __atomic_load_n(&c->listener.running, __ATOMIC_ACQUIRE) != 1; ++i) usleep(5000);
+  usleep(20000);  // the bind follows the thread's start
+  return c;
+}
+
+}  // namespace phonecore::testing
