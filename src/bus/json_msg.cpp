@@ -20,6 +20,22 @@
 
 using namespace phonecore::bus;
 
+namespace phonecore::bus {
+
+bool report_slow_call(const char* name, uint32_t took_ms) {
+  if (took_ms <= kSlowCallMs) return false;
+  printf("msgtype:%s time too long %d\n\r", name != nullptr ? name : "", static_cast<int>(took_ms));
+  return true;
+}
+
+bool report_slow_call(int msgtype, uint32_t took_ms) {
+  if (took_ms <= kSlowCallMs) return false;
+  printf("msgtype:%d time too long %d\n\r", msgtype, static_cast<int>(took_ms));
+  return true;
+}
+
+}  // namespace phonecore::bus
+
 namespace {
 
 constexpr size_t kRequestText = 256;       // outgoing text of the SIP calls
@@ -28,7 +44,6 @@ constexpr int kSameNameReply = 256;        // reply of send_sjson_to_sip_wait
 constexpr int kHookWaitReply = 3072;       // reply of send_sjson_to_sip_hook_wait
 constexpr int kStringWaitReply = 1536;     // reply of send_string_and_wait
 constexpr int kBufferWaitFifo = 16384;     // FIFO and global buffer of the buffer form
-constexpr uint32_t kSlowCallMs = 50;       // the 50 ms rule
 constexpr uint16_t kKindEvent = 2;
 constexpr uint16_t kKindDirected = 9;
 
@@ -36,15 +51,9 @@ constexpr uint16_t kKindDirected = 9;
 // time per process.
 uint8_t g_buffer_reply[kBufferWaitFifo];
 
-void time_rule(const char* name, uint32_t start) {
-  const uint32_t took = system_get_times_msec() - start;
-  if (took > kSlowCallMs) printf("msgtype:%s time too long %d\n\r", name != nullptr ? name : "", static_cast<int>(took));
-}
+void time_rule(const char* name, uint32_t start) { report_slow_call(name, system_get_times_msec() - start); }
 
-void time_rule(int msgtype, uint32_t start) {
-  const uint32_t took = system_get_times_msec() - start;
-  if (took > kSlowCallMs) printf("msgtype:%d time too long %d\n\r", msgtype, static_cast<int>(took));
-}
+void time_rule(int msgtype, uint32_t start) { report_slow_call(msgtype, system_get_times_msec() - start); }
 
 int short_connect_callback(uint16_t, uint16_t, void* packet, uint32_t length) {
   auto* reply = static_cast<uint8_t*>(load(pbufferRecvGL));

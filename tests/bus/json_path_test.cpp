@@ -140,3 +140,31 @@ TEST(JsonArrays, ArrayParseMatchesByTextByNumberOrCallsForAll) {
 }
 
 }  // namespace
+
+#include "bus/json_msg_internal.h"
+
+namespace {
+
+TEST(SlowCallRule, ExactlyFiftyMillisecondsPrintsNothingAndFiftyOnePrints) {
+  testing::internal::CaptureStdout();
+  EXPECT_FALSE(phonecore::bus::report_slow_call("phone_dail", 50));
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+  testing::internal::CaptureStdout();
+  EXPECT_TRUE(phonecore::bus::report_slow_call("phone_dail", 51));
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "msgtype:phone_dail time too long 51\n\r");
+  testing::internal::CaptureStdout();
+  EXPECT_TRUE(phonecore::bus::report_slow_call(6, 120));
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "msgtype:6 time too long 120\n\r");
+}
+
+TEST(SlowCallRule, MillisecondClockWrapsWithoutAFalseReport) {
+  // The clock is a wrapping 32-bit count: a call across the wrap measures
+  // its true length.
+  const uint32_t start = 0xFFFFFFF0u;
+  const uint32_t end = 0x00000010u;
+  testing::internal::CaptureStdout();
+  EXPECT_FALSE(phonecore::bus::report_slow_call("x", end - start));
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+}
+
+}  // namespace
