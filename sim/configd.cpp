@@ -19,6 +19,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <map>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -158,6 +159,26 @@ std::string live_status() {
   return text;
 }
 
+// gl_data: volatile 32-bit values by key; key and value at frame offsets 10
+// and 14. Its category, 0x1006, is the file category 4102: the operation
+// words 0x3005 to 0x3007 tell the requests apart.
+constexpr uint16_t kGlWrite = 0x3005;
+constexpr uint16_t kGlRead = 0x3006;
+constexpr uint16_t kGlReset = 0x3007;
+constexpr size_t kGlKeyOffset = 10;
+constexpr size_t kGlValueOffset = 14;
+
+// Questions, category 4108.
+constexpr uint16_t kCategoryQuestion = 4108;
+constexpr uint16_t kQuestionAccount = 0x2004;
+constexpr uint16_t kQuestionFileExists = 0x3008;
+
+// The volume keys 0 to 8 of gl_data and the hal.cfg levels that a reset
+// gives them back.
+constexpr std::array<const char*, 9> kVolumeKeys{
+    "speaker-level-call", "headset-level-call", "handset-level-call", "speaker-level-tone", "headset-level-tone",
+    "handset-level-tone", "speaker-level-ring", "headset-level-ring", "handset-level-ring"};
+
 class ConfigService {
  public:
   bool start() {
@@ -201,6 +222,8 @@ class ConfigService {
     out_.path_length = req_.path_length;
     std::memcpy(out_.path, req_.path, kGnlPathSize);
     out_.data_length = 0;
+    if (req_.category == kCategoryFile && req_.operation >= kGlWrite && req_.operation <= kGlReset) return gl_data();
+    if (req_.category == kCategoryQuestion) return question();
     switch (req_.operation) {
       case kOperationRead:
         do_read();
@@ -213,6 +236,66 @@ class ConfigService {
         break;
       default:
         phonebox::log_line(kPeer, "unknown operation 0x%04x for category %u", req_.operation, req_.category);
+    }
+    out_.data[out_.data_length] = 0;
+    return gnl_datagram_size(out_.data_length);
+  }
+
+  int32_t field32(size_t offset) const {
+    int32_t v;
+    std::memcpy(&v, reinterpret_cast<const uint8_t*>(&req_) + offset, sizeof v);
+    return v;
+  }
+
+  size_t gl_data() {
+    std::memcpy(&out_, &req_, kGnlHeaderSize);  // the frame comes back as it was
+    out_.data_length = 0;
+    const int32_t key = field32(kGlKeyOffset);
+    switch (req_.operation) {
+      case kGlWrite:
+        gl_data_[key] = field32(kGlValueOffset);
+        break;
+      case kGlRead: {
+        const int32_t value = gl_data_.count(key) != 0 ? gl_data_[key] : 0;
+        std::memcpy(reinterpret_cast<uint8_t*>(&out_) + kGlValueOffset, &value, sizeof value);
+        break;
+      }
+      case kGlReset: {
+        json_object* hal = json_object_from_file((std::string(kRoot) + "/hal.cfg").c_str());
+        json_object* audio = nullptr;
+        for (size_t k = 0; k < kVolumeKeys.size(); ++k) {
+          json_object* level = nullptr;
+          const bool known = hal != nullptr && json_object_object_get_ex(hal, "audio", &audio) &&
+                             json_object_object_get_ex(audio, kVolumeKeys[k], &level);
+          gl_data_[static_cast<int32_t>(k)] = known ? json_object_get_int(level) : 0;
+        }
+        json_object_put(hal);
+        break;
+      }
+      default:
+        phonebox::log_line(kPeer, "gl_data: unknown operation 0x%04x", req_.operation);
+    }
+    out_.data[0] = 0;
+    return gnl_datagram_size(0);
+  }
+
+  size_t question() {
+    std::memcpy(&out_, &req_, kGnlHeaderSize);
+    out_.data_length = 0;
+    if (req_.operation == kQuestionAccount) {
+      // The account store, as JSON text with its terminator.
+      if (auto text = read_file(std::string(kRoot) + "/voip.cfg")) put_data(text->c_str(), text->size() + 1);
+    } else if (req_.operation == kQuestionFileExists) {
+      // The answer is the data length itself: 1 when the file exists.
+      const size_t n = strnlen(req_.path, kGnlPathSize - 1);
+      std::string name(req_.path, n);
+      auto path = resolve(name.c_str(), static_cast<uint16_t>(name.size()));
+      struct stat st;
+      out_.data_length = path && stat(path->c_str(), &st) == 0 ? 1 : 0;
+      out_.data[0] = 0;
+      return gnl_datagram_size(0);
+    } else {
+      phonebox::log_line(kPeer, "question of unknown type 0x%04x", req_.operation);
     }
     out_.data[out_.data_length] = 0;
     return gnl_datagram_size(out_.data_length);
@@ -300,6 +383,7 @@ class ConfigService {
   GnlConfigRecord req_{};
   size_t req_data_len_ = 0;
   GnlConfigRecord out_{};
+  std::map<int32_t, int32_t> gl_data_;
 };
 
 }  // namespace

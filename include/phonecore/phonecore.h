@@ -7,5 +7,8 @@
 #include "phonecore/udp.h"
 #include "phonecore/bus_client.h"
 #include "phonecore/json_msg.h"
+#include "phonecore/config.h"
+#include "phonecore/dm.h"
+#include "phonecore/hal.h"
 
 #endif

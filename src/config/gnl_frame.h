@@ -9,6 +9,8 @@
 #include <optional>
 #include <span>
 
+#include "phonecore/config.h"
+
 namespace phonecore::config {
 
 constexpr uint16_t kConfigPort = 26001;
@@ -42,16 +44,8 @@ constexpr size_t kGnlBufferSize = kGnlHeaderSize + kGnlDataSize;  // 32844
 // Every datagram carries one byte past its data: data length + 77.
 constexpr size_t kGnlTrailer = 1;
 
-struct GnlConfigRecord {
-  uint16_t magic;
-  uint16_t category;
-  uint16_t operation;
-  uint16_t format;
-  uint16_t path_length;  // without terminator; 0 if no path
-  char path[kGnlPathSize];  // relative to /appconfigs
-  uint16_t data_length;
-  uint8_t data[kGnlDataSize];
-};
+// The record itself is part of the exported interface (phonecore/config.h).
+using ::GnlConfigRecord;
 static_assert(sizeof(GnlConfigRecord) == kGnlBufferSize);
 static_assert(offsetof(GnlConfigRecord, magic) == 0);
 static_assert(offsetof(GnlConfigRecord, category) == 2);
@@ -61,6 +55,8 @@ static_assert(offsetof(GnlConfigRecord, path_length) == 8);
 static_assert(offsetof(GnlConfigRecord, path) == 10);
 static_assert(offsetof(GnlConfigRecord, data_length) == 74);
 static_assert(offsetof(GnlConfigRecord, data) == kGnlHeaderSize);
+static_assert(sizeof(GnlConfigRecord::path) == kGnlPathSize);
+static_assert(GNL_CONFIG_BUFFER_SIZE == kGnlBufferSize);
 
 // Bytes that go out for a record holding data_length bytes of data.
 constexpr size_t gnl_datagram_size(size_t data_length) { return data_length + kGnlHeaderSize + kGnlTrailer; }

@@ -5,6 +5,9 @@
 #include "phonecore/udp.h"
 #include "phonecore/bus_client.h"
 #include "phonecore/json_msg.h"
+#include "phonecore/config.h"
+#include "phonecore/dm.h"
+#include "phonecore/hal.h"
 
 int headers_cpp_fifo_roundtrip() {
   NewFifo* fifo = nullptr;

@@ -1,0 +1,327 @@
+// Volume levels of the three audio paths. They persist as integers under
+// "audio" in "hal.cfg"; in hotel mode they go to the volatile gl_data table
+// of the configuration service instead, so that a guest's changes do not
+// survive. The channel and the hotel flag are process-wide, one writer.
+
+#include <json-c/json.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "config/gnl_frame.h"
+#include "phonecore/config.h"
+#include "phonecore/hal.h"
+#include "phonecore/json_msg.h"
+#include "phonecore/udp.h"
+
+using namespace phonecore::config;
+
+namespace {
+
+constexpr const char* kHalFile = "hal.cfg";
+constexpr int kMaxLevel = 15;
+constexpr float kLevelScale = 15.0f;
+constexpr int kModeTone = 1;
+constexpr int kModeRing = 2;
+constexpr int kModeCall = 3;
+constexpr int kAudioModeKey = 9;  // gl_data key of the audio mode
+
+// gl_data requests: the GnlConfigRecord frame, category 0x1006 (the file
+// category, told apart by the operation), format 2.
+constexpr uint16_t kCategoryGlData = 0x1006;
+static_assert(kCategoryGlData == kCategoryFile);
+constexpr uint16_t kGlDataFormat = 2;
+constexpr uint16_t kGlWrite = 0x3005;
+constexpr uint16_t kGlRead = 0x3006;
+constexpr uint16_t kGlReset = 0x3007;
+constexpr size_t kGlKeyOffset = 10;
+constexpr size_t kGlValueOffset = 14;
+constexpr uint16_t kGlPairSize = 8;  // the word at offset 8: key and value bytes
+
+int g_channel = 1;
+int g_hotel = 0;  // refreshed at each volume call
+
+struct Path {
+  const char* level;  // "speaker-level%s"
+  const char* mic;
+  int keys[3];  // gl_data key for tone, ring, call
+};
+
+constexpr Path kPaths[] = {
+    {"speaker-level%s", "spk-mic-level", {3, 6, 0}},
+    {"headset-level%s", "hemic-level", {4, 7, 1}},
+    {"handset-level%s", "hamic-level", {5, 8, 2}},
+};
+
+const Path& path_of(int channel) { return channel == 2 || channel == 3 ? kPaths[channel - 1] : kPaths[0]; }
+
+// "speaker-level-call" and its sisters: a mode other than 2 or 3 is tone.
+void level_key(int channel, int mode, char* key, size_t size) {
+  const char* suffix = mode == kModeRing ? "-ring" : mode == kModeCall ? "-call" : "-tone";
+  snprintf(key, size, path_of(channel).level, suffix);
+}
+
+int gl_key(int channel, int mode) {
+  if (mode < kModeTone || mode > kModeCall) return 0;
+  return path_of(channel).keys[mode - 1];
+}
+
+// "hal.cfg", created with the defaults when it is missing.
+json_object* open_hal() {
+  json_object* hal = read_gnl_config_json(kHalFile);
+  return hal != nullptr ? hal : new_hal_config_file();
+}
+
+void refresh_hotel(json_object* hal) {
+  const char* text = get_string_from_json(hal, 2, "audio", "HotelModelEnable");
+  g_hotel = text != nullptr && std::strcmp(text, "1") == 0;
+}
+
+// One gl_data exchange of 77 bytes; the reply in r.
+bool gl_exchange(uint16_t operation, uint16_t pair, int key, int value, GnlConfigRecord* r) {
+  std::memset(r, 0, kGnlHeaderSize + 1);
+  r->magic = kGnlMagic;
+  r->category = kCategoryGlData;
+  r->operation = operation;
+  r->format = kGlDataFormat;
+  r->path_length = pair;
+  auto* bytes = reinterpret_cast<uint8_t*>(r);
+  const auto k = static_cast<int32_t>(key), v = static_cast<int32_t>(value);
+  std::memcpy(bytes + kGlKeyOffset, &k, sizeof k);
+  std::memcpy(bytes + kGlValueOffset, &v, sizeof v);
+  int capacity = static_cast<int>(kGnlBufferSize);
+  return udp_send_data_wait("127.0.0.1", kConfigPort, r, static_cast<int>(gnl_datagram_size(0)), r, &capacity) == 0 &&
+         capacity >= static_cast<int>(kGlValueOffset + sizeof v);
+}
+
+int set_level(int channel, int mode, int level, json_object* hal) {
+  char key[32];
+  level_key(channel, mode, key, sizeof key);
+  set_int_to_json2(hal, key, level, 1, "audio");
+  write_gnl_config_json(kHalFile, hal);
+  return 0;
+}
+
+}  // namespace
+
+extern "C" {
+
+int has_one_speaking_flag = 0;
+int hal_from_flag = 0;
+
+json_object* new_hal_config_file(void) {
+  json_object* hal = json_object_new_object();
+  json_object* audio = json_object_new_object();
+  const struct {
+    const char* key;
+    int value;
+  } defaults[] = {
+      {"speaker-level-call", 12}, {"speaker-level-tone", 12}, {"speaker-level-ring", 12},
+      {"handset-level-call", 10}, {"handset-level-tone", 10}, {"handset-level-ring", 10},
+      {"headset-level-call", 10}, {"headset-level-tone", 10}, {"headset-level-ring", 10},
+      {"spk-mic-level", 8},       {"hamic-level", 6},         {"hemic-level", 6},
+      {"ringtones-level", 6},
+  };
+  for (const auto& d : defaults) json_object_object_add(audio, d.key, json_object_new_int(d.value));
+  json_object_object_add(hal, "audio", audio);
+  json_object* lcd = json_object_new_object();
+  json_object_object_add(lcd, "bk_light_pwm", json_object_new_int(40));
+  json_object_object_add(hal, "lcd", lcd);
+  write_gnl_config_json(kHalFile, hal);
+  return hal;
+}
+
+int gl_data_write(int key, int value) {
+  static GnlConfigRecord r;
+  gl_exchange(kGlWrite, kGlPairSize, key, value, &r);
+  return 0;
+}
+
+int gl_data_read(int key, int* value) {
+  static GnlConfigRecord r;
+  if (value != nullptr) *value = 0;
+  if (gl_exchange(kGlRead, kGlPairSize, key, 0, &r) && r.magic == kGnlMagic && r.operation == kGlRead &&
+      value != nullptr) {
+    int32_t v;
+    std::memcpy(&v, reinterpret_cast<uint8_t*>(&r) + kGlValueOffset, sizeof v);
+    *value = v;
+  }
+  return 0;
+}
+
+int gl_data_reset_vol(void) {
+  static GnlConfigRecord r;
+  gl_exchange(kGlReset, 0, 0, 0, &r);
+  return 0;
+}
+
+int switch_audio_channel(int channel) {
+  g_channel = channel;
+  return 0;
+}
+
+int get_audio_channel(void) { return g_channel; }
+
+int set_audio_mode(int mode) { return gl_data_write(kAudioModeKey, mode); }
+
+int get_audio_mode(void) {
+  int mode = 0;
+  gl_data_read(kAudioModeKey, &mode);
+  return mode;
+}
+
+int set_speaking_flag(int value) {
+  has_one_speaking_flag = value;
+  return 0;
+}
+
+int set_hal_from_flag(int value) {
+  hal_from_flag = value;
+  return 0;
+}
+
+int hal_volume_config_get(int channel, int* level) {
+  if (level == nullptr) return 0;
+  *level = 0;
+  json_object* hal = open_hal();
+  refresh_hotel(hal);
+  const int mode = get_audio_mode();
+  if (g_hotel) {
+    gl_data_read(gl_key(channel, mode), level);
+  } else {
+    char key[32];
+    level_key(channel, mode, key, sizeof key);
+    *level = get_int_from_json_rl(hal, 2, "audio", key);
+  }
+  json_object_put(hal);
+  return 0;
+}
+
+int hal_volume_config_set(int channel, int level) {
+  if (level > kMaxLevel) return -1;
+  json_object* hal = open_hal();
+  refresh_hotel(hal);
+  const int mode = get_audio_mode();
+  if (g_hotel) {
+    // The file keeps its level, and ring permission isn't asked.
+    gl_data_write(gl_key(channel, mode), level);
+  } else if (!(mode == kModeRing && get_allowringvolumeset() == 0)) {
+    set_level(channel, mode, level, hal);
+  }
+  json_object_put(hal);
+  return 0;
+}
+
+int hal_current_volume_get(int* level) { return hal_volume_config_get(g_channel, level); }
+
+int hal_current_volume_set(int level) { return hal_volume_config_set(g_channel, level); }
+
+int hal_current_volume_get_f(float* value) {
+  int level = 0;
+  hal_current_volume_get(&level);
+  if (value != nullptr) *value = static_cast<float>(level) / kLevelScale;
+  return 0;
+}
+
+int hal_current_volume_set_f(float value) { return hal_current_volume_set(static_cast<int>(value * kLevelScale)); }
+
+int hal_volume_config_get_ringtones_int(int* level) {
+  if (level == nullptr) return 0;
+  *level = 0;
+  json_object* hal = open_hal();
+  refresh_hotel(hal);
+  if (g_hotel) {
+    gl_data_read(gl_key(g_channel, kModeRing), level);
+  } else {
+    char key[32];
+    level_key(g_channel, kModeRing, key, sizeof key);
+    *level = get_int_from_json_rl(hal, 2, "audio", key);
+  }
+  json_object_put(hal);
+  return 0;
+}
+
+int hal_volume_config_get_ringtones(float* value) {
+  int level = 0;
+  hal_volume_config_get_ringtones_int(&level);
+  if (value != nullptr) *value = static_cast<float>(level) / kLevelScale;
+  return 0;
+}
+
+int hal_volume_config_set_ringtones(int level) {
+  if (level > kMaxLevel) return -1;
+  // Refused before hotel mode is looked at.
+  if (get_allowringvolumeset() == 0) return -1;
+  json_object* hal = open_hal();
+  refresh_hotel(hal);
+  if (g_hotel) gl_data_write(gl_key(g_channel, kModeRing), level);
+  else set_level(g_channel, kModeRing, level, hal);
+  json_object_put(hal);
+  return 0;
+}
+
+int hal_volume_config_get_mic(int channel, int* level) {
+  if (level == nullptr) return 0;
+  *level = 0;
+  json_object* hal = open_hal();
+  if (channel >= 1 && channel <= 3) *level = get_int_from_json_rl(hal, 2, "audio", kPaths[channel - 1].mic);
+  json_object_put(hal);
+  return 0;
+}
+
+int hal_volume_config_set_mic(int channel, int level) {
+  if (level > kMaxLevel) return -1;
+  json_object* hal = open_hal();
+  // Mic levels ignore hotel mode; another channel rewrites the file as it is.
+  if (channel >= 1 && channel <= 3) set_int_to_json2(hal, kPaths[channel - 1].mic, level, 1, "audio");
+  write_gnl_config_json(kHalFile, hal);
+  json_object_put(hal);
+  return 0;
+}
+
+int hal_current_volume_get_mic_f(float* value) {
+  int level = 0;
+  hal_volume_config_get_mic(g_channel, &level);
+  if (value != nullptr) *value = static_cast<float>(level) / kLevelScale;
+  return 0;
+}
+
+int hal_current_volume_set_mic_f(float value) {
+  return hal_volume_config_set_mic(g_channel, static_cast<int>(value * kLevelScale));
+}
+
+int hal_get_default_audio(void) {
+  json_object* hal = read_gnl_config_json(kHalFile);
+  const char* text = hal != nullptr ? get_string_from_json(hal, 2, "audio", "DefaultAudio") : nullptr;
+  const int on = text != nullptr && std::strcmp(text, "1") == 0;
+  json_object_put(hal);
+  return on;
+}
+
+int hotel_mode_set(int value) {
+  json_object* hal = read_gnl_config_json(kHalFile);
+  if (hal == nullptr) return -1;
+  set_string_to_json2(hal, "HotelModelEnable", value == 1 ? "1" : "0", 1, "audio");
+  write_gnl_config_json(kHalFile, hal);
+  json_object_put(hal);
+  return 0;
+}
+
+int hotel_mode_get(void) {
+  json_object* hal = read_gnl_config_json(kHalFile);
+  const char* text = hal != nullptr ? get_string_from_json(hal, 2, "audio", "HotelModelEnable") : nullptr;
+  const int on = text != nullptr && std::strcmp(text, "1") == 0;
+  json_object_put(hal);
+  return on;
+}
+
+int get_allowringvolumeset(void) {
+  json_object* hal = read_gnl_config_json(kHalFile);
+  if (hal == nullptr) return -1;
+  const int allowed = get_int_from_char_json(hal, 2, "audio", "RingVoluemEnable");
+  json_object_put(hal);
+  return allowed;
+}
+
+}  // extern "C"
