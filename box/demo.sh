@@ -29,6 +29,9 @@ pbctl write status.cfg '{"vlanid":"20"}'
 pbctl read status.cfg
 echo "   on disk: $(cat /appconfigs/status.cfg)"
 
+say "Volume levels: kept in hal.cfg, or only for the stay in hotel mode"
+"$build/demo/volume_demo"
+
 say "The account store (category 4097) is the file voip.cfg"
 pbctl read 4097 | head -c 300; echo " ..."
 
