@@ -52,7 +52,7 @@ json_object* typical_file() {
   json_object* root = json_object_new_object();
   for (int s = 0; s < 6; ++s) {
     json_object* section = json_object_new_object();
-    for (int m = 0; m < 12; ++m)
+    for (int m = 0; m < 20; ++m)
       json_object_object_add(section, ("Member" + std::to_string(m) + "Switch").c_str(),
                              json_object_new_string(m % 3 == 0 ? "http://192.168.1.20/event?mac=$mac" : "1"));
     json_object_object_add(root, ("FeatureSection" + std::to_string(s)).c_str(), section);

@@ -26,7 +26,12 @@ std::string slurp(const std::string& path) {
 
 class DeviceManagement : public ::testing::Test {
  protected:
-  void SetUp() override { open_config_client(); }
+  // open_config_client forgets the cached objects without releasing them:
+  // the process that owns them releases them first.
+  void SetUp() override {
+    for (json_object* entry : g_config_json) json_object_put(entry);
+    open_config_client();
+  }
 };
 
 TEST_F(DeviceManagement, WanStaticChangesTheCacheUntilRefreshWritesIt) {
