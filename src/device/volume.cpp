@@ -95,6 +95,24 @@ bool gl_exchange(uint16_t operation, uint16_t pair, int key, int value, GnlConfi
          capacity >= static_cast<int>(kGlValueOffset + sizeof v);
 }
 
+// The level of a channel in a mode: from gl_data in hotel mode, else from
+// the file. The output is cleared first.
+int read_level(int channel, int mode, int* level) {
+  if (level == nullptr) return 0;
+  *level = 0;
+  json_object* hal = open_hal();
+  refresh_hotel(hal);
+  if (g_hotel) {
+    gl_data_read(gl_key(channel, mode), level);
+  } else {
+    char key[32];
+    level_key(channel, mode, key, sizeof key);
+    *level = get_int_from_json_rl(hal, 2, "audio", key);
+  }
+  json_object_put(hal);
+  return 0;
+}
+
 int set_level(int channel, int mode, int level, json_object* hal) {
   char key[32];
   level_key(channel, mode, key, sizeof key);
@@ -181,22 +199,7 @@ int set_hal_from_flag(int value) {
   return 0;
 }
 
-int hal_volume_config_get(int channel, int* level) {
-  if (level == nullptr) return 0;
-  *level = 0;
-  json_object* hal = open_hal();
-  refresh_hotel(hal);
-  const int mode = get_audio_mode();
-  if (g_hotel) {
-    gl_data_read(gl_key(channel, mode), level);
-  } else {
-    char key[32];
-    level_key(channel, mode, key, sizeof key);
-    *level = get_int_from_json_rl(hal, 2, "audio", key);
-  }
-  json_object_put(hal);
-  return 0;
-}
+int hal_volume_config_get(int channel, int* level) { return read_level(channel, get_audio_mode(), level); }
 
 int hal_volume_config_set(int channel, int level) {
   if (level > kMaxLevel) return -1;
@@ -226,21 +229,7 @@ int hal_current_volume_get_f(float* value) {
 
 int hal_current_volume_set_f(float value) { return hal_current_volume_set(static_cast<int>(value * kLevelScale)); }
 
-int hal_volume_config_get_ringtones_int(int* level) {
-  if (level == nullptr) return 0;
-  *level = 0;
-  json_object* hal = open_hal();
-  refresh_hotel(hal);
-  if (g_hotel) {
-    gl_data_read(gl_key(g_channel, kModeRing), level);
-  } else {
-    char key[32];
-    level_key(g_channel, kModeRing, key, sizeof key);
-    *level = get_int_from_json_rl(hal, 2, "audio", key);
-  }
-  json_object_put(hal);
-  return 0;
-}
+int hal_volume_config_get_ringtones_int(int* level) { return read_level(g_channel, kModeRing, level); }
 
 int hal_volume_config_get_ringtones(float* value) {
   int level = 0;

@@ -14,15 +14,11 @@
 #include <sstream>
 #include <string>
 #include <vector>
+#include "support/files.h"
 
 namespace {
 
-std::string slurp(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream s;
-  s << in.rdbuf();
-  return s.str();
-}
+using phonecore::testing::slurp;
 
 std::string run(const std::string& cmd) {
   std::string out;

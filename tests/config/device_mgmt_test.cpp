@@ -14,15 +14,11 @@
 #include "phonecore/config.h"
 #include "phonecore/dm.h"
 #include "phonecore/json_msg.h"
+#include "support/files.h"
 
 namespace {
 
-std::string slurp(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream s;
-  s << in.rdbuf();
-  return s.str();
-}
+using phonecore::testing::slurp;
 
 class DeviceManagement : public ::testing::Test {
  protected:

@@ -16,18 +16,14 @@
 #include "phonecore/config.h"
 #include "phonecore/json_msg.h"
 #include "support/udp_client.h"
+#include "support/files.h"
 
 using namespace phonecore::config;
 using phonecore::testing::UdpClient;
 
 namespace {
 
-std::string slurp(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream s;
-  s << in.rdbuf();
-  return s.str();
-}
+using phonecore::testing::slurp;
 
 TEST(GnlConfig, ReadsAFileThroughTheService) {
   json_object* hal = read_gnl_config_json("hal.cfg");

@@ -10,6 +10,7 @@
 
 #include "config/gnl_frame.h"
 #include "support/udp_client.h"
+#include "support/files.h"
 
 using namespace phonecore::config;
 using phonecore::testing::UdpClient;
@@ -56,12 +57,7 @@ std::optional<Reply> ask(const Request& r) {
   return Reply{*head, in->size(), data};
 }
 
-std::string slurp(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream s;
-  s << in.rdbuf();
-  return s.str();
-}
+using phonecore::testing::slurp;
 
 bool same_json(const std::string& a, const std::string& b) {
   json_object* x = json_tokener_parse(a.c_str());
