@@ -111,6 +111,11 @@ TEST(GnlConfig, FileOfThirtyTwoKilobytesOrMoreReadsAsNull) {
   EXPECT_EQ(read_gnl_config_json("huge.cfg"), nullptr);
 }
 
+TEST(GnlConfig, FileThatIsNotJsonReadsAsNull) {
+  std::ofstream("/appconfigs/broken.cfg") << "{\"half\": ";
+  EXPECT_EQ(read_gnl_config_json("broken.cfg"), nullptr);
+}
+
 TEST(GnlConfig, AbsolutePathHelper) {
   char path[128];
   EXPECT_EQ(get_config_file_ABSpath("hal.cfg", path), 0);
@@ -211,6 +216,25 @@ TEST_F(FakeService, WrongMagicIsNothingAndWriteLeavesTheFormatWordUnset) {
   EXPECT_EQ(data_length, text.size() + 1);
   EXPECT_EQ(std::string(reinterpret_cast<const char*>(seen.data() + 76)), text);
   json_object_put(o);
+}
+
+TEST_F(FakeService, ReplyLongerThanTheBufferIsCutAndNeverOverruns) {
+  std::thread server([] {
+    UdpClient s(kConfigPort);
+    sockaddr_in from{};
+    socklen_t len = sizeof from;
+    std::vector<uint8_t> buf(kGnlBufferSize);
+    ssize_t n = recvfrom(s.fd(), buf.data(), buf.size(), 0, reinterpret_cast<sockaddr*>(&from), &len);
+    if (n < 0) return;
+    std::vector<uint8_t> big(40000, 'x');
+    std::memcpy(big.data(), buf.data(), 76);
+    big[74] = 0xFF, big[75] = 0xFF;  // a data length beyond everything
+    big[76] = '{';
+    sendto(s.fd(), big.data(), big.size(), 0, reinterpret_cast<sockaddr*>(&from), len);
+  });
+  usleep(50000);
+  EXPECT_EQ(read_gnl_config_json("hal.cfg"), nullptr);  // cut text: no JSON
+  server.join();
 }
 
 TEST_F(FakeService, MissingServiceCostsFiveSecondsAndGivesNull) {
