@@ -164,23 +164,35 @@ class FakeService : public ::testing::Test {
       usleep(10000);
     }
   }
+
+  // Plays the service for count requests: each is handed to answer, which
+  // returns the datagram to send back (nothing for an empty one).
+  static std::thread serve(int count, std::function<std::vector<uint8_t>(std::vector<uint8_t>&)> answer) {
+    return std::thread([count, answer] {
+      UdpClient s(kConfigPort);
+      for (int i = 0; i < count; ++i) {
+        sockaddr_in from{};
+        socklen_t len = sizeof from;
+        std::vector<uint8_t> request(kGnlBufferSize);
+        ssize_t n = recvfrom(s.fd(), request.data(), request.size(), 0, reinterpret_cast<sockaddr*>(&from), &len);
+        if (n < 0) return;
+        request.resize(static_cast<size_t>(n));
+        auto reply = answer(request);
+        if (!reply.empty()) sendto(s.fd(), reply.data(), reply.size(), 0, reinterpret_cast<sockaddr*>(&from), len);
+      }
+    });
+  }
 };
 
 TEST_F(FakeService, ReplyForAnotherCategoryIsNothing) {
-  std::thread server([] {
-    UdpClient s(kConfigPort);
-    for (int i = 0; i < 2; ++i) {
-      sockaddr_in from{};
-      socklen_t len = sizeof from;
-      std::vector<uint8_t> buf(kGnlBufferSize);
-      ssize_t n = recvfrom(s.fd(), buf.data(), buf.size(), 0, reinterpret_cast<sockaddr*>(&from), &len);
-      if (n < 0) return;
-      buf[2] = 0x07;  // category 4103
-      const char json[] = "{\"a\":1}";
-      std::memcpy(buf.data() + 76, json, sizeof json);
-      buf[74] = sizeof json, buf[75] = 0;
-      sendto(s.fd(), buf.data(), 76 + sizeof json + 1, 0, reinterpret_cast<sockaddr*>(&from), len);
-    }
+  std::thread server = serve(2, [](std::vector<uint8_t>& request) {
+    const char json[] = "{\"a\":1}";
+    std::vector<uint8_t> reply(76 + sizeof json + 1, 0);
+    std::memcpy(reply.data(), request.data(), 76);
+    std::memcpy(reply.data() + 76, json, sizeof json);
+    reply[2] = 0x07;  // category 4103
+    reply[74] = sizeof json, reply[75] = 0;
+    return reply;
   });
   usleep(50000);
   EXPECT_EQ(read_gnl_config_json("hal.cfg"), nullptr);
@@ -190,16 +202,11 @@ TEST_F(FakeService, ReplyForAnotherCategoryIsNothing) {
 
 TEST_F(FakeService, WrongMagicIsNothingAndWriteLeavesTheFormatWordUnset) {
   std::vector<uint8_t> seen;
-  std::thread server([&] {
-    UdpClient s(kConfigPort);
-    sockaddr_in from{};
-    socklen_t len = sizeof from;
-    std::vector<uint8_t> buf(kGnlBufferSize);
-    ssize_t n = recvfrom(s.fd(), buf.data(), buf.size(), 0, reinterpret_cast<sockaddr*>(&from), &len);
-    if (n < 0) return;
-    seen.assign(buf.begin(), buf.begin() + n);
-    buf[0] = 0;  // wrong magic
-    sendto(s.fd(), buf.data(), 77, 0, reinterpret_cast<sockaddr*>(&from), len);
+  std::thread server = serve(1, [&](std::vector<uint8_t>& request) {
+    seen = request;
+    std::vector<uint8_t> reply(request.begin(), request.begin() + 77);
+    reply[0] = 0;  // wrong magic
+    return reply;
   });
   usleep(50000);
   json_object* o = json_tokener_parse(R"({"k":"v"})");
@@ -219,18 +226,12 @@ TEST_F(FakeService, WrongMagicIsNothingAndWriteLeavesTheFormatWordUnset) {
 }
 
 TEST_F(FakeService, ReplyLongerThanTheBufferIsCutAndNeverOverruns) {
-  std::thread server([] {
-    UdpClient s(kConfigPort);
-    sockaddr_in from{};
-    socklen_t len = sizeof from;
-    std::vector<uint8_t> buf(kGnlBufferSize);
-    ssize_t n = recvfrom(s.fd(), buf.data(), buf.size(), 0, reinterpret_cast<sockaddr*>(&from), &len);
-    if (n < 0) return;
+  std::thread server = serve(1, [](std::vector<uint8_t>& request) {
     std::vector<uint8_t> big(40000, 'x');
-    std::memcpy(big.data(), buf.data(), 76);
+    std::memcpy(big.data(), request.data(), 76);
     big[74] = 0xFF, big[75] = 0xFF;  // a data length beyond everything
     big[76] = '{';
-    sendto(s.fd(), big.data(), big.size(), 0, reinterpret_cast<sockaddr*>(&from), len);
+    return big;
   });
   usleep(50000);
   EXPECT_EQ(read_gnl_config_json("hal.cfg"), nullptr);  // cut text: no JSON
