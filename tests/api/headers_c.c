@@ -8,6 +8,9 @@
 #include "phonecore/config.h"
 #include "phonecore/dm.h"
 #include "phonecore/hal.h"
+#include "phonecore/dialplan.h"
+#include "phonecore/dial_rule.h"
+#include "phonecore/hotkey.h"
 
 int headers_c_fifo_roundtrip(void);
 

@@ -1,0 +1,318 @@
+// Hot keys: the process's list of key bindings from
+// "default/programing_key.cfg", its reload monitor on the bus, the editors
+// of single bindings in the file, and the lookups of a pressed key.
+//
+// The list is shared without a lock between the monitor's thread, which
+// rebuilds it, and the threads that look keys up. The order of writes
+// keeps lookups sound: a rebuild first sets hotkey_data_lens to 0, then
+// publishes the new (cleared) list, then fills it record by record,
+// raising hotkey_data_lens behind each record. A lookup reads the list
+// pointer, then the count, and never walks past the room of the list it
+// holds. The list replaced by a rebuild is freed by the rebuild after it,
+// so that a lookup still walking it reads memory that stands.
+
+#include <json-c/json.h>
+#include <pthread.h>
+
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+
+#include "bus/atomic_field.h"
+#include "dial/dial_json.h"
+#include "dial/hotkey_internal.h"
+#include "phonecore/bus_client.h"
+#include "phonecore/config.h"
+#include "phonecore/hotkey.h"
+
+using phonecore::bus::load;
+using phonecore::bus::store;
+
+static_assert(sizeof(hotkey_record) == 12 + 4 * HOTKEY_TEXT_SIZE);
+static_assert(offsetof(hotkey_record, Type) == 4 && offsetof(hotkey_record, Line) == 8 &&
+              offsetof(hotkey_record, Key) == 12 && offsetof(hotkey_record, Value) == 76 &&
+              offsetof(hotkey_record, Label) == 140 && offsetof(hotkey_record, Extension) == 204);
+static_assert(sizeof(hotkey_node) == 6 * HOTKEY_TEXT_SIZE && offsetof(hotkey_node, Type) == 64 &&
+              offsetof(hotkey_node, Line) == 128 && offsetof(hotkey_node, Label) == 192 &&
+              offsetof(hotkey_node, Value) == 256 && offsetof(hotkey_node, Extension) == 320);
+
+namespace phonecore::dial {
+namespace {
+
+// Each handler does nothing; the caller of HoykeyProcess acts on the type.
+int hotkey_no_action(hotkey_record*, int, int) { return 0; }
+
+// The room of a list lies in front of its first record.
+struct ListHead {
+  int32_t capacity;
+  int32_t reserved;
+};
+static_assert(sizeof(ListHead) % alignof(hotkey_record) == 0);
+
+hotkey_record* list_allocate(int capacity) {
+  auto* head = static_cast<ListHead*>(std::calloc(1, sizeof(ListHead) + sizeof(hotkey_record) * capacity));
+  if (head == nullptr) return nullptr;
+  head->capacity = capacity;
+  return reinterpret_cast<hotkey_record*>(head + 1);
+}
+
+int list_capacity(const hotkey_record* list) {
+  return list != nullptr ? reinterpret_cast<const ListHead*>(list)[-1].capacity : 0;
+}
+
+void list_free(hotkey_record* list) {
+  if (list != nullptr) std::free(reinterpret_cast<ListHead*>(list) - 1);
+}
+
+// Rebuilds and appends are serialised among themselves; lookups take no
+// lock.
+pthread_mutex_t g_rebuild_mutex = PTHREAD_MUTEX_INITIALIZER;
+hotkey_record* g_retired_list = nullptr;  // under g_rebuild_mutex
+
+// Appends rows of a bindings array behind the valid records.
+void append_rows(json_object* array, int count) {
+  hotkey_record* list = load(_g_pHoykey_list);
+  const int capacity = list_capacity(list);
+  int next = load(hotkey_data_lens);
+  for (int i = 0; i < count && next < capacity; ++i) {
+    json_object* element = json_object_array_get_idx(array, static_cast<size_t>(i));
+    hotkey_record& record = list[next];
+    record = hotkey_record{};
+    fill_record(record, element);
+    store(hotkey_data_lens, ++next);
+  }
+}
+
+// The first element of a bindings array whose "RealKey", cut to 8 bits,
+// is key.
+json_object* find_by_real_key(json_object* array, int key) {
+  for (size_t i = 0; i < array_length(array); ++i) {
+    json_object* element = json_object_array_get_idx(array, i);
+    if ((json_object_get_int(member(element, "RealKey")) & 0xff) == key) return element;
+  }
+  return nullptr;
+}
+
+void set_member_text(json_object* object, const char* key, const char* text) {
+  json_object_object_add(object, key, json_object_new_string(text != nullptr ? text : ""));
+}
+
+void set_member_number(json_object* object, const char* key, int value) {
+  char text[16];
+  std::snprintf(text, sizeof text, "%d", value);
+  set_member_text(object, key, text);
+}
+
+void node_to_element(const hotkey_node& node, json_object* element) {
+  set_member_text(element, "Key", node.Key);
+  set_member_text(element, "Type", node.Type);
+  set_member_text(element, "Line", node.Line);
+  set_member_text(element, "Value", node.Value);
+  set_member_text(element, "Label", node.Label);
+  set_member_text(element, "Extension", node.Extension);
+}
+
+// The valid part of the list as a lookup sees it.
+struct ListView {
+  hotkey_record* records;
+  int count;
+};
+
+ListView current_list() {
+  hotkey_record* list = load(_g_pHoykey_list);
+  const int count = load(hotkey_data_lens);
+  const int capacity = list_capacity(list);
+  return {list, count < capacity ? count : capacity};
+}
+
+hotkey_record* find_record(int key) {
+  const ListView view = current_list();
+  for (int i = 0; i < view.count; ++i) {
+    if (view.records[i].RealKey == key) return &view.records[i];
+  }
+  return nullptr;
+}
+
+int reload_on_change(uint16_t, uint16_t msgtype, void*, uint32_t) {
+  if (msgtype == HOTKEY_MSGTYPE_RELOAD) LocalReload();
+  return 0;
+}
+
+}  // namespace
+
+void fill_record(hotkey_record& record, json_object* element) {
+  record.RealKey = static_cast<uint8_t>(json_object_get_int(member(element, "RealKey")) & 0xff);
+  record.Type = text_to_int(member_text(element, "Type"));
+  record.Line = text_to_int(member_text(element, "Line"));
+  copy_text(record.Key, sizeof record.Key, member_text(element, "Key"), sizeof record.Key - 1);
+  copy_text(record.Value, sizeof record.Value, member_text(element, "Value"), sizeof record.Value - 1);
+  copy_text(record.Label, sizeof record.Label, member_text(element, "Label"), sizeof record.Label - 1);
+  copy_text(record.Extension, sizeof record.Extension, member_text(element, "Extension"),
+            sizeof record.Extension - 1);
+}
+
+json_object* find_binding(json_object* root, int key) {
+  json_object* found = find_by_real_key(data_array(root, kHotKeyArray), key);
+  return found != nullptr ? found : find_by_real_key(data_array(root, kLineKeyArray), key);
+}
+
+}  // namespace phonecore::dial
+
+using namespace phonecore::dial;
+
+extern "C" {
+
+hotkey_record* _g_pHoykey_list = nullptr;
+int hotkey_data_lens = 0;
+MsgHook* __gl_pHoykey_hook = nullptr;
+hotkey_handler_row hotkey_list[HOTKEY_HANDLER_COUNT] = {
+    {5, hotkey_no_action},   {201, hotkey_no_action}, {301, hotkey_no_action},
+    {401, hotkey_no_action}, {117, hotkey_no_action}, {213, hotkey_no_action},
+};
+static_assert(std::size(hotkey_list) == 6);
+
+int LocalReload(void) {
+  json_object* root = read_gnl_config_json(kBindingsFile);
+  if (root == nullptr) return 0;
+  json_object* hot = data_array(root, kHotKeyArray);
+  json_object* line = data_array(root, kLineKeyArray);
+  const int hot_count = static_cast<int>(array_length(hot));
+  const int line_count = static_cast<int>(array_length(line));
+
+  pthread_mutex_lock(&g_rebuild_mutex);
+  store(hotkey_data_lens, 0);
+  hotkey_record* replaced = load(_g_pHoykey_list);
+  store(_g_pHoykey_list, list_allocate(hot_count + line_count));
+  list_free(g_retired_list);
+  g_retired_list = replaced;
+  append_rows(hot, hot_count);
+  append_rows(line, line_count);
+  pthread_mutex_unlock(&g_rebuild_mutex);
+
+  json_object_put(root);
+  return 0;
+}
+
+int parse_node(json_object* array, int count) {
+  if (array == nullptr || !json_object_is_type(array, json_type_array)) return 0;
+  const int length = static_cast<int>(json_object_array_length(array));
+  pthread_mutex_lock(&g_rebuild_mutex);
+  append_rows(array, count < length ? count : length);
+  pthread_mutex_unlock(&g_rebuild_mutex);
+  return 0;
+}
+
+int LocalHoyKeyAddMonitor(MessageClient* client, int depth) {
+  std::printf("%s, %d\n", __func__, __LINE__);
+  MsgHook* hook = add_hook_bymsgtype(client, HOTKEY_MSGTYPE_RELOAD, depth * 16, depth);
+  store(__gl_pHoykey_hook, hook);
+  add_hook_monitor_thread(hook, reload_on_change);
+  return 0;
+}
+
+int LocalHoyKeyUpdateExt(void) {
+  instant_message_send(BUS_ID_ALL, HOTKEY_MSGTYPE_RELOAD, 1, nullptr, 0);
+  return 0;
+}
+
+int SetHotKeyVal(int key, int type, int line, const char* value, const char* label, const char* extension) {
+  json_object* root = read_gnl_config_json(kBindingsFile);
+  if (root == nullptr) return 0;
+  // The list is emptied, not rebuilt: lookups find nothing until the next
+  // LocalReload, which the announcement of the change brings.
+  store(hotkey_data_lens, 0);
+  json_object* element = find_binding(root, key);
+  if (element != nullptr) {
+    set_member_number(element, "Type", type);
+    set_member_number(element, "Line", line);
+    set_member_text(element, "Value", value);
+    set_member_text(element, "Label", label);
+    set_member_text(element, "Extension", extension);
+  }
+  write_gnl_config_json(kBindingsFile, root);
+  json_object_put(root);
+  return 0;
+}
+
+int HoykeyProcess(int key) {
+  hotkey_record* record = find_record(key);
+  if (record == nullptr) return 0;
+  HotKeyFindAndProcess(record, 0, 0);
+  return record->Type;
+}
+
+int HotKeyFindAndProcess(hotkey_record* record, int a, int b) {
+  if (record == nullptr) return -1;
+  for (const hotkey_handler_row& row : hotkey_list) {
+    if (row.type == record->Type) return row.handler != nullptr ? row.handler(record, a, b) : 0;
+  }
+  return -1;
+}
+
+int GetKeyDisplayContext(int key, char* out) {
+  hotkey_record* record = find_record(key);
+  if (record == nullptr) return -1;
+  if (out != nullptr) copy_text(out, HOTKEY_TEXT_SIZE, record->Key, HOTKEY_TEXT_SIZE - 1);
+  return 0;
+}
+
+int hotkey_node_set(const hotkey_node* node) {
+  if (node == nullptr) return -1;
+  json_object* root = read_gnl_config_json(kBindingsFile);
+  if (root == nullptr) return -1;
+  json_object* array = data_array(root, kHotKeyArray);
+  json_object* element = nullptr;
+  if (array == nullptr) {
+    json_object* section = member(root, kHotKeyArray);
+    if (section == nullptr || !json_object_is_type(section, json_type_object)) {
+      section = json_object_new_object();
+      json_object_object_add(root, kHotKeyArray, section);
+    }
+    array = json_object_new_array();
+    json_object_object_add(section, "data", array);
+  } else {
+    bool equal_found = false;
+    for (size_t i = 0; i < json_object_array_length(array); ++i) {
+      element = json_object_array_get_idx(array, i);
+      const char* key = member_text(element, "Key");
+      if (key != nullptr && std::strncmp(key, node->Key, HOTKEY_TEXT_SIZE) == 0) {
+        node_to_element(*node, element);
+        equal_found = true;
+      }
+    }
+    if (equal_found) array = nullptr;
+  }
+  if (array != nullptr) {
+    element = json_object_new_object();
+    node_to_element(*node, element);
+    json_object_array_add(array, element);
+  }
+  write_gnl_config_json(kBindingsFile, root);
+  json_object_put(root);
+  return 0;
+}
+
+int hotkey_node_get(hotkey_node* slots, void** result) {
+  json_object* root = read_gnl_config_json(kBindingsFile);
+  if (root == nullptr) return -1;
+  json_object* array = data_array(root, kHotKeyArray);
+  if (array == nullptr) {
+    if (result != nullptr) *result = nullptr;
+  } else if (slots != nullptr) {
+    // Every member goes to the start of the element's slot, over the one
+    // before: the slot ends up holding the "Extension".
+    static constexpr const char* kOrder[] = {"Key", "Type", "Line", "Value", "Label", "Extension"};
+    for (size_t i = 0; i < json_object_array_length(array); ++i) {
+      json_object* element = json_object_array_get_idx(array, i);
+      for (const char* name : kOrder) {
+        copy_text(slots[i].Key, sizeof slots[i].Key, member_text(element, name), sizeof slots[i].Key - 1);
+      }
+    }
+  }
+  json_object_put(root);
+  return 0;
+}
+
+}  // extern "C"
