@@ -8,16 +8,19 @@
 // publishes the new (cleared) list, then fills it record by record,
 // raising hotkey_data_lens behind each record. A lookup reads the list
 // pointer, then the count, and never walks past the room of the list it
-// holds. The list replaced by a rebuild is freed by the rebuild after it,
-// so that a lookup still walking it reads memory that stands.
+// holds. Lookups announce themselves in a counter while they read; the
+// rebuild frees the list it replaced only once that counter has been
+// seen at zero after the new list was published.
 
 #include <json-c/json.h>
 #include <pthread.h>
+#include <unistd.h>
 
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <atomic>
 #include <iterator>
 
 #include "bus/atomic_field.h"
@@ -69,11 +72,32 @@ void list_free(hotkey_record* list) {
 // Rebuilds and appends are serialised among themselves; lookups take no
 // lock.
 pthread_mutex_t g_rebuild_mutex = PTHREAD_MUTEX_INITIALIZER;
-hotkey_record* g_retired_list = nullptr;  // under g_rebuild_mutex
+
+// Lookups under way. Sequentially consistent with the publication of the
+// list pointer: a rebuild that sees no lookup after publishing knows that
+// every later lookup holds the new list.
+std::atomic<int> g_lookups{0};
+
+struct Lookup {
+  Lookup() { g_lookups.fetch_add(1); }
+  ~Lookup() { g_lookups.fetch_sub(1); }
+  Lookup(const Lookup&) = delete;
+  Lookup& operator=(const Lookup&) = delete;
+};
+
+void publish_list(hotkey_record* list) { std::atomic_ref<hotkey_record*>(_g_pHoykey_list).store(list); }
+
+hotkey_record* published_list() { return std::atomic_ref<hotkey_record*>(_g_pHoykey_list).load(); }
+
+constexpr useconds_t kLookupDrainUs = 100;
+
+void wait_for_lookups() {
+  while (g_lookups.load() != 0) usleep(kLookupDrainUs);
+}
 
 // Appends rows of a bindings array behind the valid records.
 void append_rows(json_object* array, int count) {
-  hotkey_record* list = load(_g_pHoykey_list);
+  hotkey_record* list = published_list();
   const int capacity = list_capacity(list);
   int next = load(hotkey_data_lens);
   for (int i = 0; i < count && next < capacity; ++i) {
@@ -120,19 +144,26 @@ struct ListView {
   int count;
 };
 
+// Call with a Lookup held.
 ListView current_list() {
-  hotkey_record* list = load(_g_pHoykey_list);
+  hotkey_record* list = published_list();
   const int count = load(hotkey_data_lens);
   const int capacity = list_capacity(list);
   return {list, count < capacity ? count : capacity};
 }
 
-hotkey_record* find_record(int key) {
+// A copy of the first record of the key, so that nothing of the list is
+// held once the lookup ends.
+bool find_record(int key, hotkey_record* found) {
+  const Lookup lookup;
   const ListView view = current_list();
   for (int i = 0; i < view.count; ++i) {
-    if (view.records[i].RealKey == key) return &view.records[i];
+    if (view.records[i].RealKey == key) {
+      *found = view.records[i];
+      return true;
+    }
   }
-  return nullptr;
+  return false;
 }
 
 int reload_on_change(uint16_t, uint16_t msgtype, void*, uint32_t) {
@@ -183,10 +214,10 @@ int LocalReload(void) {
 
   pthread_mutex_lock(&g_rebuild_mutex);
   store(hotkey_data_lens, 0);
-  hotkey_record* replaced = load(_g_pHoykey_list);
-  store(_g_pHoykey_list, list_allocate(hot_count + line_count));
-  list_free(g_retired_list);
-  g_retired_list = replaced;
+  hotkey_record* replaced = published_list();
+  publish_list(list_allocate(hot_count + line_count));
+  wait_for_lookups();
+  list_free(replaced);
   append_rows(hot, hot_count);
   append_rows(line, line_count);
   pthread_mutex_unlock(&g_rebuild_mutex);
@@ -237,10 +268,10 @@ int SetHotKeyVal(int key, int type, int line, const char* value, const char* lab
 }
 
 int HoykeyProcess(int key) {
-  hotkey_record* record = find_record(key);
-  if (record == nullptr) return 0;
-  HotKeyFindAndProcess(record, 0, 0);
-  return record->Type;
+  hotkey_record record;
+  if (!find_record(key, &record)) return 0;
+  HotKeyFindAndProcess(&record, 0, 0);
+  return record.Type;
 }
 
 int HotKeyFindAndProcess(hotkey_record* record, int a, int b) {
@@ -252,9 +283,9 @@ int HotKeyFindAndProcess(hotkey_record* record, int a, int b) {
 }
 
 int GetKeyDisplayContext(int key, char* out) {
-  hotkey_record* record = find_record(key);
-  if (record == nullptr) return -1;
-  if (out != nullptr) copy_text(out, HOTKEY_TEXT_SIZE, record->Key, HOTKEY_TEXT_SIZE - 1);
+  hotkey_record record;
+  if (!find_record(key, &record)) return -1;
+  if (out != nullptr) copy_text(out, HOTKEY_TEXT_SIZE, record.Key, HOTKEY_TEXT_SIZE - 1);
   return 0;
 }
 
