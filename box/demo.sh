@@ -32,6 +32,9 @@ echo "   on disk: $(cat /appconfigs/status.cfg)"
 say "Volume levels: kept in hal.cfg, or only for the stay in hotel mode"
 "$build/demo/volume_demo"
 
+say "Dial logic: account 1's rules, a blocked number, a speed-dial key and a call button by day and night"
+"$build/demo/dial_demo"
+
 say "The account store (category 4097) is the file voip.cfg"
 pbctl read 4097 | head -c 300; echo " ..."
 
