@@ -25,10 +25,15 @@
 // Heap allocations of this process, counted by interposing malloc. The
 // counter is read around single checks, outside the timed loops.
 extern "C" void* __libc_malloc(size_t size);
+extern "C" void* __libc_calloc(size_t count, size_t size);
 static long g_allocations = 0;
 extern "C" void* malloc(size_t size) {
   ++g_allocations;
   return __libc_malloc(size);
+}
+extern "C" void* calloc(size_t count, size_t size) {
+  ++g_allocations;
+  return __libc_calloc(count, size);
 }
 
 namespace {
@@ -124,8 +129,13 @@ void load_walk_rules() {
   }
 }
 
+// The same walk built on regcomp, logging the same lines as the rule walk
+// does.
 int posix_walk(const char* number, char* out) {
+  std::printf("tolk_rule vorn_rule_replace_match inputStr:%s accId:%d\n", number, 1);
   for (const WalkRule& rule : kWalk) {
+    std::printf("tolk_rule vorn_rule_dial_match acc is valid,match the preffix:%s replace:%s\n", rule.prefix,
+                rule.templ);
     if (posix_replace(rule.regex, rule.templ, number, out, RULE_TEXT_SIZE) == 1) return 1;
   }
   return 0;

@@ -5,6 +5,7 @@
 // is asked for, and nothing is allocated but the two records.
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -39,32 +40,54 @@ namespace {
 
 bool is_group_mark(char c) { return c == '(' || c == ')'; }
 
-// The first unit of a segment with at least one unit.
-const char* first_unit(const char* segment) {
-  return is_group_mark(segment[0]) ? unit_next(segment) : segment;
-}
+// Where the units of a segment start: the walk of count_units, with the
+// position of each unit kept, so that one pass serves the search and all
+// the group marks of the segment.
+struct SegmentUnits {
+  int count = 0;
+  uint8_t at[DIALPLAN_SEGMENT_SIZE];
 
-// Whether the units fit the characters at s, of which at least `units`
-// remain.
-bool fits_at(const char* unit, int units, const char* s) {
-  for (int k = 0; k < units; ++k) {
+  explicit SegmentUnits(const char* segment) {
+    if (segment[0] != '\0' && !is_group_mark(segment[0])) at[count++] = 0;
+    for (const char* pos = unit_next(segment); pos != nullptr; pos = unit_next(pos)) {
+      at[count++] = static_cast<uint8_t>(pos - segment);
+    }
+  }
+
+  // Units before the group mark at index ch_id: get_pair_pos without
+  // walking the segment again. A set can't hold a mark, so every unit
+  // that starts before the mark also ends before it.
+  int before(int ch_id) const {
+    int n = 0;
+    while (n < count && at[n] < ch_id) ++n;
+    return n;
+  }
+};
+
+// Whether the units fit the characters at s, of which at least
+// units.count remain.
+bool fits_at(const char* segment, const SegmentUnits& units, const char* s) {
+  for (int k = 0; k < units.count; ++k) {
+    const char* unit = segment + units.at[k];
     const auto ch = static_cast<unsigned char>(s[k]);
     if (*unit == '[') {
       if (!set_fits(unit, ch)) return false;
     } else if (*unit != 'x' && static_cast<unsigned char>(*unit) != ch) {
       return false;
     }
-    if (k + 1 < units) unit = unit_next(unit);
   }
   return true;
 }
 
 // One segment's faults: sets that don't close or are closed without being
 // open, group marks inside a set, and a '-' without both of its ends.
-bool segment_well_formed(const char* segment) {
+// `marks_only` tells whether the segment has no unit at all.
+bool segment_well_formed(const char* segment, bool* marks_only) {
   bool in_set = false;
+  *marks_only = true;
   for (int i = 0; segment[i] != '\0'; ++i) {
     const char c = segment[i];
+    if (!is_group_mark(c)) *marks_only = false;
     if (c == '[') {
       in_set = true;  // a second '[' inside a set is a member of it
     } else if (c == ']') {
@@ -86,9 +109,10 @@ bool pattern_valid(const regexp& re) {
   if (re.segment_count == 0) return false;
   for (int i = 0; i < re.segment_count; ++i) {
     const char* segment = re.segments[i];
-    if (segment[0] == '\0' || !segment_well_formed(segment)) return false;
-    if (count_units(segment) == 0) {
-      // Group marks alone stand only at an anchored end of the pattern.
+    bool marks_only = true;
+    if (segment[0] == '\0' || !segment_well_formed(segment, &marks_only)) return false;
+    if (marks_only) {
+      // Group marks alone (no unit) stand only at an anchored end.
       const bool first = i == 0;
       const bool last = i == re.segment_count - 1;
       if ((first && !re.anchor_head) || (last && !re.anchor_tail) || (!first && !last)) return false;
@@ -101,7 +125,8 @@ bool pattern_valid(const regexp& re) {
 int check_from(const regexp& re, dstring& d) {
   if (d.seg_index >= re.segment_count) return 1;
   const char* segment = re.segments[d.seg_index];
-  const int units = count_units(segment);
+  const SegmentUnits unit_starts(segment);
+  const int units = unit_starts.count;
   const bool last = d.seg_index == re.segment_count - 1;
   const char* here = d.text + d.offset;
 
@@ -112,10 +137,9 @@ int check_from(const regexp& re, dstring& d) {
       d.offset = d.length;
     }
   } else {
-    const char* unit = first_unit(segment);
     int found = -1;
     for (int start = d.offset; start <= d.length - units; ++start) {
-      if (fits_at(unit, units, d.text + start)) {
+      if (fits_at(segment, unit_starts, d.text + start)) {
         found = start;
         break;
       }
@@ -127,11 +151,11 @@ int check_from(const regexp& re, dstring& d) {
 
   for (int i = 0; segment[i] != '\0'; ++i) {
     if (segment[i] == '(') {
-      if (d.open_depth < DIALPLAN_OPEN_DEPTH) d.open_stack[d.open_depth++] = here + get_pair_pos(segment, i);
+      if (d.open_depth < DIALPLAN_OPEN_DEPTH) d.open_stack[d.open_depth++] = here + unit_starts.before(i);
     } else if (segment[i] == ')' && d.open_depth > 0) {
       const char* start = d.open_stack[--d.open_depth];
       if (start == nullptr) continue;
-      const int p = get_pair_pos(segment, i);
+      const int p = unit_starts.before(i);
       if (here + p <= d.text) {
         add_dstring_param(&d, start, nullptr);
       } else {
@@ -199,10 +223,12 @@ int get_pair_pos(const char* segment, int ch_id) {
 
 void add_dstring_param(dstring* subject, const char* start, const char* end) {
   if (subject == nullptr) engine_fault("add_dstring_param", "dstring");
-  for (dstring_param& pair : subject->params) {
+  for (int i = 0; i < DIALPLAN_PARAM_COUNT; ++i) {
+    dstring_param& pair = subject->params[i];
     if (pair.start == nullptr && pair.end == nullptr) {
       pair.start = start;
       pair.end = end;
+      if (i >= DIALPLAN_READABLE_PARAMS && i + 1 < DIALPLAN_PARAM_COUNT) subject->params[i + 1] = dstring_param{};
       return;
     }
   }
@@ -226,16 +252,7 @@ bool set_fits(const char* set, unsigned char ch) {
   return false;
 }
 
-}  // namespace phonecore::dial
-
-using namespace phonecore::dial;
-
-extern "C" {
-
-regexp* dialplan_regexp_format(const char* pattern) {
-  if (pattern == nullptr) return nullptr;
-  auto* re = static_cast<regexp*>(std::malloc(sizeof(regexp)));
-  if (re == nullptr) return nullptr;
+bool compile_pattern(const char* pattern, regexp* re) {
   const size_t length = std::strlen(pattern);
   re->anchor_head = pattern[0] != '.' ? 1 : 0;
   re->anchor_tail = length == 0 || pattern[length - 1] != '.' ? 1 : 0;
@@ -252,8 +269,32 @@ regexp* dialplan_regexp_format(const char* pattern) {
     while (pattern[i] != '\0' && pattern[i] != '.' && k < DIALPLAN_SEGMENT_SIZE - 1) segment[k++] = pattern[i++];
     segment[k] = '\0';
   }
+  return pattern_valid(*re);
+}
 
-  if (!pattern_valid(*re)) {
+void wrap_number(dstring* d, const char* text) {
+  // Cleared: everything up to the nine readable pairs and the tenth. Pairs
+  // fill from the first in order and are never freed during a check, and
+  // add_dstring_param clears the pair behind each one it fills beyond the
+  // ninth, so the free-pair search meets a cleared pair before any stale
+  // one.
+  std::memset(d, 0, offsetof(dstring, params) + (DIALPLAN_READABLE_PARAMS + 1) * sizeof(dstring_param));
+  d->text = text != nullptr ? text : "";
+  const size_t length = std::strlen(d->text);
+  d->length = length > 0x7fffffff ? 0x7fffffff : static_cast<int32_t>(length);
+}
+
+}  // namespace phonecore::dial
+
+using namespace phonecore::dial;
+
+extern "C" {
+
+regexp* dialplan_regexp_format(const char* pattern) {
+  if (pattern == nullptr) return nullptr;
+  auto* re = static_cast<regexp*>(std::malloc(sizeof(regexp)));
+  if (re == nullptr) return nullptr;
+  if (!compile_pattern(pattern, re)) {
     std::free(re);
     return nullptr;
   }
@@ -265,12 +306,7 @@ void dialplan_regexp_free(regexp* compiled) { std::free(compiled); }
 dstring* dialplan_string_init(const char* text) {
   auto* d = static_cast<dstring*>(std::malloc(sizeof(dstring)));
   if (d == nullptr) return nullptr;
-  // All 72 pairs are cleared, not only the nine readable ones, so that the
-  // free-pair search never meets stale pointers.
-  std::memset(d, 0, sizeof(dstring));
-  d->text = text != nullptr ? text : "";
-  const size_t length = std::strlen(d->text);
-  d->length = length > 0x7fffffff ? 0x7fffffff : static_cast<int32_t>(length);
+  wrap_number(d, text);
   return d;
 }
 
@@ -293,14 +329,15 @@ int get_dialplan_string_param(dstring* subject, int n, char* out, int out_size) 
   return 1;
 }
 
+// The two conveniences compile and check in records of their own, on the
+// stack: nothing survives the call and nothing is taken from the heap.
 int dialplan_check_block(const char* pattern, const char* number) {
-  if (number == nullptr) return 0;
-  regexp* re = dialplan_regexp_format(pattern);
-  dstring* d = dialplan_string_init(number);
-  const int matched = re != nullptr && d != nullptr ? dialplan_check(re, d) : 0;
-  dialplan_string_free(d);
-  dialplan_regexp_free(re);
-  return matched;
+  if (pattern == nullptr || number == nullptr) return 0;
+  regexp re;
+  dstring d;
+  if (!compile_pattern(pattern, &re)) return 0;
+  wrap_number(&d, number);
+  return check_from(re, d);
 }
 
 int dialplan_check_replace(const char* pattern, const char* replace, const char* number, char* out, int out_size) {
@@ -309,13 +346,13 @@ int dialplan_check_replace(const char* pattern, const char* replace, const char*
   char templ[DIALPLAN_REPLACE_SIZE + 1] = {};
   if (replace != nullptr) std::strncpy(templ, replace, DIALPLAN_REPLACE_SIZE);
 
-  regexp* re = dialplan_regexp_format(pattern);
-  dstring* d = dialplan_string_init(number);
-  if (re == nullptr || d == nullptr || dialplan_check(re, d) == 0) {
-    dialplan_string_free(d);
-    dialplan_regexp_free(re);
-    return 0;
-  }
+  if (pattern == nullptr) return 0;
+  regexp re;
+  dstring subject;
+  dstring* d = &subject;
+  if (!compile_pattern(pattern, &re)) return 0;
+  wrap_number(d, number);
+  if (check_from(re, subject) == 0) return 0;
 
   if (out == nullptr) out_size = 0;
   if (out_size > 0) std::memset(out, 0, static_cast<size_t>(out_size));
@@ -336,9 +373,6 @@ int dialplan_check_replace(const char* pattern, const char* replace, const char*
     }
     i += 2;
   }
-
-  dialplan_string_free(d);
-  dialplan_regexp_free(re);
   return 1;
 }
 

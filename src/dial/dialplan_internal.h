@@ -22,6 +22,12 @@ int get_pair_pos(const char* segment, int ch_id);
 // 72 are taken.
 void add_dstring_param(dstring* subject, const char* start, const char* end);
 
+// Compiles a pattern into re; false when the pattern is invalid.
+bool compile_pattern(const char* pattern, regexp* re);
+
+// Wraps a number (null reads as empty) for one check.
+void wrap_number(dstring* subject, const char* text);
+
 // Whether one character fits the set that begins with '[' at set.
 bool set_fits(const char* set, unsigned char ch);
 
