@@ -155,6 +155,18 @@ TEST_F(DialRules, AbsentSectionsAndMembersKeepTheDefaults) {
   EXPECT_EQ(g_rule_zone.accounts[1], 1);
 }
 
+TEST_F(DialRules, WithoutTheCurrentStoreTheTablesKeepTheirDefaults) {
+  g_rule_dial[0] = dial_row(0, "911");
+  ASSERT_EQ(std::remove("/appconfigs/default/settinglist.cfg"), 0);
+  ::testing::internal::CaptureStdout();
+  const int printed = vorn_rule_all_load();
+  const std::string log = ::testing::internal::GetCapturedStdout();
+  EXPECT_EQ(printed, static_cast<int>(log.size()));  // the length of its log line
+  EXPECT_STREQ(g_rule_dial[0].rule, "");
+  EXPECT_EQ(g_rule_zone.max_length, 15);
+  EXPECT_EQ(vorn_rule_dial_match("911", 1), 0);
+}
+
 TEST_F(DialRules, LongPatternsAreCutAtSixtyThreeCharacters) {
   const std::string long_prefix(100, '1');
   write_settings(R"("DialplanReplace": {"data": [{"Prefix": ")" + long_prefix + R"(", "Replace": ")" +
