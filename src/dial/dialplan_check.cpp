@@ -123,7 +123,9 @@ bool pattern_valid(const regexp& re) {
 
 // The segment at seg_index and, through recursion, all behind it.
 int check_from(const regexp& re, dstring& d) {
-  if (d.seg_index >= re.segment_count) return 1;
+  // A record made by hand never walks beyond the 30 segments it has room
+  // for.
+  if (d.seg_index >= re.segment_count || d.seg_index >= DIALPLAN_SEGMENT_COUNT) return 1;
   const char* segment = re.segments[d.seg_index];
   const SegmentUnits unit_starts(segment);
   const int units = unit_starts.count;
