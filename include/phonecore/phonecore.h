@@ -13,5 +13,6 @@
 #include "phonecore/dialplan.h"
 #include "phonecore/dial_rule.h"
 #include "phonecore/hotkey.h"
+#include "phonecore/md5.h"
 
 #endif

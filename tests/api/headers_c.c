@@ -11,6 +11,7 @@
 #include "phonecore/dialplan.h"
 #include "phonecore/dial_rule.h"
 #include "phonecore/hotkey.h"
+#include "phonecore/md5.h"
 
 int headers_c_fifo_roundtrip(void);
 
