@@ -14,5 +14,6 @@
 #include "phonecore/dial_rule.h"
 #include "phonecore/hotkey.h"
 #include "phonecore/md5.h"
+#include "phonecore/zklog.h"
 
 #endif

@@ -12,6 +12,7 @@
 #include "phonecore/dial_rule.h"
 #include "phonecore/hotkey.h"
 #include "phonecore/md5.h"
+#include "phonecore/zklog.h"
 
 int headers_c_fifo_roundtrip(void);
 

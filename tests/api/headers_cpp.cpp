@@ -12,6 +12,7 @@
 #include "phonecore/dial_rule.h"
 #include "phonecore/hotkey.h"
 #include "phonecore/md5.h"
+#include "phonecore/zklog.h"
 
 int headers_cpp_fifo_roundtrip() {
   NewFifo* fifo = nullptr;
