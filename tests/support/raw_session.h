@@ -14,10 +14,16 @@ namespace phonecore::testing {
 
 class RawSession {
  public:
+  static constexpr int kConnectWaitMs = 10000;
+
   explicit RawSession(uint16_t id) : id_(id) {
+    // A loaded machine (sanitizer builds, parallel boxes) may keep the
+    // server from answering for a while; a second request would only find
+    // the id taken, so the one request waits long.
     UdpClient control;
     auto in = control.exchange(bus::kControlPort,
-                               bytes_of(bus::BusControlRequest{bus::kControlMagic, 0, id, bus::kControlConnect, 1}));
+                               bytes_of(bus::BusControlRequest{bus::kControlMagic, 0, id, bus::kControlConnect, 1}),
+                               kConnectWaitMs);
     if (in) reply_ = bus::decode_control_reply(*in);
     if (reply_ && reply_->status == 0) socket_ = std::make_unique<UdpClient>(reply_->local_port);
   }
