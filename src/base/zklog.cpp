@@ -83,14 +83,22 @@ void format_message(char* message, const char* format, va_list args) {
   }
 }
 
-int write_formatted(const char* path, const char* format, va_list args) {
-  char message[kMessageSize];
-  format_message(message, format, args);
+// Stamps a message into a line of at most line_size - 1 bytes and appends
+// it to path (null: the log file).
+int write_line(const char* path, const char* message, size_t line_size) {
   char time_text[32];
   stamp(time_text, sizeof time_text);
   char line[kLineSize];
-  const int length = std::snprintf(line, sizeof line, "time:%s...%s\n", time_text, message);
-  return writemyfile(path, line, length < static_cast<int>(sizeof line) ? length : static_cast<int>(sizeof line) - 1);
+  if (line_size > sizeof line) line_size = sizeof line;
+  const int length = std::snprintf(line, line_size, "time:%s...%s\n", time_text, message);
+  const int limit = static_cast<int>(line_size) - 1;
+  return writemyfile(path, line, length < limit ? length : limit);
+}
+
+int write_formatted(const char* path, const char* format, va_list args) {
+  char message[kMessageSize];
+  format_message(message, format, args);
+  return write_line(path, message, kLineSize);
 }
 
 }  // namespace
@@ -178,12 +186,7 @@ int writemyfile(const char* path, const char* buffer, int length) {
 
 int log_write(const char* text) {
   if (g_switch == 0) return 0;
-  char time_text[32];
-  stamp(time_text, sizeof time_text);
-  char line[kPlainLineSize];
-  const int length =
-      std::snprintf(line, sizeof line, "time:%s...%s\n", time_text, text != nullptr ? text : "(null)");
-  return writemyfile(nullptr, line, length < static_cast<int>(sizeof line) ? length : static_cast<int>(sizeof line) - 1);
+  return write_line(nullptr, text != nullptr ? text : "(null)", kPlainLineSize);
 }
 
 int log_write_fm(const char* format, ...) {

@@ -49,7 +49,10 @@ struct SegmentUnits {
 
   explicit SegmentUnits(const char* segment) {
     if (segment[0] != '\0' && !is_group_mark(segment[0])) at[count++] = 0;
-    for (const char* pos = unit_next(segment); pos != nullptr; pos = unit_next(pos)) {
+    // A compiled segment holds at most 30 units; the bound keeps a record
+    // made by hand from writing past the table.
+    for (const char* pos = unit_next(segment); pos != nullptr && count < DIALPLAN_SEGMENT_SIZE;
+         pos = unit_next(pos)) {
       at[count++] = static_cast<uint8_t>(pos - segment);
     }
   }
