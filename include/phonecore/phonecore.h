@@ -15,5 +15,10 @@
 #include "phonecore/hotkey.h"
 #include "phonecore/md5.h"
 #include "phonecore/zklog.h"
+#include "phonecore/text.h"
+#include "phonecore/profile.h"
+#include "phonecore/fileutil.h"
+#include "phonecore/timezone.h"
+#include "phonecore/syscmd.h"
 
 #endif

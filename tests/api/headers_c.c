@@ -13,6 +13,11 @@
 #include "phonecore/hotkey.h"
 #include "phonecore/md5.h"
 #include "phonecore/zklog.h"
+#include "phonecore/text.h"
+#include "phonecore/profile.h"
+#include "phonecore/fileutil.h"
+#include "phonecore/timezone.h"
+#include "phonecore/syscmd.h"
 
 int headers_c_fifo_roundtrip(void);
 

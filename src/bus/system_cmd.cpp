@@ -1,0 +1,124 @@
+// The command broadcasts' decoder, process lookup, the starter's mailbox
+// and small readings of the system.
+
+#include <dirent.h>
+#include <json-c/json.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "phonecore/config.h"
+#include "phonecore/fileutil.h"
+#include "phonecore/json_msg.h"
+#include "phonecore/profile.h"
+#include "phonecore/syscmd.h"
+
+namespace phonecore::bus {
+namespace {
+
+constexpr const char* kStartMailbox = "/tmp/start_excu";
+constexpr useconds_t kMailboxPollUs = 100000;
+
+// The second word of the first line of /proc/<pid>/status: the name as
+// the kernel keeps it.
+bool process_name(const char* pid, char* name, size_t size) {
+  char path[300];
+  std::snprintf(path, sizeof path, "/proc/%s/status", pid);
+  FILE* file = std::fopen(path, "r");
+  if (file == nullptr) return false;
+  char line[512];
+  const bool got = std::fgets(line, sizeof line, file) != nullptr;
+  std::fclose(file);
+  if (!got || size < 2) return false;
+  char format[32];
+  std::snprintf(format, sizeof format, "%%*s %%%zus", size - 1);
+  return std::sscanf(line, format, name) == 1;
+}
+
+}  // namespace
+}  // namespace phonecore::bus
+
+using namespace phonecore::bus;
+
+extern "C" {
+
+int system_cmd_decode(const char* text, void (*on_reboot)(void), void (*on_upgrade)(int), void (*on_reset)(int)) {
+  if (text == nullptr) return -1;
+  json_object* root = json_tokener_parse(text);
+  if (root == nullptr) return -1;
+  json_object* cmd = nullptr;
+  if (!json_object_object_get_ex(root, "cmd", &cmd)) {
+    json_object_put(root);
+    return 0;
+  }
+  const char* command = json_object_get_string(cmd);
+  if (command == nullptr) {
+  } else if (std::strcmp(command, "reboot") == 0) {
+    if (on_reboot != nullptr) on_reboot();
+  } else if (std::strcmp(command, "upgrade") == 0) {
+    if (on_upgrade != nullptr) on_upgrade(get_int_from_json_rl(root, 1, "progress"));
+  } else if (std::strcmp(command, "default_reset") == 0) {
+    if (on_reset != nullptr) on_reset(1);
+  }
+  json_object_put(root);
+  // Whatever the command was: the result says nothing of success.
+  return -1;
+}
+
+int find_pid_by_name(const char* name, pid_t* pids, int* count) {
+  DIR* proc = opendir("/proc");
+  if (proc == nullptr) return -1;
+  const int room = count != nullptr && pids != nullptr ? *count : 0;
+  int found = 0;
+  while (const dirent* entry = readdir(proc)) {
+    if (std::strcmp(entry->d_name, "..") == 0 || !std::isdigit(static_cast<unsigned char>(entry->d_name[0])))
+      continue;
+    char process[512];
+    if (name == nullptr || !process_name(entry->d_name, process, sizeof process)) continue;
+    if (std::strcmp(process, name) != 0) continue;
+    if (found < room) pids[found] = static_cast<pid_t>(std::strtol(entry->d_name, nullptr, 10));
+    ++found;
+  }
+  closedir(proc);
+  const int stored = found < room ? found : room;
+  if (count != nullptr) *count = stored;
+  return stored != 0 ? 0 : -1;
+}
+
+int system_send_start_cmd(const char* command) {
+  // One command at a time: the starter deletes the file once it has read
+  // it.
+  while (check_if_fileexit(kStartMailbox)) usleep(kMailboxPollUs);
+  creat_write(kStartMailbox, command != nullptr ? command : "");
+  return 0;
+}
+
+int SystemGetVersion(char* destination) {
+  if (destination == nullptr) return 0;
+  json_object* root = read_gnl_config_json("quorbit_ota.cfg");
+  const char* version = root != nullptr ? get_string_from_json(root, 2, "QuorbitOta", "sw_version") : nullptr;
+  std::snprintf(destination, SYSTEM_VERSION_SIZE, "%s", version != nullptr ? version : "000000");
+  if (root != nullptr) json_object_put(root);
+  return 0;
+}
+
+int get_web_lang(char* destination) {
+  if (destination == nullptr) return 0;
+  if (read_profile_string("system_info", "lang", destination, WEB_LANG_SIZE, "", "/appconfigs/etc/webauth.cfg") == 0)
+    std::snprintf(destination, WEB_LANG_SIZE, "%s", "es-us");
+  return 0;
+}
+
+int zklog_times(const char* file, int line, const char* text) {
+  timeval now{};
+  gettimeofday(&now, nullptr);
+  std::printf("-%s-%d-%s-%ld-%ld\n", file != nullptr ? file : "(null)", line, text != nullptr ? text : "(null)",
+              static_cast<long>(now.tv_sec), static_cast<long>(now.tv_usec / 1000));
+  return 0;
+}
+
+}  // extern "C"
