@@ -12,11 +12,12 @@
 
 #include <array>
 #include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
-#include "base/arp_table.h"
+#include "base/system_info_internal.h"
 #include "phonecore/fileutil.h"
 
 namespace phonecore::base {
@@ -45,16 +46,6 @@ unsigned long long kilobytes(unsigned long long block_size, unsigned long long b
   return (block_size * blocks + 512) / 1024;
 }
 
-// From 1 GB on in GB, from 1 MB on in MB, else in KB; 1024 is the step.
-void print_size(char (&out)[11], unsigned long long kb) {
-  if (kb >= 1024ULL * 1024ULL)
-    std::snprintf(out, sizeof out, "%0.2fGB", static_cast<double>(kb) / (1024.0 * 1024.0));
-  else if (kb >= 1024ULL)
-    std::snprintf(out, sizeof out, "%0.2fMB", static_cast<double>(kb) / 1024.0);
-  else
-    std::snprintf(out, sizeof out, "%0.2fKB", static_cast<double>(kb));
-}
-
 // The first line of a command's output without its line end; false when
 // there is none or it is empty.
 bool first_line(const char* command, char* out, size_t size) {
@@ -75,6 +66,15 @@ bool first_line(const char* command, char* out, size_t size) {
 }
 
 }  // namespace
+
+void format_disk_size(char (&out)[11], unsigned long long kb) {
+  if (kb >= 1024ULL * 1024ULL)
+    std::snprintf(out, sizeof out, "%0.2fGB", static_cast<double>(kb) / (1024.0 * 1024.0));
+  else if (kb >= 1024ULL)
+    std::snprintf(out, sizeof out, "%0.2fMB", static_cast<double>(kb) / 1024.0);
+  else
+    std::snprintf(out, sizeof out, "%0.2fKB", static_cast<double>(kb));
+}
 
 int parse_arp_rows(const char* text, ArpRecord* out, int max) {
   if (text == nullptr || out == nullptr) return 0;
@@ -144,8 +144,8 @@ int get_disk_info(const char* path, DiskInfo* out) {
   }
   std::memset(out, 0, sizeof *out);
   std::snprintf(out->type, sizeof out->type, "%s", fs_type_name(static_cast<long>(fs.f_type)));
-  print_size(out->total, kilobytes(static_cast<unsigned long long>(fs.f_bsize), fs.f_blocks));
-  print_size(out->free, kilobytes(static_cast<unsigned long long>(fs.f_bsize), fs.f_bfree));
+  format_disk_size(out->total, kilobytes(static_cast<unsigned long long>(fs.f_bsize), fs.f_blocks));
+  format_disk_size(out->free, kilobytes(static_cast<unsigned long long>(fs.f_bsize), fs.f_bfree));
   std::memcpy(out->permissions, "rw\n", sizeof out->permissions);
   return 0;
 }
@@ -167,6 +167,14 @@ int get_disk_id(const char* device) {
 }
 
 int check_unmount_device(const char*) { return 0; }
+
+static_assert(sizeof(DiskInfo) == 33);
+static_assert(offsetof(DiskInfo, total) == 8 && offsetof(DiskInfo, free) == 19 &&
+              offsetof(DiskInfo, permissions) == 30);
+static_assert(sizeof(ArpRecord) == 68);
+static_assert(offsetof(ArpRecord, hw_type) == 16 && offsetof(ArpRecord, flags) == 20 &&
+              offsetof(ArpRecord, hw_address) == 24 && offsetof(ArpRecord, mask) == 44 &&
+              offsetof(ArpRecord, device) == 52);
 
 int read_arp_table(ArpRecord* out, int max, int* count) {
   const int fd = open("/proc/net/arp", O_RDONLY);
