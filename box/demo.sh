@@ -38,6 +38,9 @@ say "Dial logic: account 1's rules, a blocked number, a speed-dial key and a cal
 say "The account store (category 4097) is the file voip.cfg"
 pbctl read 4097 | head -c 300; echo " ..."
 
+say "Foundation tools: pinyin search, a profile file, the time zone, a command broadcast, process lookup"
+"$build/demo/tools_demo"
+
 say "Tools that must not act on a PC only record their calls"
 reboot
 fw_setenv ethaddr 00:1A:2B:3C:4D:5E
