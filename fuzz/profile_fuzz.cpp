@@ -43,7 +43,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (hit.section_found && hit.content_start > in.size()) std::abort();
 
   for (int room : {1, 2, 8, 64}) {
-    char out[64];
+    char out[64] = "";
     const int found = read_profile_string(section.c_str(), key.c_str(), out, room, "default", path.c_str());
     if (found != 0 && found != 1) std::abort();
     if (std::string(out).size() >= static_cast<size_t>(room)) std::abort();

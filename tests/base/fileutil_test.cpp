@@ -21,6 +21,7 @@
 
 #include "base/system_info_internal.h"
 #include "phonecore/fileutil.h"
+#include "phonecore/text.h"
 #include "support/files.h"
 
 // The board's disks answer HDIO_GET_IDENTITY; here a file stands for one.
@@ -77,6 +78,21 @@ TEST(Files, ExistenceKindAndSize) {
   EXPECT_EQ(is_dir("/tmp/none"), 0);
   EXPECT_EQ(get_file_size("/tmp/f_size"), 5);
   EXPECT_EQ(get_file_size("/tmp/none"), -1);
+}
+
+TEST(Files, IsFileUtf8) {
+  put("/tmp/u_ascii", "plain text\n");
+  EXPECT_EQ(isFileUTF8("/tmp/u_ascii"), 1) << "pure ASCII passes in a file";
+  put("/tmp/u_chinese", "\xe5\xbc\xa0\xe4\xb8\x89 caf\xc3\xa9\n");
+  EXPECT_EQ(isFileUTF8("/tmp/u_chinese"), 1);
+  put("/tmp/u_gbk", "\xd5\xc5\xc8\xfd");
+  EXPECT_EQ(isFileUTF8("/tmp/u_gbk"), 0);
+  put("/tmp/u_cut", "abc\xe5\xbc");
+  EXPECT_EQ(isFileUTF8("/tmp/u_cut"), 0);
+  put("/tmp/u_empty", "");
+  EXPECT_EQ(isFileUTF8("/tmp/u_empty"), 0);
+  EXPECT_EQ(isFileUTF8("/tmp/none"), 0);
+  EXPECT_EQ(isFileUTF8(nullptr), 0);
 }
 
 TEST(CopyFile, CopiesAcrossBlockBorders) {
