@@ -17,12 +17,11 @@ mkdir -p /sys/class/gpio /sys/class/pwm/pwmchip0/pwm0
 mkdir -p /run/phonebox
 : > /run/phonebox/calls.log
 
+# The peers start in order: the SIP process needs the message server.
 pids=()
-for peer in msgserver configd; do
+for peer in msgserver configd sipd; do
   /phonebox/sim/$peer /run/phonebox/$peer.ready 2>>/run/phonebox/$peer.log &
   pids+=($!)
-done
-for peer in msgserver configd; do
   for _ in $(seq 500); do
     [ -e /run/phonebox/$peer.ready ] && break
     sleep 0.01

@@ -20,5 +20,9 @@
 #include "phonecore/fileutil.h"
 #include "phonecore/timezone.h"
 #include "phonecore/syscmd.h"
+#include "phonecore/voip.h"
+#include "phonecore/account.h"
+#include "phonecore/dsskey.h"
+#include "phonecore/prompt.h"
 
 #endif

@@ -18,6 +18,10 @@
 #include "phonecore/fileutil.h"
 #include "phonecore/timezone.h"
 #include "phonecore/syscmd.h"
+#include "phonecore/voip.h"
+#include "phonecore/account.h"
+#include "phonecore/dsskey.h"
+#include "phonecore/prompt.h"
 
 int headers_cpp_fifo_roundtrip() {
   NewFifo* fifo = nullptr;

@@ -16,6 +16,7 @@
 #include "phonecore/json_msg.h"
 #include "support/bus_session.h"
 #include "support/raw_session.h"
+#include "support/sip_peer.h"
 
 using phonecore::testing::RawSession;
 using phonecore::testing::UdpClient;
@@ -101,6 +102,7 @@ class Receive : public ::testing::Test {
   }
   void event(const std::string& json) { sip_.send(1234, 2, json); }
 
+  bool released_ = phonecore::testing::release_sip_bus_id();
   RawSession sip_{4098};
   MessageClient* client_ = nullptr;
 };

@@ -13,6 +13,7 @@
 #include "phonecore/json_msg.h"
 #include "support/bus_session.h"
 #include "support/raw_session.h"
+#include "support/sip_peer.h"
 
 using phonecore::testing::RawSession;
 
@@ -59,6 +60,7 @@ class SipPeer {
   bool ok() const { return session_.ok(); }
 
  private:
+  bool released_ = phonecore::testing::release_sip_bus_id();
   RawSession session_{4098};
   Answer answer_;
   useconds_t delay_;

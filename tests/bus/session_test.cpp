@@ -9,6 +9,7 @@
 
 #include "phonecore/bus_client.h"
 #include "support/raw_session.h"
+#include "support/sip_peer.h"
 
 using phonecore::testing::RawSession;
 
@@ -34,6 +35,7 @@ class Session : public ::testing::Test {
     EXPECT_TRUE(in);
     return in.value_or(std::vector<uint8_t>{});
   }
+  bool released_ = phonecore::testing::release_sip_bus_id();
   RawSession sip_{4098};
   MessageClient* client_ = nullptr;
 };

@@ -1,0 +1,399 @@
+// The local copy of the SIP accounts, registration state, and the one
+// function that writes a whole account into both configuration stores.
+#include <json-c/json.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cctype>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "bus/atomic_field.h"
+#include "bus/bus_wire.h"
+#include "call/call_internal.h"
+#include "phonecore/account.h"
+#include "phonecore/config.h"
+#include "phonecore/json_msg.h"
+
+using phonecore::bus::load;
+using phonecore::bus::store;
+
+static_assert(sizeof(AccountRecord) == phonecore::call::kAccountRecordSize);
+static_assert(offsetof(AccountRecord, account_id) == 0);
+static_assert(offsetof(AccountRecord, word4) == 4);
+static_assert(offsetof(AccountRecord, text) == 8);
+static_assert(offsetof(AccountRecord, text[3]) == 200);
+static_assert(offsetof(AccountRecord, text[5]) == 328);
+static_assert(offsetof(AccountRecord, word456) == 456);
+static_assert(offsetof(AccountRecord, text7) == 460);
+static_assert(offsetof(AccountRecord, text8) == 524);
+static_assert(offsetof(AccountRecord, word588) == 588);
+static_assert(offsetof(AccountRecord, reg_state) == 596);
+static_assert(offsetof(AccountRecord, word600) == 600);
+static_assert(offsetof(AccountRecord, text9) == 612);
+static_assert(phonecore::call::kAccountRecordSize % sizeof(uint32_t) == 0);
+
+extern "C" {
+AccountRecord _gl_accountArr[ACCOUNT_MAX_RECORDS];
+int32_t _gl_accountLen = 0;
+int32_t __gl_maxlen = 0;
+MsgHook* __gl_pAccHook = nullptr;
+}
+
+namespace phonecore::call {
+
+namespace {
+
+constexpr size_t kWords = kAccountRecordSize / sizeof(uint32_t);
+constexpr uint16_t kBroadcast = 65535;
+constexpr uint16_t kMsgtypeCommand = 5;
+constexpr uint16_t kKindCommand = 3;
+constexpr uint16_t kKindNumeric = 1;
+constexpr int kCategoryAccounts = 4097;
+constexpr size_t kWorkBuffer = 256;
+constexpr const char* kVoipList = "default/voiplist.cfg";
+constexpr const char* kDefaultPort = "5060";
+
+uint32_t* words_of(int index) { return reinterpret_cast<uint32_t*>(&_gl_accountArr[index]); }
+
+// The monitor of the msgtype 7 hook: the element is the whole packet.
+int account_update_monitor(uint16_t, uint16_t, void* element, uint32_t length) {
+  if (element == nullptr || length < bus::kPacketHeaderSize) return 0;
+  bus::BusPacketHeader head;
+  std::memcpy(&head, element, sizeof head);
+  const uint32_t payload = std::min<uint32_t>(head.length, length - static_cast<uint32_t>(bus::kPacketHeaderSize));
+  int count = std::min<int>(static_cast<int>(payload / kAccountRecordSize), load(__gl_maxlen));
+  count = std::clamp(count, 0, kMaxRecords);
+  const auto* records = static_cast<const uint8_t*>(element) + bus::kPacketHeaderSize;
+  for (int i = 0; i < count; ++i) store_account(i, records + i * kAccountRecordSize);
+  store(_gl_accountLen, count);
+  return 0;
+}
+
+int broadcast_command(const char* text) {
+  instant_message_send(kBroadcast, kMsgtypeCommand, kKindCommand, text, static_cast<int>(std::strlen(text)) + 1);
+  return 0;
+}
+
+void replace_stars(char* text) {
+  for (char* p = text; *p != 0; ++p)
+    if (*p == '*') *p = '.';
+}
+
+// A member text for "default/voiplist.cfg": cut to 63 bytes, without white
+// space at either end.
+std::string trimmed(const char* text) {
+  std::string s(text, strnlen(text, kTextField - 1));
+  size_t b = 0, e = s.size();
+  while (b < e && std::isspace(static_cast<unsigned char>(s[b]))) ++b;
+  while (e > b && std::isspace(static_cast<unsigned char>(s[e - 1]))) --e;
+  return s.substr(b, e - b);
+}
+
+// Stores each member of from into to, by its JSON type; other members of
+// to stay.
+void merge_members(json_object* to, json_object* from) {
+  json_object_object_foreach(from, key, value) {
+    json_object* copy = nullptr;
+    switch (json_object_get_type(value)) {
+      case json_type_boolean:
+        copy = json_object_new_boolean(json_object_get_boolean(value));
+        break;
+      case json_type_double:
+        copy = json_object_new_double(json_object_get_double(value));
+        break;
+      case json_type_int:
+        copy = json_object_new_int(json_object_get_int(value));
+        break;
+      case json_type_object:
+      case json_type_array:
+        copy = json_tokener_parse(json_object_to_json_string(value));
+        break;
+      case json_type_string:
+        copy = json_object_new_string(trimmed(json_object_get_string(value)).c_str());
+        break;
+      default:
+        break;
+    }
+    if (copy != nullptr) json_object_object_add(to, key, copy);
+  }
+}
+
+// Writes the registrar, the id and the server fields of one server into
+// the account element of the account store.
+void put_server(json_object* account, const char* register_name, const char* address, const char* port,
+                const char* registrar_key, const char* id_key, const char* addr_key, const char* port_key,
+                const char* outbound_key, const char* transport_key, char* registrar, char* id) {
+  std::memset(registrar, 0, kWorkBuffer);
+  std::memset(id, 0, kWorkBuffer);
+  if (port[0] != 0) {
+    snprintf(registrar, kWorkBuffer, "sip:%s:%s", address, port);
+    snprintf(id, kWorkBuffer, "sip:%s@%s:%s", register_name, address, port);
+  } else {
+    snprintf(registrar, kWorkBuffer, "sip:%s:5060", address);
+    snprintf(id, kWorkBuffer, "sip:%s@%s:5060", register_name, address);
+  }
+  json_object_object_add(account, registrar_key, json_object_new_string(registrar));
+  json_object_object_add(account, id_key, json_object_new_string(id));
+  json_object_object_add(account, addr_key, json_object_new_string(address));
+  json_object_object_add(account, port_key, json_object_new_string(port));
+  json_object_object_add(account, outbound_key, json_object_new_string(address));
+  json_object_object_add(account, transport_key, json_object_new_string("udp"));
+}
+
+const char* or_empty(const char* text) { return text != nullptr ? text : ""; }
+
+}  // namespace
+
+void store_account(int index, const void* record) {
+  uint32_t* to = words_of(index);
+  const auto* from = static_cast<const uint8_t*>(record);
+  for (size_t w = 0; w < kWords; ++w) {
+    uint32_t word;
+    std::memcpy(&word, from + w * sizeof word, sizeof word);
+    store(to[w], word);
+  }
+}
+
+AccountRecord load_account(int index) {
+  AccountRecord r;
+  const uint32_t* from = words_of(index);
+  auto* to = reinterpret_cast<uint8_t*>(&r);
+  for (size_t w = 0; w < kWords; ++w) {
+    const uint32_t word = load(from[w]);
+    std::memcpy(to + w * sizeof word, &word, sizeof word);
+  }
+  return r;
+}
+
+int account_count() { return std::clamp<int>(load(_gl_accountLen), 0, kMaxRecords); }
+
+int find_account(uint32_t id) {
+  const int n = account_count();
+  for (int i = 0; i < n; ++i)
+    if (load(_gl_accountArr[i].account_id) == id) return i;
+  return -1;
+}
+
+}  // namespace phonecore::call
+
+using namespace phonecore::call;
+
+extern "C" {
+
+int voip_account_get_real(MessageClient* c, void* destination, int* bytes) {
+  // The reply lands in a buffer of the bus size first; the caller gets at
+  // most the four records that this request reports.
+  static uint8_t reply[phonecore::bus::kMaxPayload];
+  int got = 0;
+  if (send_sjson_to_sip_hook_wait_buffer(c, "account_get", kMsgtypeBinary, nullptr, reply, &got,
+                                         buffer_request_limit_ms()) != 0)
+    return 0;
+  const int n = std::min(got, kAccountGetLimit);
+  if (destination == static_cast<void*>(_gl_accountArr)) {
+    for (int i = 0; i < n / static_cast<int>(kAccountRecordSize); ++i) store_account(i, reply + i * kAccountRecordSize);
+  } else if (destination != nullptr) {
+    std::memcpy(destination, reply, static_cast<size_t>(n));
+  }
+  if (bytes != nullptr) *bytes = n;
+  return 0;
+}
+
+int LocalAcountInforBufferAdd(MessageClient* c, int max) {
+  max = std::clamp(max, 0, kMaxRecords);
+  store(__gl_maxlen, max);
+  int length = 0;
+  voip_account_get_real(c, _gl_accountArr, &length);
+  if (length > 0) store(_gl_accountLen, length / static_cast<int>(kAccountRecordSize));
+  printf("_gl_accountLen=%d\n\r", load(_gl_accountLen));
+  MsgHook* hook = add_hook_bymsgtype(c, kMsgtypeAccounts, 2 * static_cast<int>(kAccountRecordSize) * max, 2);
+  store(__gl_pAccHook, hook);
+  if (hook != nullptr) add_hook_monitor_thread(hook, account_update_monitor);
+  return 0;
+}
+
+int LocalAcountInforBufferDel(MessageClient* c) {
+  MsgHook* hook = load(__gl_pAccHook);
+  if (hook != nullptr) {
+    del_hook_monitor_thread(hook);
+    del_hook(c, hook);
+  }
+  store(__gl_pAccHook, static_cast<MsgHook*>(nullptr));
+  store(__gl_maxlen, 0);
+  return 0;
+}
+
+int LocalAcountInforUpdateExt(const void* records, int count) {
+  instant_message_send(65535, kMsgtypeAccounts, 1, records, static_cast<int>(kAccountRecordSize) * count);
+  return 0;
+}
+
+int LocalAcountInforGet(void* destination, int max) {
+  const int n = std::min(account_count(), max);
+  if (destination == nullptr || n <= 0) return std::max(n, 0);
+  auto* to = static_cast<uint8_t*>(destination);
+  for (int i = 0; i < n; ++i) {
+    const AccountRecord r = load_account(i);
+    std::memcpy(to + i * kAccountRecordSize, &r, kAccountRecordSize);
+  }
+  return n;
+}
+
+int voip_account_get(MessageClient*, void* destination, int* bytes) {
+  const int n = LocalAcountInforGet(destination, kMaxRecords);
+  if (bytes != nullptr) *bytes = n * static_cast<int>(kAccountRecordSize);
+  return 1;
+}
+
+void callback_on_reg_changed(int acc_id, int state) {
+  const int i = find_account(static_cast<uint32_t>(acc_id));
+  if (i >= 0) store(_gl_accountArr[i].reg_state, static_cast<int32_t>(state));
+}
+
+int get_reg_status(int acc_id) {
+  if (load(_gl_accountLen) < 1) return -10;
+  const int i = find_account(static_cast<uint32_t>(acc_id));
+  if (i < 0) return -20;
+  return load(_gl_accountArr[i].reg_state);
+}
+
+int voip_send_reg_status(MessageClient* c, int acc_id, int online) {
+  json_object* data = make_simple_data2(6, 1, "acc_id", acc_id, 1, "bOnline", online);
+  printf("reg_changed=%s\n\r", json_object_get_string(data));
+  return send_sjson_to_all(c, "reg_changed", data);
+}
+
+int setSipAccount(int index, const char* label, const char* user_name, const char* password,
+                  const char* display_name, const char* register_name, const char* port1, const char* address1,
+                  int enable, const char* port2, const char* address2) {
+  char registrar[kWorkBuffer] = {};
+  char id[kWorkBuffer] = {};
+  json_object* root = read_gnl_config(kCategoryAccounts, nullptr);
+  if (root == nullptr) return -1;
+
+  char addr1[kWorkBuffer], addr2[kWorkBuffer];
+  copy_text(addr1, sizeof addr1, address1);
+  copy_text(addr2, sizeof addr2, address2);
+  replace_stars(addr1);
+  replace_stars(addr2);
+  const char* reg = or_empty(register_name);
+  const char* p1 = or_empty(port1);
+  const char* p2 = or_empty(port2);
+
+  char number[16];
+  snprintf(number, sizeof number, "%d", index);
+  json_object_object_add(root, "Account", json_object_new_string(number));
+  // The store is assumed to hold its accounts; a missing element or
+  // "cred_acc" is passed over rather than written through.
+  json_object* account = array_at(json_object_object_get(root, "account"), index);
+  if (account != nullptr) {
+    json_object_object_add(account, "enable", json_object_new_int(enable));
+    json_object* cred = array_at(json_object_object_get(account, "cred_acc"), 0);
+    if (cred != nullptr) {
+      json_object_object_add(cred, "label", json_object_new_string(or_empty(label)));
+      json_object_object_add(cred, "username", json_object_new_string(or_empty(user_name)));
+      json_object_object_add(cred, "password", json_object_new_string(or_empty(password)));
+      json_object_object_add(cred, "display", json_object_new_string(or_empty(display_name)));
+      json_object_object_add(cred, "regname", json_object_new_string(reg));
+    }
+    put_server(account, reg, addr1, p1, "registrar", "id", "SIP1ServerAddr", "SIP1ServerAddrPort", "outb-rid",
+               "transport-type", registrar, id);
+    put_server(account, reg, addr2, p2, "registrar2", "id2", "SIP2ServerAddr", "SIP2ServerAddrPort", "outb-rid2",
+               "transport-type2", registrar, id);
+    json_object_object_add(account, "outbound", json_object_new_array());
+  }
+  write_gnl_config(kCategoryAccounts, nullptr, root);
+  json_object_put(root);
+
+  if (p1[0] == 0) p1 = kDefaultPort;
+  if (p2[0] == 0) p2 = kDefaultPort;
+  json_object* page = make_simple_data2(
+      78, 0, "page", "setAccountRegister", 1, "Account", index, 0, "RegisterStatus", "unregistered", 1,
+      "AccountEnable", enable, 0, "AccountLabel", or_empty(label), 0, "AccountDisplayName", or_empty(display_name), 0,
+      "AccountRegisterName", reg, 0, "AccountUserName", or_empty(user_name), 0, "AccountPassword",
+      or_empty(password), 0, "SIP1ServerAddr", addr1, 0, "SIP1ServerAddrPort", p1, 0, "SIP1Transport", "udp", 1,
+      "SIP1HeartbeatMessage", 60, 1, "SIP1RetryCount", 10, 0, "SIP2ServerAddr", addr2, 0, "SIP2ServerAddrPort", p2, 0,
+      "SIP2Transport", "udp", 1, "SIP2HeartbeatMessage", 60, 1, "SIP2RetryCount", 10, 1, "AccountOutboundSwitch", 0,
+      0, "AccountOutboundProxy1", "", 0, "child_account_register_Outbound1port", "", 0, "AccountOutboundProxy2", "",
+      0, "child_account_register_Outbound2port", "", 0, "AccountProxyFallbackInterval", "", 0, "Nat", "disabled");
+  if (page == nullptr) {
+    printf("%s, %d, jsonBuf = NULL, error\n", __func__, __LINE__);
+    return 0;
+  }
+
+  json_object* list = read_gnl_config_json(kVoipList);
+  if (list == nullptr) list = json_object_new_object();
+  json_object* array = json_object_object_get(list, "AccountRegister");
+  if (array == nullptr || !json_object_is_type(array, json_type_array)) {
+    array = json_object_new_array();
+    json_object_object_add(list, "AccountRegister", array);
+  }
+  // "Account" of the new page is an int; elements carry it as text. They
+  // are compared by their text forms.
+  const char* wanted = json_object_get_string(json_object_object_get(page, "Account"));
+  json_object* found = nullptr;
+  for (size_t i = 0; i < array_length(array) && found == nullptr; ++i) {
+    json_object* element = array_at(array, i);
+    json_object* account_field = json_object_object_get(element, "Account");
+    if (account_field != nullptr && std::strcmp(json_object_get_string(account_field), wanted) == 0) found = element;
+  }
+  if (found != nullptr) {
+    merge_members(found, page);
+  } else {
+    json_object_array_add(array, page);
+  }
+  write_gnl_config_json(kVoipList, list);
+  json_object_put(list);
+  if (found != nullptr) json_object_put(page);
+  reload_account_all();
+  return 0;
+}
+
+int reload_account_all(void) { return broadcast_command("{\"cmd\":\"reload_account\"}"); }
+int start_network(void) { return broadcast_command("{\"cmd\":\"start_network\"}"); }
+int startSomething(void) { return broadcast_command("{\"cmd\":\"startSomething\"}"); }
+int startSomething_ssh(void) { return broadcast_command("{\"cmd\":\"startSomething_ssh\"}"); }
+int reload_sip_base(void) { return broadcast_command("{\"cmd\":\"reload_sip_base\"}"); }
+
+int reload_cmd_broadcast(const char* name) {
+  char text[256];
+  snprintf(text, sizeof text, "{\"cmd\":\"%s\"}", or_empty(name));
+  return broadcast_command(text);
+}
+
+int set_voip_log_disable(void) {
+  json_object* settings = read_gnl_config_json("default/settinglist.cfg");
+  if (settings != nullptr) {
+    set_string_to_json2(settings, "LocalLogSwitch", "0", 1, "SettingConfiguration");
+    write_gnl_config_json("default/settinglist.cfg", settings);
+    json_object_put(settings);
+  }
+  broadcast_command("{\"cmd\":\"log_config_indicate\"}");
+  usleep(100);
+  return 0;
+}
+
+int set_telnet_ssh_type_disable(void) {
+  constexpr const char* kKill = "killall -9 telnetd; killall -9 dropbear";
+  if (std::system(kKill) == -1) printf("%s, %d, system failed\n", __func__, __LINE__);
+  usleep(100);
+  json_object* system_cfg = read_gnl_config_json("system.cfg");
+  if (system_cfg != nullptr) {
+    set_string_to_json2(system_cfg, "telnet_type", "0", 1, "systeminfo");
+    set_string_to_json2(system_cfg, "ssh_type", "0", 1, "systeminfo");
+    write_gnl_config_json("system.cfg", system_cfg);
+    json_object_put(system_cfg);
+    startSomething();
+  } else {
+    printf("system.cfg open error!\n");
+  }
+  if (std::system(kKill) == -1) printf("%s, %d, system failed\n", __func__, __LINE__);
+  usleep(100);
+  return 0;
+}
+
+}  // extern "C"

@@ -1,0 +1,395 @@
+// The four line keys: their two files, and BLF subscriptions at the SIP
+// process as keys change and accounts register.
+//
+// "default/dss.cfg": {"DssArr": [{"Account": "0".."3", "type": n,
+// <member>: {...}}, ...]}; "default/programing_key.cfg": under
+// "Hotkey_lineKey", "data" holds the four keys as texts "Type", "Line",
+// "Value", "Label", "Extension". "Line" is the account id minus 1.
+#include "phonecore/dsskey.h"
+
+#include <json-c/json.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+
+#include "call/call_internal.h"
+#include "phonecore/config.h"
+#include "phonecore/json_msg.h"
+#include "phonecore/voip.h"
+
+namespace phonecore::call {
+
+namespace {
+
+constexpr const char* kDssFile = "default/dss.cfg";
+constexpr const char* kKeyFile = "default/programing_key.cfg";
+
+struct KeyType {
+  int type;
+  const char* member;       // member of the "DssArr" entry; NULL: none
+  const char* key_type;     // "Type" in "default/programing_key.cfg"
+  const char* log_name;     // as the write traces it
+};
+
+constexpr KeyType kKeyTypes[] = {
+    {DSS_TYPE_LINE, "SAccLine", "15", "line"},
+    {DSS_TYPE_BLF, "SAccBlf", "106", "blf"},
+    {DSS_TYPE_INTERCOM, "SAccIntercom", "117", "intercom"},
+    {DSS_TYPE_SPEED_DIAL, "SAccSpeedDial", "213", "SpeedDial"},
+    {DSS_TYPE_CALL_PICKUP, "SAccCallPickup", "9", "CallPickup"},
+    {DSS_TYPE_CALL_PARK, "SAccCallPark", "10", "CallPark"},
+    {DSS_TYPE_PARK_RETRIEVE, "SAccParkRetrieve", "56", "ParkRetrieve"},
+    {DSS_TYPE_OTHER, nullptr, "5", "other"},
+};
+static_assert(std::size(kKeyTypes) == 8);
+
+const KeyType* key_type(int type) {
+  for (const KeyType& t : kKeyTypes)
+    if (t.type == type) return &t;
+  return nullptr;
+}
+
+// The last BLF target of each account id, so that a later write knows what
+// was subscribed. 21 rows; the first use clears 20 of them.
+struct BlfTarget {
+  uint32_t acc_id;
+  char target[kTextField];
+};
+constexpr uint32_t kBlfRows = 21;
+struct BlfTable {
+  int initialised;
+  BlfTarget rows[kBlfRows];
+};
+BlfTable g_blf{};
+
+void blf_table_init() {
+  if (g_blf.initialised) return;
+  std::memset(g_blf.rows, 0, 20 * sizeof(BlfTarget));
+  g_blf.initialised = 1;
+}
+
+int start_flag(int key) { return (key << 8) | 1; }
+
+json_object* member_of(json_object* entry, const char* name, bool make) {
+  json_object* m = nullptr;
+  if (json_object_object_get_ex(entry, name, &m)) return m;
+  if (!make) return nullptr;
+  m = json_object_new_object();
+  json_object_object_add(entry, name, m);
+  return m;
+}
+
+void put_int(json_object* o, const char* key, int value) { json_object_object_add(o, key, json_object_new_int(value)); }
+void put_text(json_object* o, const char* key, const char* value) {
+  json_object_object_add(o, key, json_object_new_string(value != nullptr ? value : ""));
+}
+
+bool has(json_object* o, const char* key) { return json_object_object_get_ex(o, key, nullptr); }
+
+// The "DssArr" entry of a key index ("Account" "0" to "3"), or NULL.
+json_object* find_entry(json_object* array, int index) {
+  char account[16];
+  snprintf(account, sizeof account, "%d", index);
+  for (size_t i = 0; i < array_length(array); ++i) {
+    json_object* e = array_at(array, i);
+    const char* a = get_string_from_json(e, 1, "Account");
+    if (a != nullptr && std::strcmp(a, account) == 0) return e;
+  }
+  return nullptr;
+}
+
+void read_key(int key, DssKeyInfo* info) {
+  const int wanted = info->type;
+  std::memset(info, 0, sizeof *info);
+  json_object* dss = read_gnl_config_json(kDssFile);
+  if (dss == nullptr) dss = json_object_new_object();
+  json_object* entry = find_entry(json_object_object_get(dss, "DssArr"), key - 1);
+  if (entry == nullptr) {
+    json_object_put(dss);
+    return;
+  }
+  const int type = wanted == -1 ? get_int_from_json_rl(entry, 1, "type") : wanted;
+  info->type = type;
+  if (type < DSS_TYPE_LINE || type > DSS_TYPE_PARK_RETRIEVE) {
+    json_object_put(dss);
+    return;
+  }
+  info->accId = static_cast<uint32_t>(key);
+  json_object* m = member_of(entry, key_type(type)->member, false);
+  if (m != nullptr) {
+    if (type == DSS_TYPE_LINE) {
+      const int acc = get_int_from_json_rl(m, 1, "accId");
+      if (acc != 0) info->accId = static_cast<uint32_t>(acc);
+      copy_text(info->label, sizeof info->label, get_string_from_json(m, 1, "label"));
+      const int i = find_account(info->accId);
+      if (i >= 0) {
+        const AccountRecord r = load_account(i);
+        copy_text(info->value, sizeof info->value, r.text[3]);
+        copy_text(info->extension, sizeof info->extension, r.text[5]);
+      }
+    } else {
+      if (has(m, "accId")) info->accId = static_cast<uint32_t>(get_int_from_json_rl(m, 1, "accId"));
+      if (has(m, "label")) copy_text(info->label, sizeof info->label, get_string_from_json(m, 1, "label"));
+      if (has(m, "value")) copy_text(info->value, sizeof info->value, get_string_from_json(m, 1, "value"));
+      if (type == DSS_TYPE_BLF && has(m, "extension"))
+        copy_text(info->extension, sizeof info->extension, get_string_from_json(m, 1, "extension"));
+    }
+  }
+  json_object_put(dss);
+}
+
+// BLF decisions on writing a BLF key over entry, before the new member is
+// written: which old subscription ends.
+void end_old_blf(MessageClient* c, json_object* entry, int old_type, const DssKeyInfo* info) {
+  blf_table_init();
+  int old_acc = 0;
+  const char* old_value = nullptr;
+  if (json_object* old = member_of(entry, "SAccBlf", false)) {
+    old_acc = get_int_from_json_rl(old, 1, "accId");
+    old_value = get_string_from_json(old, 1, "value");
+  }
+  if (old_type != DSS_TYPE_BLF) return;
+  if ((static_cast<uint32_t>(old_acc) == info->accId || info->accId == DSS_NO_ACCOUNT) && old_value != nullptr) {
+    if (std::strcmp(old_value, info->value) != 0) {
+      voip_blf_subscribe(c, 0, old_acc, old_value);
+    } else if (info->accId < kBlfRows) {
+      BlfTarget& row = g_blf.rows[info->accId];
+      if (row.target[0] != 0) voip_blf_subscribe(c, 0, static_cast<int>(row.acc_id), row.target);
+    }
+  } else {
+    voip_blf_subscribe(c, 0, old_acc, old_value);
+  }
+}
+
+void write_other(MessageClient* c, json_object* entry, const KeyType& t, DssKeyInfo* info) {
+  voip_check_blf_unsubscribe(c, entry, info);
+  json_object* m = member_of(entry, t.member, true);
+  put_int(m, "accId", static_cast<int>(info->accId));
+  put_text(m, "label", info->label);
+  put_text(m, "value", info->value);
+  printf("tolk_dss write %s info, accId:%d, label:%s, value:%s\n", t.log_name, static_cast<int>(info->accId),
+         info->label, info->value);
+}
+
+// The key's entry of "default/programing_key.cfg".
+void write_key_entry(json_object* k, int type, uint32_t acc_id, const DssKeyInfo* info) {
+  const bool line_or_blf = type == DSS_TYPE_LINE || type == DSS_TYPE_BLF;
+  if (acc_id >= 1 && acc_id <= 4) {
+    char line[16];
+    snprintf(line, sizeof line, "%u", acc_id - 1);
+    put_text(k, "Line", line);
+  } else if (line_or_blf) {
+    put_text(k, "Line", "3");
+  }
+  if (const KeyType* t = key_type(type)) put_text(k, "Type", t->key_type);
+  put_text(k, "Value", type == DSS_TYPE_LINE ? "" : info->value);
+  put_text(k, "Label", info->label);
+  put_text(k, "Extension", type == DSS_TYPE_BLF ? info->extension : "");
+}
+
+int write_key(MessageClient* c, int operation, int key, DssKeyInfo* info) {
+  json_object* keys = read_gnl_config_json(kKeyFile);
+  if (keys == nullptr) {
+    printf("programing_key.cfg open error\n");
+    return -1;
+  }
+  json_object* line_keys = json_object_object_get(keys, "Hotkey_lineKey");
+  if (line_keys == nullptr) {
+    printf("programing_key.cfg Hotkey_lineKey == NULL, error\n");
+    json_object_put(keys);
+    return 0;
+  }
+  json_object* data = json_object_object_get(line_keys, "data");
+  if (data == nullptr) {
+    printf("programing_key.cfg data == NULL, error\n");
+    json_object_put(keys);
+    return 0;
+  }
+
+  json_object* dss = read_gnl_config_json(kDssFile);
+  if (dss == nullptr) dss = json_object_new_object();
+  json_object* array = json_object_object_get(dss, "DssArr");
+  if (!json_object_is_type(array, json_type_array)) {
+    array = json_object_new_array();
+    json_object_object_add(dss, "DssArr", array);
+  }
+  json_object* entry = find_entry(array, key - 1);
+  if (entry == nullptr) {
+    entry = json_object_new_object();
+    json_object_array_add(array, entry);
+  }
+  char account[16];
+  snprintf(account, sizeof account, "%d", key - 1);
+  put_text(entry, "Account", account);
+  const int old_type = get_int_from_json_rl(entry, 1, "type");
+  const int type = info->type;
+  put_int(entry, "type", type);
+
+  uint32_t acc_id = info->accId;
+  int blf_flag = 0;
+  if (type == DSS_TYPE_LINE) {
+    printf("!!!!!!!!!!!!!!!!!!!!!!E_ACC_TYPE_LINE\n");
+    json_object* m = member_of(entry, "SAccLine", true);
+    voip_check_blf_unsubscribe(c, entry, info);
+    const int old_acc = get_int_from_json_rl(m, 1, "accId");
+    if (acc_id == DSS_NO_ACCOUNT) {
+      if (old_acc != 0) {
+        printf("tolk_dss write line info, do nothing\n");
+        json_object_put(dss);
+        json_object_put(keys);
+        return 0;
+      }
+      acc_id = static_cast<uint32_t>(key);
+    }
+    put_int(entry, "type", type);
+    put_text(m, "label", info->label);
+    put_int(m, "accId", static_cast<int>(acc_id));
+  } else if (type == DSS_TYPE_BLF) {
+    end_old_blf(c, entry, old_type, info);
+    json_object* m = member_of(entry, "SAccBlf", true);
+    put_int(m, "accId", static_cast<int>(acc_id));
+    put_text(m, "label", info->label);
+    put_text(m, "value", info->value);
+    put_text(m, "extension", info->extension);
+    if (acc_id < kBlfRows) {
+      g_blf.rows[acc_id].acc_id = acc_id;
+      copy_text(g_blf.rows[acc_id].target, kTextField, info->value);
+    }
+    blf_flag = 1;
+  } else if (type > DSS_TYPE_BLF && type <= DSS_TYPE_PARK_RETRIEVE) {
+    write_other(c, entry, *key_type(type), info);
+  } else if (old_type == DSS_TYPE_BLF) {
+    blf_flag = 1;
+  }
+
+  if (key >= 1 && key <= 4) {
+    json_object* k = array_at(data, static_cast<size_t>(key - 1));
+    if (k != nullptr) write_key_entry(k, type, acc_id, info);
+  }
+  write_gnl_config_json(kKeyFile, keys);
+  write_gnl_config_json(kDssFile, dss);
+  printf("%s, %d, optype = %d, blfFlag = %d, lineKey = %d\n\r", "voip_func_Dsskey_data", __LINE__, operation,
+         blf_flag, key);
+  if (blf_flag)
+    voip_blf_subscribe(c, type == DSS_TYPE_BLF ? start_flag(key) : 0, static_cast<int>(info->accId), info->value);
+  json_object_put(dss);
+  json_object_put(keys);
+  return 0;
+}
+
+// "Line" of "default/programing_key.cfg" as an account id: "0" to "3" are
+// accounts 1 to 4; another text stays as it is.
+const char* account_of_line(const char* line) {
+  static constexpr const char* kIds[] = {"1", "2", "3", "4"};
+  static constexpr const char* kLines[] = {"0", "1", "2", "3"};
+  if (line == nullptr) return "";
+  for (size_t i = 0; i < std::size(kLines); ++i)
+    if (std::strcmp(line, kLines[i]) == 0) return kIds[i];
+  return line;
+}
+
+void rebuild_entry(json_object* k, json_object* entry) {
+  const char* type_text = get_string_from_json(k, 1, "Type");
+  const char* acc = account_of_line(get_string_from_json(k, 1, "Line"));
+  const char* label = get_string_from_json(k, 1, "Label");
+  const char* value = get_string_from_json(k, 1, "Value");
+  if (type_text == nullptr) return;
+  const KeyType* t = nullptr;
+  for (const KeyType& row : kKeyTypes)
+    if (std::strcmp(row.key_type, type_text) == 0) t = &row;
+  if (t == nullptr) return;  // an unknown "Type" leaves the entry as it was
+  put_int(entry, "type", t->type);
+  if (t->member == nullptr) return;  // "5": the type alone
+  json_object* m = member_of(entry, t->member, true);
+  // Intercom keeps its accId as text; every other type as int.
+  if (t->type == DSS_TYPE_INTERCOM) put_text(m, "accId", acc);
+  else put_int(m, "accId", std::atoi(acc));
+  put_text(m, "label", label);
+  if (t->type == DSS_TYPE_LINE) return;
+  put_text(m, "value", value);
+  if (t->type == DSS_TYPE_BLF) put_text(m, "extension", get_string_from_json(k, 1, "Extension"));
+}
+
+}  // namespace
+
+}  // namespace phonecore::call
+
+using namespace phonecore::call;
+
+extern "C" {
+
+int voip_func_Dsskey_data(MessageClient* c, int operation, int key, DssKeyInfo* info) {
+  if (info == nullptr) return 0;
+  if (operation == 0) {
+    read_key(key, info);
+    return 0;
+  }
+  return write_key(c, operation, key, info);
+}
+
+int voip_check_blf_unsubscribe(MessageClient* c, json_object* entry, DssKeyInfo* info) {
+  json_object* m = member_of(entry, "SAccBlf", false);
+  if (m == nullptr) return 0;
+  const char* value = get_string_from_json(m, 1, "value");
+  const int acc = get_int_from_json_rl(m, 1, "accId");
+  if (value == nullptr || static_cast<uint32_t>(acc) == DSS_NO_ACCOUNT) return 0;
+  printf("voip_check_blf_unsubscribe old accId:%d, value:%s\n", acc, value);
+  printf("voip_check_blf_unsubscribe new accId:%d, value:%s\n", info != nullptr ? static_cast<int>(info->accId) : -1,
+         info != nullptr ? info->value : "");
+  voip_blf_subscribe(c, 0, acc, value);
+  voip_line_led_status(c, acc, LCD_STATE_BLF_STATE_DISABLE);
+  return 0;
+}
+
+void start_blf_after_reg(int acc_id, int online, MessageClient* c) {
+  if (online != 1) {
+    printf("%s, %d, bOnline = %d, return \n\r", __func__, __LINE__, online);
+    return;
+  }
+  json_object* dss = read_gnl_config_json(kDssFile);
+  if (dss == nullptr) {
+    printf("%s, %d, dss.cfg open error\n", __func__, __LINE__);
+    return;
+  }
+  json_object* array = json_object_object_get(dss, "DssArr");
+  if (!json_object_is_type(array, json_type_array)) {
+    printf("%s, %d, DssArr == NULL\n", __func__, __LINE__);
+    json_object_put(dss);
+    return;
+  }
+  for (size_t i = 0; i < array_length(array); ++i) {
+    json_object* e = array_at(array, i);
+    json_object* m = member_of(e, "SAccBlf", false);
+    if (get_int_from_json_rl(e, 1, "type") != DSS_TYPE_BLF || m == nullptr) continue;
+    const int acc = get_int_from_json_rl(m, 1, "accId");
+    const char* value = get_string_from_json(m, 1, "value");
+    if (acc != acc_id || acc == -1 || value == nullptr) continue;
+    voip_blf_subscribe(c, start_flag(get_int_from_char_json(e, 1, "Account") + 1), acc, value);
+  }
+  json_object_put(dss);
+}
+
+int set_dds_type(void) {
+  json_object* keys = read_gnl_config_json(kKeyFile);
+  json_object* dss = read_gnl_config_json(kDssFile);
+  if (keys == nullptr || dss == nullptr) {
+    json_object_put(keys);
+    json_object_put(dss);
+    return -1;
+  }
+  json_object* data = get_jobj_from_json(keys, 2, "Hotkey_lineKey", "data");
+  json_object* array = json_object_object_get(dss, "DssArr");
+  for (size_t k = 0; k < 4; ++k) {
+    json_object* key = array_at(data, k);
+    json_object* entry = array_at(array, k);
+    if (key != nullptr && entry != nullptr) rebuild_entry(key, entry);
+  }
+  write_gnl_config_json(kDssFile, dss);
+  json_object_put(dss);
+  json_object_put(keys);
+  return 0;
+}
+
+}  // extern "C"

@@ -1,0 +1,399 @@
+// The call commands: one JSON message to the SIP process per action of the
+// phone. No call state lives here; the SIP process works the call and tells
+// the outcome by events. What this file keeps is the tip-information cache
+// and the time limit of the binary requests, both owned by the screen
+// thread.
+#include <json-c/json.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "bus/atomic_field.h"
+#include "call/call_internal.h"
+#include "phonecore/config.h"
+#include "phonecore/hal.h"
+#include "phonecore/json_msg.h"
+#include "phonecore/voip.h"
+
+using phonecore::bus::load;
+using phonecore::bus::store;
+
+namespace phonecore::call {
+
+namespace {
+
+constexpr int kReplyLimitMs = 100;      // every request with a reply
+constexpr int kPowerLimitMs = 200;      // voice_get_power
+constexpr int kDeadPeerLimitMs = 5;     // the buffer requests after two failures in a row
+constexpr int kCategoryLiveStatus = 4100;
+
+// The time limit of warnningist_get and account_get. The tip cache lowers
+// it when the SIP process stops answering, so that a dead peer doesn't hold
+// up the screen.
+int g_buffer_limit_ms = kReplyLimitMs;
+
+// The tip-information cache, shared by voip_tip_info_get and
+// voip_tip_info_get3; each has its own call counter.
+struct TipCache {
+  char number_text[kTextField];
+  int unread;
+  int id;
+  int account;
+};
+TipCache g_tip{};
+int g_tip_failures = 0;
+int g_tip_calls_get = 0;
+int g_tip_calls_get3 = 0;
+
+// A command without a reply: kind 9 to the SIP process. Takes over data.
+int command(MessageClient* c, const char* name, json_object* data) { return send_sjson_to_sip(c, name, data); }
+
+json_object* request(MessageClient* c, const char* name, json_object* data, int limit_ms = kReplyLimitMs) {
+  return send_sjson_to_sip_hook_wait(c, name, data, limit_ms);
+}
+
+// One tip request, or the cache alone; counter is the calling function's.
+int tip_info(MessageClient* c, int& counter, bool with_account, char* number_text, int* unread, int* id,
+             int* account) {
+  if (number_text == nullptr || unread == nullptr) return 0;
+  int result = 1;
+  const bool ask = counter % 5 == 0;
+  ++counter;
+  if (ask) {
+    json_object* reply = request(c, "tip_info_get", nullptr);
+    if (reply != nullptr) {
+      copy_text(g_tip.number_text, sizeof g_tip.number_text, get_string_from_json(reply, 2, "data", "tranfernum"));
+      g_tip.unread = get_int_from_json_rl(reply, 2, "data", "unreadnum");
+      g_tip.id = get_int_from_json_rl(reply, 2, "data", "id");
+      if (with_account) g_tip.account = get_int_from_json_rl(reply, 2, "data", "accID");
+      json_object_put(reply);
+      g_tip_failures = 0;
+      store(g_buffer_limit_ms, kReplyLimitMs);
+    } else {
+      ++g_tip_failures;
+      if (g_tip_failures >= 2) store(g_buffer_limit_ms, kDeadPeerLimitMs);
+      result = 0;
+    }
+  }
+  copy_text(number_text, kTextField, g_tip.number_text);
+  *unread = g_tip.unread;
+  if (id != nullptr) *id = g_tip.id;
+  if (with_account && account != nullptr) *account = g_tip.account;
+  return result;
+}
+
+}  // namespace
+
+void copy_text(char* dest, size_t size, const char* text) {
+  if (dest == nullptr || size == 0) return;
+  if (text == nullptr) text = "";
+  const size_t n = strnlen(text, size - 1);
+  std::memcpy(dest, text, n);
+  dest[n] = 0;
+}
+
+json_object* array_at(json_object* array, size_t index) {
+  if (!json_object_is_type(array, json_type_array) || index >= json_object_array_length(array)) return nullptr;
+  return json_object_array_get_idx(array, index);
+}
+
+size_t array_length(json_object* array) {
+  return json_object_is_type(array, json_type_array) ? json_object_array_length(array) : 0;
+}
+
+int buffer_request_limit_ms() { return load(g_buffer_limit_ms); }
+
+bool volume_level_from_float(float volume, int* level) {
+  if (!(volume >= 0.0f && volume <= 1.0f)) return false;
+  *level = static_cast<int>(volume * 15.0f + 0.5f);
+  return true;
+}
+
+}  // namespace phonecore::call
+
+using namespace phonecore::call;
+
+extern "C" {
+
+int voip_hook_switch(MessageClient* c, int dev) {
+  switch_audio_channel(dev);
+  command(c, "hook_switch", make_simple_data2(3, 1, "dev", dev));
+  return 1;
+}
+
+int voip_audio_tone(MessageClient* c, int flag) {
+  command(c, "audio_tone", make_simple_data2(3, 1, "toneFlag", flag));
+  return 1;
+}
+
+int voip_audio_input_key(MessageClient* c, int flag) {
+  command(c, "audio_input_key", make_simple_data2(3, 1, "inputKeyAudioFlag", flag));
+  return 1;
+}
+
+int voip_phone_set_dnd(MessageClient* c, int status, int mode, int account) {
+  command(c, "phone_set_dnd",
+          make_simple_data2(9, 1, "dndStatus", status, 1, "dndMode", mode, 1, "dndAccount", account));
+  return 1;
+}
+
+int voip_phone_set_auto_answer(MessageClient* c, int account, int flag) {
+  command(c, "phone_set_auto_answer", make_simple_data2(6, 1, "accId", account, 1, "openflag", flag));
+  return 1;
+}
+
+int voip_phone_set_transfer_param(MessageClient* c, int type, int enable, const char* dst, const char* on,
+                                  const char* off, int time) {
+  command(c, "phone_set_transfer_param",
+          make_simple_data2(18, 1, "type", type, 1, "enable", enable, 0, "dst", dst, 0, "on", on, 0, "off", off, 1,
+                            "time", time));
+  return 1;
+}
+
+int voip_phone_hangup(MessageClient* c, int call) {
+  command(c, "phone_hangup", make_simple_data2(3, 1, "current_call", call));
+  return 1;
+}
+
+int voip_phone_hold(MessageClient* c, int call) {
+  command(c, "phone_hold", make_simple_data2(3, 1, "current_call", call));
+  return 1;
+}
+
+int voip_phone_resume(MessageClient* c, int call) {
+  command(c, "phone_resume", make_simple_data2(3, 1, "current_call", call));
+  return 1;
+}
+
+int voip_phone_answer(MessageClient* c, int call, int accept) {
+  command(c, "phone_answer", make_simple_data2(6, 1, "current_call", call, 1, "acceptFlag", accept));
+  return 1;
+}
+
+int voip_ring_operation(MessageClient* c, int type, const char* file) {
+  command(c, "ring_operation", make_simple_data2(6, 1, "opType", type, 0, "fileName", file));
+  return 1;
+}
+
+int voip_line_led_status(MessageClient* c, int line, int status) {
+  command(c, "line_led_status", make_simple_data2(6, 1, "lineId", line, 1, "ledStatus", status));
+  return 1;
+}
+
+int voip_conf_connect(MessageClient* c, int call1, int call2, int flag) {
+  command(c, "conf_connect", make_simple_data2(9, 1, "callId1", call1, 1, "callId2", call2, 1, "connFlag", flag));
+  return 1;
+}
+
+int voip_conf_mute(MessageClient* c, int call, int speaker, int mute) {
+  command(c, "conf_mute",
+          make_simple_data2(9, 1, "current_call", call, 1, "speakerFlag", speaker, 1, "muteFlag", mute));
+  return 1;
+}
+
+int voip_phone_register(MessageClient* c, int line, int flag) {
+  command(c, "phone_register", make_simple_data2(6, 1, "lineId", line, 1, "registerFlag", flag));
+  return 1;
+}
+
+int voip_phone_transfer(MessageClient* c, int call, const char* number, int flag) {
+  command(c, "phone_transfer",
+          make_simple_data2(9, 1, "current_call", call, 0, "phoneNumber", number, 1, "incommingFlag", flag));
+  return 1;
+}
+
+int voip_phone_transfer_replace(MessageClient* c, int call, int other_call) {
+  command(c, "phone_transfer_replace", make_simple_data2(6, 1, "current_call", call, 1, "transfer_call", other_call));
+  return 1;
+}
+
+int voip_phone_send_dtmf(MessageClient* c, int call, const char* text, int type) {
+  command(c, "phone_send_dtmf",
+          make_simple_data2(9, 1, "current_call", call, 0, "inputStr", text, 1, "infoType", type));
+  return 1;
+}
+
+int voip_lcd_state_change(MessageClient* c, int account, int old_status, int new_status) {
+  command(c, "lcd_state_change",
+          make_simple_data2(9, 1, "accnumber", account, 1, "old_Status", old_status, 1, "new_Status", new_status));
+  return 1;
+}
+
+int voip_volume_change(MessageClient* c, int speaker, int volume) {
+  command(c, "volume_change", make_simple_data2(6, 1, "bSpeakerFlag", speaker, 1, "volume", volume));
+  return 1;
+}
+
+int voip_voice_ctrl(MessageClient* c, int call, int ring, int start, int speaker) {
+  command(c, "voice_ctrl",
+          make_simple_data2(12, 1, "current_call", call, 1, "ringFlag", ring, 1, "startFlag", start, 1, "speakerFlag",
+                            speaker));
+  return 1;
+}
+
+int voip_tip_info_clear(MessageClient* c, int type) {
+  command(c, "tip_info_clear", make_simple_data2(3, 1, "tipType", type));
+  return 1;
+}
+
+int voip_phone_set_record_history(MessageClient* c, int flag) {
+  command(c, "set_rec_history", make_simple_data2(3, 1, "enableFlag", flag));
+  return 1;
+}
+
+int voip_account_set_default(MessageClient* c, int account) {
+  command(c, "account_set_default", make_simple_data2(3, 1, "accId", account));
+  return 1;
+}
+
+int voip_voice_test_set(MessageClient* c, int enable) {
+  return command(c, "voice_test_set", make_simple_data2(3, 1, "enable", enable));
+}
+
+int voip_int_val_set(MessageClient* c, int variable, int value) {
+  return command(c, "voip_int_val_set", make_simple_data2(6, 1, "variable", variable, 1, "value", value));
+}
+
+int voip_set_has_one_speaking_flag(MessageClient* c, int flag) {
+  return command(c, "set_has_one_speaking_flag", make_simple_data2(3, 1, "bSpeakerFlag", flag));
+}
+
+int voip_phone_dail(MessageClient* c, int account, const char* number, char* desc) {
+  printf("#dial#%p#%p#%p##\n\r", static_cast<void*>(c), static_cast<const void*>(number), static_cast<void*>(desc));
+  json_object* reply =
+      request(c, "phone_dail", make_simple_data2(6, 1, "dialAccId", account, 0, "phoneNumber", number));
+  if (reply == nullptr) return 0;
+  const char* status = get_string_from_json(reply, 1, "status");
+  const char* text = get_string_from_json(reply, 2, "data", "desc");
+  if (desc != nullptr && text != nullptr) copy_text(desc, kTextField, text);
+  // The SIP process always sends "status"; a reply without it counts as 0.
+  const int result = status != nullptr ? std::atoi(status) : 0;
+  json_object_put(reply);
+  return result;
+}
+
+int voip_blf_subscribe(MessageClient* c, int start_flag, int acc_id, const char* number) {
+  // The reply isn't used: a failed subscription comes back at the next
+  // registration.
+  json_object_put(request(c, "blf_subscribe",
+                          make_simple_data2(9, 1, "startFlag", start_flag, 1, "acc_id", acc_id, 0, "number", number)));
+  return 1;
+}
+
+int voip_phone_info_get(MessageClient* c, int* cur_hook_state, int* cur_dev_type, int* dial_flag) {
+  if (cur_hook_state == nullptr || cur_dev_type == nullptr || dial_flag == nullptr) return 0;
+  json_object* reply = request(c, "phone_info_get", nullptr);
+  if (reply == nullptr) return 0;
+  *cur_hook_state = get_int_from_json_rl(reply, 2, "data", "curHookState");
+  *cur_dev_type = get_int_from_json_rl(reply, 2, "data", "curDevType");
+  *dial_flag = get_int_from_json_rl(reply, 2, "data", "dialFlag");
+  json_object_put(reply);
+  return 1;
+}
+
+int voip_phone_state_get(MessageClient* c, int* acc1, int* acc2, int* acc3, int* acc4) {
+  if (acc1 == nullptr || acc2 == nullptr || acc3 == nullptr || acc4 == nullptr) return 0;
+  json_object* reply = request(c, "phone_state_get", nullptr);
+  if (reply == nullptr) return 0;
+  *acc1 = get_int_from_json_rl(reply, 2, "data", "acc1Status");
+  *acc2 = get_int_from_json_rl(reply, 2, "data", "acc2Status");
+  *acc3 = get_int_from_json_rl(reply, 2, "data", "acc3Status");
+  *acc4 = get_int_from_json_rl(reply, 2, "data", "acc4Status");
+  json_object_put(reply);
+  return 1;
+}
+
+int voip_phone_get_record_history(MessageClient* c, int* enable_flag) {
+  if (enable_flag == nullptr) return 0;
+  json_object* reply = request(c, "get_rec_history", nullptr);
+  if (reply == nullptr) return 0;
+  *enable_flag = get_int_from_json_rl(reply, 2, "data", "enableFlag");
+  json_object_put(reply);
+  return 1;
+}
+
+int voip_call_info(MessageClient* c, int call_id, char* from_account, char* to_account, int* acc_id) {
+  json_object* reply = request(c, "call_info", make_simple_data2(3, 1, "callId", call_id));
+  if (reply == nullptr) return 0;
+  const char* from = get_string_from_json(reply, 2, "data", "fromAccount");
+  const char* to = get_string_from_json(reply, 2, "data", "toAccount");
+  if (from_account != nullptr && from != nullptr) copy_text(from_account, kTextField, from);
+  if (to_account != nullptr && to != nullptr) copy_text(to_account, kTextField, to);
+  if (acc_id != nullptr) *acc_id = get_int_from_json_rl(reply, 2, "data", "acc_id");
+  json_object_put(reply);
+  return 1;
+}
+
+int voip_tip_info_get(MessageClient* c, char* number_text, int* unread, int* id, int* account) {
+  return tip_info(c, g_tip_calls_get, true, number_text, unread, id, account);
+}
+
+int voip_tip_info_get3(MessageClient* c, char* number_text, int* unread, int* id) {
+  return tip_info(c, g_tip_calls_get3, false, number_text, unread, id, nullptr);
+}
+
+int voip_voice_get_power(MessageClient* c, int* power) {
+  json_object* reply = send_sjson_to_sip_wait(c, "voice_get_power", nullptr, kPowerLimitMs);
+  if (reply == nullptr) return -1;
+  if (power != nullptr) *power = get_int_from_json_rl(reply, 2, "data", "power");
+  json_object_put(reply);
+  return 0;
+}
+
+int voip_in_val_get(MessageClient* c, int variable, int* value) {
+  json_object* reply =
+      send_sjson_to_sip_wait(c, "voip_in_val_get", make_simple_data2(3, 1, "variable", variable), kReplyLimitMs);
+  if (reply == nullptr) return -1;
+  int result = -1;
+  if (get_int_from_json_rl(reply, 2, "data", "variable") == variable) {
+    if (value != nullptr) *value = get_int_from_json_rl(reply, 2, "data", "value");
+    result = 0;
+  }
+  json_object_put(reply);
+  return result;
+}
+
+int voip_warnningist_get(MessageClient* c, int is_cleared, void* out, int* out_length) {
+  const int got = send_sjson_to_sip_hook_wait_buffer(c, "warnningist_get", kMsgtypeBinary,
+                                                     make_simple_data2(3, 1, "isCleard", is_cleared), out, out_length,
+                                                     buffer_request_limit_ms());
+  return got == 0 ? 1 : 0;
+}
+
+int voip_volume_get(MessageClient*, int, int* level) {
+  float volume = 0.0f;
+  hal_current_volume_get_f(&volume);
+  int value = 0;
+  if (level != nullptr && volume_level_from_float(volume, &value)) *level = value;
+  return 1;
+}
+
+int getCallStatus_common(void) {
+  FILE* f = std::fopen("/tmp/call_check.txt", "r");
+  if (f == nullptr) return 0;
+  char head[17] = {};
+  const size_t n = std::fread(head, 1, 16, f);
+  std::fclose(f);
+  head[n] = 0;
+  return std::strcmp(head, "0") != 0 ? 1 : 0;
+}
+
+int getRealtimeNTStatus(MessageClient*, char* ip, char* mask, char* gateway, char* dns1, char* dns2, char* mac) {
+  json_object* status = read_gnl_config(kCategoryLiveStatus, nullptr);
+  if (status == nullptr) return -1;
+  const struct {
+    const char* key;
+    char* dest;
+  } fields[] = {{"ipaddr", ip}, {"netmask", mask}, {"gateway", gateway},
+                {"dns1", dns1}, {"dns2", dns2},    {"mac", mac}};
+  for (const auto& f : fields) {
+    const char* value = get_string_from_json(status, 1, f.key);
+    if (value != nullptr && f.dest != nullptr) copy_text(f.dest, kTextField, value);
+  }
+  json_object_put(status);
+  return 0;
+}
+
+}  // extern "C"
