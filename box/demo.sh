@@ -8,18 +8,21 @@ say() { printf '\n\033[1m== %s\033[0m\n' "$*"; }
 
 say "The phone box is up: host name $(hostname), network of its own"
 ip -o -4 addr show | awk '{print "   interface", $2, $4}'
-echo "   peers running: $(for p in /proc/[0-9]*; do cat "$p/comm" 2>/dev/null; done | grep -E '^(msgserver|configd)$' | sort | tr '\n' ' ')"
+echo "   peers running: $(for p in /proc/[0-9]*; do cat "$p/comm" 2>/dev/null; done | grep -E '^(msgserver|configd|sipd)$' | sort | tr '\n' ' ')"
 echo "   /appconfigs after the factory reset:"
 (cd /appconfigs && find . -type f | sort | sed 's|^\./|     |')
 
 say "A process opens a session with the message server (control port 27000)"
 pbctl connect 1234
 
-say "Two sessions: the user interface (bus id 1234) sends a dial request to the SIP process (bus id 4098)"
-pbctl exchange 1234 4098 '{"msgtype":"phone_dail","data":{"dialAccId":1,"phoneNumber":"1002"}}'
+say "Two sessions: the user interface (bus id 1234) sends a message to the web process (bus id 1240)"
+pbctl exchange 1234 1240 '{"msgtype":"reload_hotkey","data":{"key":"L4"}}'
 
-say "The library on the bus: a SIP process and a user interface, both linking libphonecore"
-"$build/demo/phone_demo"
+say "A call: the user interface (libphonecore) registers account 1 with the SIP process (bus id 4098), dials, holds, resumes, hangs up"
+"$build/demo/call_demo"
+
+say "The SIP process's own view: accounts, calls, BLF subscriptions (pbctl sip state)"
+pbctl sip state
 
 say "The configuration service (port 26001) reads hal.cfg"
 pbctl read hal.cfg

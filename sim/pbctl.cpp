@@ -6,6 +6,7 @@
 //   pbctl read PATH | CATEGORY      read a file (or a numbered store)
 //   pbctl write PATH JSON           write a JSON file
 //   pbctl reload CATEGORY           ask the service to reload a store
+//   pbctl sip LINE...               one control line to the SIP process
 
 #include <sys/time.h>
 
@@ -120,6 +121,22 @@ int cmd_config(uint16_t category, uint16_t operation, const char* path, const ch
   return 0;
 }
 
+// One line to the SIP process's control port; its answer on stdout.
+int cmd_sip(int argc, char** argv) {
+  std::string line;
+  for (int i = 2; i < argc; ++i) line += (i > 2 ? " " : "") + std::string(argv[i]);
+  std::vector<uint8_t> in = exchange(27098, std::span<const uint8_t>(reinterpret_cast<const uint8_t*>(line.data()),
+                                                                     line.size()),
+                                     65536);
+  if (in.empty()) {
+    fprintf(stderr, "sipd did not answer\n");
+    return 1;
+  }
+  std::string answer(in.begin(), in.end());
+  printf("%s%s", answer.c_str(), answer.empty() || answer.back() != '\n' ? "\n" : "");
+  return answer.rfind("error", 0) == 0 ? 1 : 0;
+}
+
 bool is_number(const char* s) { return *s != 0 && strspn(s, "0123456789") == strlen(s); }
 
 }  // namespace
@@ -134,7 +151,9 @@ int main(int argc, char** argv) {
   }
   if (cmd == "write" && argc == 4) return cmd_config(config::kCategoryFile, config::kOperationWrite, argv[2], argv[3]);
   if (cmd == "reload" && argc == 3) return cmd_config(atoi(argv[2]), config::kOperationReload, nullptr, nullptr);
+  if (cmd == "sip" && argc >= 3) return cmd_sip(argc, argv);
   fprintf(stderr,
-          "usage: pbctl exchange ID_A ID_B TEXT | connect ID | read PATH|CATEGORY | write PATH JSON | reload CATEGORY\n");
+          "usage: pbctl exchange ID_A ID_B TEXT | connect ID | read PATH|CATEGORY | write PATH JSON | reload CATEGORY"
+          " | sip LINE\n");
   return 2;
 }
