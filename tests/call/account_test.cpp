@@ -47,7 +47,7 @@ class Accounts : public ::testing::Test {
   void TearDown() override {
     LocalAcountInforBufferDel(client_);
     request_pc_disconnect(client_);
-    _gl_accountLen = 0;
+    __atomic_store_n(&_gl_accountLen, 0, __ATOMIC_RELEASE);
     for (const char* f : {"voip.cfg", "default/voiplist.cfg", "default/settinglist.cfg", "system.cfg"})
       restore(f);
     sip_.reset();
@@ -63,9 +63,9 @@ class Accounts : public ::testing::Test {
 
 TEST_F(Accounts, TheCopyStartsWithTheRecordsOfAccountGet) {
   EXPECT_EQ(LocalAcountInforBufferAdd(client_, 4), 0);
-  EXPECT_EQ(_gl_accountLen, 4);
-  EXPECT_EQ(__gl_maxlen, 4);
-  ASSERT_NE(__gl_pAccHook, nullptr);
+  EXPECT_EQ(__atomic_load_n(&_gl_accountLen, __ATOMIC_ACQUIRE), 4);
+  EXPECT_EQ(__atomic_load_n(&__gl_maxlen, __ATOMIC_ACQUIRE), 4);
+  ASSERT_NE(__atomic_load_n(&__gl_pAccHook, __ATOMIC_ACQUIRE), nullptr);
   EXPECT_EQ(sip_.log().at(0), R"(1 6 { "msgtype": "account_get" })");
   AccountRecord records[5] = {};
   EXPECT_EQ(LocalAcountInforGet(records, 5), 4);
@@ -102,7 +102,7 @@ TEST_F(Accounts, AFailedAccountGetLeavesTheByteCount) {
 TEST_F(Accounts, WithoutAnswerTheHookIsInstalledAndTheFirstBroadcastFillsTheCopy) {
   sip_.control("silent 1");
   EXPECT_EQ(LocalAcountInforBufferAdd(client_, 4), 0);
-  EXPECT_EQ(_gl_accountLen, 0);
+  EXPECT_EQ(__atomic_load_n(&_gl_accountLen, __ATOMIC_ACQUIRE), 0);
   EXPECT_EQ(get_reg_status(1), -10);
   sip_.control("silent 0");
   ASSERT_EQ(sip_.control("reg 1 1"), "ok");
@@ -113,7 +113,7 @@ TEST_F(Accounts, WithoutAnswerTheHookIsInstalledAndTheFirstBroadcastFillsTheCopy
 
 TEST_F(Accounts, ABroadcastOfThreeRecordsKeepsTheFirstTwoWhenTwoAreKept) {
   LocalAcountInforBufferAdd(client_, 2);
-  EXPECT_EQ(_gl_accountLen, 4);  // what account_get gave, whatever the maximum
+  EXPECT_EQ(__atomic_load_n(&_gl_accountLen, __ATOMIC_ACQUIRE), 4);  // what account_get gave, whatever the maximum
   AccountRecord three[3] = {};
   for (uint32_t i = 0; i < 3; ++i) {
     three[i].account_id = 11 + i;
@@ -151,12 +151,12 @@ TEST_F(Accounts, RegistrationStateByAccountId) {
 TEST_F(Accounts, DeletingTheCopyStopsTheBroadcastsFromReachingIt) {
   LocalAcountInforBufferAdd(client_, 4);
   EXPECT_EQ(LocalAcountInforBufferDel(client_), 0);
-  EXPECT_EQ(__gl_maxlen, 0);
+  EXPECT_EQ(__atomic_load_n(&__gl_maxlen, __ATOMIC_ACQUIRE), 0);
   AccountRecord one[1] = {};
   one[0].account_id = 31;
   LocalAcountInforUpdateExt(one, 1);
   usleep(100000);
-  EXPECT_EQ(_gl_accountLen, 4);
+  EXPECT_EQ(__atomic_load_n(&_gl_accountLen, __ATOMIC_ACQUIRE), 4);
   EXPECT_EQ(get_reg_status(31), -20);
 }
 

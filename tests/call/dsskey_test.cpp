@@ -145,7 +145,7 @@ TEST_F(DssKeys, ReadingALineKeyTakesValueAndExtensionFromTheAccountCopy) {
   EXPECT_STREQ(k.value, "1001");
   EXPECT_STREQ(k.extension, "1001");
   LocalAcountInforBufferDel(client_);
-  _gl_accountLen = 0;
+  __atomic_store_n(&_gl_accountLen, 0, __ATOMIC_RELEASE);
 }
 
 TEST_F(DssKeys, ReadingAnUnknownKeyOrTypeGivesAnEmptyRecord) {
