@@ -124,7 +124,10 @@ int cmd_config(uint16_t category, uint16_t operation, const char* path, const ch
 // One line to the SIP process's control port; its answer on stdout.
 int cmd_sip(int argc, char** argv) {
   std::string line;
-  for (int i = 2; i < argc; ++i) line += (i > 2 ? " " : "") + std::string(argv[i]);
+  for (int i = 2; i < argc; ++i) {
+    if (i > 2) line += ' ';
+    line += argv[i];
+  }
   std::vector<uint8_t> in = exchange(27098, std::span<const uint8_t>(reinterpret_cast<const uint8_t*>(line.data()),
                                                                      line.size()),
                                      65536);
