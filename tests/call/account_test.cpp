@@ -21,6 +21,7 @@
 #include "support/files.h"
 #include "support/raw_session.h"
 #include "support/sip_peer.h"
+#include "call/json_files.h"
 
 using phonecore::testing::CallEvents;
 using phonecore::testing::RawSession;
@@ -249,7 +250,7 @@ TEST_F(Accounts, SetSipAccountMergesIntoTheAccountsPageOfVoiplist) {
 }
 
 TEST_F(Accounts, SetSipAccountAppendsWhenTheAccountHasNoElement) {
-  write_gnl_config_json("default/voiplist.cfg", json_tokener_parse(R"({"SipAdvance":[]})"));
+  phonecore::testing::write_json_text("default/voiplist.cfg", R"({"SipAdvance":[]})");
   EXPECT_EQ(setSipAccount(2, "L", "3001", "p", "D", "3001", "5060", "10.1.1.1", 0, "", ""), 0);
   json_object* after = read_file("/appconfigs/default/voiplist.cfg");
   ASSERT_NE(after, nullptr);

@@ -19,6 +19,7 @@
 #include "support/bus_session.h"
 #include "support/files.h"
 #include "support/sip_peer.h"
+#include "call/json_files.h"
 
 using phonecore::testing::SipPeer;
 using phonecore::testing::slurp;
@@ -252,9 +253,7 @@ TEST_F(DssKeys, AKeyOutsideTheFourLeavesTheKeyFileAlone) {
   EXPECT_EQ(write(5, key_info(DSS_TYPE_SPEED_DIAL, 1, "Five", "555")), 0);
   EXPECT_EQ(at(kDss, {"DssArr", "4", "Account"}), "4");
   EXPECT_EQ(at(kDss, {"DssArr", "4", "SAccSpeedDial", "value"}), "555");
-  EXPECT_EQ(json_object_to_json_string(json_tokener_parse(slurp(kKeys).c_str())) ==
-                std::string(json_object_to_json_string(json_tokener_parse(keys.c_str()))),
-            true);
+  EXPECT_EQ(phonecore::testing::plain_json(slurp(kKeys)), phonecore::testing::plain_json(keys));
 }
 
 TEST_F(DssKeys, AWriteWithoutTheKeyFileAnswersMinusOne) {
@@ -266,12 +265,12 @@ TEST_F(DssKeys, AWriteWithoutTheKeyFileAnswersMinusOne) {
 }
 
 TEST_F(DssKeys, AKeyFileWithoutLineKeysAnswersZeroAndWritesNothing) {
-  write_gnl_config_json("default/programing_key.cfg", json_tokener_parse(R"({"Hotkey_hotKey":{}})"));
+  phonecore::testing::write_json_text("default/programing_key.cfg", R"({"Hotkey_hotKey":{}})");
   const std::string dss = slurp(kDss);
   DssKeyInfo k = key_info(DSS_TYPE_SPEED_DIAL, 1, "x", "1");
   EXPECT_EQ(voip_func_Dsskey_data(client_, 1, 4, &k), 0);
   EXPECT_EQ(slurp(kDss), dss);
-  write_gnl_config_json("default/programing_key.cfg", json_tokener_parse(R"({"Hotkey_lineKey":{}})"));
+  phonecore::testing::write_json_text("default/programing_key.cfg", R"({"Hotkey_lineKey":{}})");
   EXPECT_EQ(voip_func_Dsskey_data(client_, 1, 4, &k), 0);
   EXPECT_EQ(slurp(kDss), dss);
 }

@@ -15,6 +15,7 @@
 #include "support/bus_session.h"
 #include "support/files.h"
 #include "support/sip_peer.h"
+#include "call/json_files.h"
 
 using phonecore::testing::SipPeer;
 using phonecore::testing::slurp;
@@ -81,8 +82,7 @@ void set_registered(int index, const char* user) {
 TEST_F(Prompts, VoiceMessagesOfRegisteredAccountsOnly) {
   set_registered(0, "1001");
   set_registered(2, "3001");
-  write_gnl_config_json("default/voice_message.cfg",
-                        json_tokener_parse(R"({"1001":{"miss_unread":4,"miss_read":9}})"));
+  phonecore::testing::write_json_text("default/voice_message.cfg", R"({"1001":{"miss_unread":4,"miss_read":9}})");
   char u1[64] = "", u2[64] = "keep", u3[64] = "", u4[64] = "keep";
   int un1 = -1, r1 = -1, un2 = -7, r2 = -7, un3 = -1, r3 = -1, un4 = -7, r4 = -7;
   testing::internal::CaptureStdout();
@@ -161,7 +161,7 @@ TEST_F(Prompts, VoicemailSetcodeMatchesAccountOneToElementZero) {
 }
 
 TEST_F(Prompts, VoicemailSetcodeWithoutSipAdvanceStoresTheFirstAccountsPage) {
-  write_gnl_config_json("default/voiplist.cfg", json_tokener_parse(R"({"AccountRegister":[]})"));
+  phonecore::testing::write_json_text("default/voiplist.cfg", R"({"AccountRegister":[]})");
   const int accounts[] = {2, 4};
   const char* numbers[] = {"*22", "*44"};
   EXPECT_EQ(voip_message_voicemail_setcode(client_, accounts, numbers, 2), 1);
