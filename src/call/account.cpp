@@ -275,7 +275,7 @@ int setSipAccount(int index, const char* label, const char* user_name, const cha
   json_object* root = read_gnl_config(kCategoryAccounts, nullptr);
   if (root == nullptr) return -1;
 
-  char addr1[kWorkBuffer], addr2[kWorkBuffer];
+  char addr1[kWorkBuffer] = {}, addr2[kWorkBuffer] = {};
   copy_text(addr1, sizeof addr1, address1);
   copy_text(addr2, sizeof addr2, address2);
   replace_stars(addr1);

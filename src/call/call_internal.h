@@ -4,11 +4,15 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "base/json_fields.h"
 #include "phonecore/account.h"
 
-struct json_object;
 
 namespace phonecore::call {
+
+using phonecore::base::array_at;
+using phonecore::base::array_length;
+using phonecore::base::copy_text;
 
 // 64-byte text fields: at most 63 characters and a terminator.
 constexpr size_t kTextField = 64;
@@ -23,14 +27,6 @@ constexpr size_t kAccountRecordSize = 676;
 constexpr int kMaxRecords = 5;
 // account_get never reports more than four records.
 constexpr int kAccountGetLimit = 4 * static_cast<int>(kAccountRecordSize);
-
-// text into dest of size bytes, cut and terminated; NULL gives "".
-void copy_text(char* dest, size_t size, const char* text);
-
-// Members of a JSON array; NULL (and length 0) for anything that isn't an
-// array, so that a damaged file can't stop the process.
-json_object* array_at(json_object* array, size_t index);
-size_t array_length(json_object* array);
 
 // The current limit of warnningist_get and account_get, in ms.
 int buffer_request_limit_ms();

@@ -86,23 +86,6 @@ int tip_info(MessageClient* c, int& counter, bool with_account, char* number_tex
 
 }  // namespace
 
-void copy_text(char* dest, size_t size, const char* text) {
-  if (dest == nullptr || size == 0) return;
-  if (text == nullptr) text = "";
-  const size_t n = strnlen(text, size - 1);
-  std::memcpy(dest, text, n);
-  dest[n] = 0;
-}
-
-json_object* array_at(json_object* array, size_t index) {
-  if (!json_object_is_type(array, json_type_array) || index >= json_object_array_length(array)) return nullptr;
-  return json_object_array_get_idx(array, index);
-}
-
-size_t array_length(json_object* array) {
-  return json_object_is_type(array, json_type_array) ? json_object_array_length(array) : 0;
-}
-
 int buffer_request_limit_ms() { return load(g_buffer_limit_ms); }
 
 bool volume_level_from_float(float volume, int* level) {

@@ -9,6 +9,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/json_fields.h"
+
 namespace phonecore::dial {
 
 // A member of an object, or null when the object or the member is absent.
@@ -31,18 +33,9 @@ inline json_object* data_array(json_object* root, const char* section) {
   return data != nullptr && json_object_is_type(data, json_type_array) ? data : nullptr;
 }
 
-inline size_t array_length(json_object* array) { return array != nullptr ? json_object_array_length(array) : 0; }
+using phonecore::base::array_length;
 
-// Copies at most max_chars characters of text into a field of field_size
-// bytes, always terminated. A null text leaves the field as it is.
-inline void copy_text(char* field, size_t field_size, const char* text, size_t max_chars) {
-  if (text == nullptr || field_size == 0) return;
-  size_t n = std::strlen(text);
-  if (n > max_chars) n = max_chars;
-  if (n > field_size - 1) n = field_size - 1;
-  std::memcpy(field, text, n);
-  field[n] = '\0';
-}
+using phonecore::base::copy_text;
 
 // atoi's reading of a text (blanks, a sign, digits), held within int.
 inline int text_to_int(const char* text) {
