@@ -4,6 +4,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <bit>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 
@@ -16,19 +18,157 @@ namespace {
 
 constexpr unsigned int kBlock = 64;
 constexpr size_t kFileBlock = 1024;  // a shorter read ends the file
+static_assert(kFileBlock % kBlock == 0, "whole reads are hashed in place, without the gathering buffer");
 
 constexpr unsigned char kPadding[kBlock] = {0x80};
 
-constexpr uint32_t rotate_left(uint32_t x, int n) { return (x << n) | (x >> (32 - n)); }
-constexpr uint32_t f(uint32_t x, uint32_t y, uint32_t z) { return (x & y) | (~x & z); }
-constexpr uint32_t g(uint32_t x, uint32_t y, uint32_t z) { return (x & z) | (y & ~z); }
-constexpr uint32_t h(uint32_t x, uint32_t y, uint32_t z) { return x ^ y ^ z; }
-constexpr uint32_t i(uint32_t x, uint32_t y, uint32_t z) { return y ^ (x | ~z); }
+// The message is little-endian 32-bit words at any address: memcpy is the
+// alignment-safe load, and compiles to one plain load (or a memory operand)
+// where the processor allows unaligned words, as x86 and ARMv7 do.
+[[gnu::always_inline]] inline uint32_t word(const unsigned char* block, int n) {
+  uint32_t value;
+  std::memcpy(&value, block + 4 * n, sizeof value);
+  if constexpr (std::endian::native == std::endian::big) value = __builtin_bswap32(value);
+  return value;
+}
 
-// One step of a round: a = b + ((a + fn(b, c, d) + x + t) <<< s).
-template <uint32_t (*Fn)(uint32_t, uint32_t, uint32_t)>
-inline void step(uint32_t& a, uint32_t b, uint32_t c, uint32_t d, uint32_t x, int s, uint32_t t) {
-  a = b + rotate_left(a + Fn(b, c, d) + x + t, s);
+// Each step is a = b + ((a + fn(b, c, d) + x + t) <<< s), and the time a
+// block takes is the chain of operations from one step's result (the new b)
+// to the next one's. The word and the constant do not wait for it: they are
+// added first. The round functions are written to put the fewest operations
+// on that chain: F as a selection by xor-and-xor, H with c ^ d first, and G,
+// (b & d) | (c & ~d), as the sum of its two disjoint halves, the half
+// without b added before b is there.
+[[gnu::always_inline]] inline uint32_t f(uint32_t b, uint32_t c, uint32_t d) { return d ^ (b & (c ^ d)); }
+[[gnu::always_inline]] inline uint32_t h(uint32_t b, uint32_t c, uint32_t d) { return b ^ (c ^ d); }
+[[gnu::always_inline]] inline uint32_t i(uint32_t b, uint32_t c, uint32_t d) { return c ^ (b | ~d); }
+
+template <uint32_t (*Fn)(uint32_t, uint32_t, uint32_t), int S>
+[[gnu::always_inline]] inline void step(uint32_t& a, uint32_t b, uint32_t c, uint32_t d, uint32_t x, uint32_t t) {
+  a += x + t;
+  a += Fn(b, c, d);
+  a = std::rotl(a, S) + b;
+}
+
+template <int S>
+[[gnu::always_inline]] inline void step_g(uint32_t& a, uint32_t b, uint32_t c, uint32_t d, uint32_t x, uint32_t t) {
+  a += x + t;
+  a += c & ~d;
+  a += b & d;
+  a = std::rotl(a, S) + b;
+}
+
+// Hashes `count` whole blocks straight from `data` (any alignment); the
+// state stays in registers from the first block to the last.
+void blocks(uint32_t state[4], const unsigned char* data, size_t count) {
+  uint32_t a = state[0], b = state[1], c = state[2], d = state[3];
+  for (; count != 0; --count, data += kBlock) {
+    const uint32_t a0 = a, b0 = b, c0 = c, d0 = d;
+    const unsigned char* const x = data;
+
+    step<f, 7>(a, b, c, d, word(x, 0), 0xd76aa478);
+    step<f, 12>(d, a, b, c, word(x, 1), 0xe8c7b756);
+    step<f, 17>(c, d, a, b, word(x, 2), 0x242070db);
+    step<f, 22>(b, c, d, a, word(x, 3), 0xc1bdceee);
+    step<f, 7>(a, b, c, d, word(x, 4), 0xf57c0faf);
+    step<f, 12>(d, a, b, c, word(x, 5), 0x4787c62a);
+    step<f, 17>(c, d, a, b, word(x, 6), 0xa8304613);
+    step<f, 22>(b, c, d, a, word(x, 7), 0xfd469501);
+    step<f, 7>(a, b, c, d, word(x, 8), 0x698098d8);
+    step<f, 12>(d, a, b, c, word(x, 9), 0x8b44f7af);
+    step<f, 17>(c, d, a, b, word(x, 10), 0xffff5bb1);
+    step<f, 22>(b, c, d, a, word(x, 11), 0x895cd7be);
+    step<f, 7>(a, b, c, d, word(x, 12), 0x6b901122);
+    step<f, 12>(d, a, b, c, word(x, 13), 0xfd987193);
+    step<f, 17>(c, d, a, b, word(x, 14), 0xa679438e);
+    step<f, 22>(b, c, d, a, word(x, 15), 0x49b40821);
+
+    step_g<5>(a, b, c, d, word(x, 1), 0xf61e2562);
+    step_g<9>(d, a, b, c, word(x, 6), 0xc040b340);
+    step_g<14>(c, d, a, b, word(x, 11), 0x265e5a51);
+    step_g<20>(b, c, d, a, word(x, 0), 0xe9b6c7aa);
+    step_g<5>(a, b, c, d, word(x, 5), 0xd62f105d);
+    step_g<9>(d, a, b, c, word(x, 10), 0x02441453);
+    step_g<14>(c, d, a, b, word(x, 15), 0xd8a1e681);
+    step_g<20>(b, c, d, a, word(x, 4), 0xe7d3fbc8);
+    step_g<5>(a, b, c, d, word(x, 9), 0x21e1cde6);
+    step_g<9>(d, a, b, c, word(x, 14), 0xc33707d6);
+    step_g<14>(c, d, a, b, word(x, 3), 0xf4d50d87);
+    step_g<20>(b, c, d, a, word(x, 8), 0x455a14ed);
+    step_g<5>(a, b, c, d, word(x, 13), 0xa9e3e905);
+    step_g<9>(d, a, b, c, word(x, 2), 0xfcefa3f8);
+    step_g<14>(c, d, a, b, word(x, 7), 0x676f02d9);
+    step_g<20>(b, c, d, a, word(x, 12), 0x8d2a4c8a);
+
+    step<h, 4>(a, b, c, d, word(x, 5), 0xfffa3942);
+    step<h, 11>(d, a, b, c, word(x, 8), 0x8771f681);
+    step<h, 16>(c, d, a, b, word(x, 11), 0x6d9d6122);
+    step<h, 23>(b, c, d, a, word(x, 14), 0xfde5380c);
+    step<h, 4>(a, b, c, d, word(x, 1), 0xa4beea44);
+    step<h, 11>(d, a, b, c, word(x, 4), 0x4bdecfa9);
+    step<h, 16>(c, d, a, b, word(x, 7), 0xf6bb4b60);
+    step<h, 23>(b, c, d, a, word(x, 10), 0xbebfbc70);
+    step<h, 4>(a, b, c, d, word(x, 13), 0x289b7ec6);
+    step<h, 11>(d, a, b, c, word(x, 0), 0xeaa127fa);
+    step<h, 16>(c, d, a, b, word(x, 3), 0xd4ef3085);
+    step<h, 23>(b, c, d, a, word(x, 6), 0x04881d05);
+    step<h, 4>(a, b, c, d, word(x, 9), 0xd9d4d039);
+    step<h, 11>(d, a, b, c, word(x, 12), 0xe6db99e5);
+    step<h, 16>(c, d, a, b, word(x, 15), 0x1fa27cf8);
+    step<h, 23>(b, c, d, a, word(x, 2), 0xc4ac5665);
+
+    step<i, 6>(a, b, c, d, word(x, 0), 0xf4292244);
+    step<i, 10>(d, a, b, c, word(x, 7), 0x432aff97);
+    step<i, 15>(c, d, a, b, word(x, 14), 0xab9423a7);
+    step<i, 21>(b, c, d, a, word(x, 5), 0xfc93a039);
+    step<i, 6>(a, b, c, d, word(x, 12), 0x655b59c3);
+    step<i, 10>(d, a, b, c, word(x, 3), 0x8f0ccc92);
+    step<i, 15>(c, d, a, b, word(x, 10), 0xffeff47d);
+    step<i, 21>(b, c, d, a, word(x, 1), 0x85845dd1);
+    step<i, 6>(a, b, c, d, word(x, 8), 0x6fa87e4f);
+    step<i, 10>(d, a, b, c, word(x, 15), 0xfe2ce6e0);
+    step<i, 15>(c, d, a, b, word(x, 6), 0xa3014314);
+    step<i, 21>(b, c, d, a, word(x, 13), 0x4e0811a1);
+    step<i, 6>(a, b, c, d, word(x, 4), 0xf7537e82);
+    step<i, 10>(d, a, b, c, word(x, 11), 0xbd3af235);
+    step<i, 15>(c, d, a, b, word(x, 2), 0x2ad7d2bb);
+    step<i, 21>(b, c, d, a, word(x, 9), 0xeb86d391);
+
+    a += a0;
+    b += b0;
+    c += c0;
+    d += d0;
+  }
+  state[0] = a;
+  state[1] = b;
+  state[2] = c;
+  state[3] = d;
+}
+
+// Adds `length` bytes to the message length kept in bits, low word first.
+void count_bytes(ZKMD5_CTX* context, size_t length) {
+  const uint64_t bits = ((uint64_t{context->count[1]} << 32) | context->count[0]) + (uint64_t{length} << 3);
+  context->count[0] = static_cast<uint32_t>(bits);
+  context->count[1] = static_cast<uint32_t>(bits >> 32);
+}
+
+void update(ZKMD5_CTX* context, const unsigned char* input, size_t length) {
+  size_t index = (context->count[0] >> 3) & 0x3f;  // bytes already gathered
+  count_bytes(context, length);
+  if (index != 0) {
+    const size_t room = kBlock - index;
+    if (length < room) {
+      std::memcpy(&context->buffer[index], input, length);
+      return;
+    }
+    std::memcpy(&context->buffer[index], input, room);
+    blocks(context->state, context->buffer, 1);
+    input += room;
+    length -= room;
+  }
+  // Whole blocks straight from the caller's bytes; only the tail is kept.
+  blocks(context->state, input, length / kBlock);
+  std::memcpy(context->buffer, input + (length & ~size_t{kBlock - 1}), length % kBlock);
 }
 
 void to_hex(const unsigned char digest[ZKMD5_DIGEST_SIZE], char* out) {
@@ -57,20 +197,7 @@ void ZKMD5Init(ZKMD5_CTX* context) {
 
 void ZKMD5Update(ZKMD5_CTX* context, const unsigned char* input, unsigned int length) {
   if (input == nullptr || length == 0) return;
-  unsigned int index = (context->count[0] >> 3) & 0x3f;  // bytes already in the buffer
-  const uint32_t bits = static_cast<uint32_t>(length) << 3;
-  if ((context->count[0] += bits) < bits) ++context->count[1];
-  context->count[1] += static_cast<uint32_t>(length) >> 29;
-
-  const unsigned int room = kBlock - index;
-  unsigned int done = 0;
-  if (length >= room) {
-    std::memcpy(&context->buffer[index], input, room);
-    ZKMD5Transform(context->state, context->buffer);
-    for (done = room; done + kBlock - 1 < length; done += kBlock) ZKMD5Transform(context->state, &input[done]);
-    index = 0;
-  }
-  std::memcpy(&context->buffer[index], &input[done], length - done);
+  update(context, input, length);
 }
 
 void ZKMD5Final(unsigned char digest[ZKMD5_DIGEST_SIZE], ZKMD5_CTX* context) {
@@ -85,84 +212,7 @@ void ZKMD5Final(unsigned char digest[ZKMD5_DIGEST_SIZE], ZKMD5_CTX* context) {
   std::memset(context, 0, sizeof *context);
 }
 
-void ZKMD5Transform(uint32_t state[4], const unsigned char block[64]) {
-  uint32_t a = state[0], b = state[1], c = state[2], d = state[3];
-  uint32_t x[16];
-  ZKMD5Decode(x, block, kBlock);
-
-  step<f>(a, b, c, d, x[0], 7, 0xd76aa478);
-  step<f>(d, a, b, c, x[1], 12, 0xe8c7b756);
-  step<f>(c, d, a, b, x[2], 17, 0x242070db);
-  step<f>(b, c, d, a, x[3], 22, 0xc1bdceee);
-  step<f>(a, b, c, d, x[4], 7, 0xf57c0faf);
-  step<f>(d, a, b, c, x[5], 12, 0x4787c62a);
-  step<f>(c, d, a, b, x[6], 17, 0xa8304613);
-  step<f>(b, c, d, a, x[7], 22, 0xfd469501);
-  step<f>(a, b, c, d, x[8], 7, 0x698098d8);
-  step<f>(d, a, b, c, x[9], 12, 0x8b44f7af);
-  step<f>(c, d, a, b, x[10], 17, 0xffff5bb1);
-  step<f>(b, c, d, a, x[11], 22, 0x895cd7be);
-  step<f>(a, b, c, d, x[12], 7, 0x6b901122);
-  step<f>(d, a, b, c, x[13], 12, 0xfd987193);
-  step<f>(c, d, a, b, x[14], 17, 0xa679438e);
-  step<f>(b, c, d, a, x[15], 22, 0x49b40821);
-
-  step<g>(a, b, c, d, x[1], 5, 0xf61e2562);
-  step<g>(d, a, b, c, x[6], 9, 0xc040b340);
-  step<g>(c, d, a, b, x[11], 14, 0x265e5a51);
-  step<g>(b, c, d, a, x[0], 20, 0xe9b6c7aa);
-  step<g>(a, b, c, d, x[5], 5, 0xd62f105d);
-  step<g>(d, a, b, c, x[10], 9, 0x02441453);
-  step<g>(c, d, a, b, x[15], 14, 0xd8a1e681);
-  step<g>(b, c, d, a, x[4], 20, 0xe7d3fbc8);
-  step<g>(a, b, c, d, x[9], 5, 0x21e1cde6);
-  step<g>(d, a, b, c, x[14], 9, 0xc33707d6);
-  step<g>(c, d, a, b, x[3], 14, 0xf4d50d87);
-  step<g>(b, c, d, a, x[8], 20, 0x455a14ed);
-  step<g>(a, b, c, d, x[13], 5, 0xa9e3e905);
-  step<g>(d, a, b, c, x[2], 9, 0xfcefa3f8);
-  step<g>(c, d, a, b, x[7], 14, 0x676f02d9);
-  step<g>(b, c, d, a, x[12], 20, 0x8d2a4c8a);
-
-  step<h>(a, b, c, d, x[5], 4, 0xfffa3942);
-  step<h>(d, a, b, c, x[8], 11, 0x8771f681);
-  step<h>(c, d, a, b, x[11], 16, 0x6d9d6122);
-  step<h>(b, c, d, a, x[14], 23, 0xfde5380c);
-  step<h>(a, b, c, d, x[1], 4, 0xa4beea44);
-  step<h>(d, a, b, c, x[4], 11, 0x4bdecfa9);
-  step<h>(c, d, a, b, x[7], 16, 0xf6bb4b60);
-  step<h>(b, c, d, a, x[10], 23, 0xbebfbc70);
-  step<h>(a, b, c, d, x[13], 4, 0x289b7ec6);
-  step<h>(d, a, b, c, x[0], 11, 0xeaa127fa);
-  step<h>(c, d, a, b, x[3], 16, 0xd4ef3085);
-  step<h>(b, c, d, a, x[6], 23, 0x04881d05);
-  step<h>(a, b, c, d, x[9], 4, 0xd9d4d039);
-  step<h>(d, a, b, c, x[12], 11, 0xe6db99e5);
-  step<h>(c, d, a, b, x[15], 16, 0x1fa27cf8);
-  step<h>(b, c, d, a, x[2], 23, 0xc4ac5665);
-
-  step<i>(a, b, c, d, x[0], 6, 0xf4292244);
-  step<i>(d, a, b, c, x[7], 10, 0x432aff97);
-  step<i>(c, d, a, b, x[14], 15, 0xab9423a7);
-  step<i>(b, c, d, a, x[5], 21, 0xfc93a039);
-  step<i>(a, b, c, d, x[12], 6, 0x655b59c3);
-  step<i>(d, a, b, c, x[3], 10, 0x8f0ccc92);
-  step<i>(c, d, a, b, x[10], 15, 0xffeff47d);
-  step<i>(b, c, d, a, x[1], 21, 0x85845dd1);
-  step<i>(a, b, c, d, x[8], 6, 0x6fa87e4f);
-  step<i>(d, a, b, c, x[15], 10, 0xfe2ce6e0);
-  step<i>(c, d, a, b, x[6], 15, 0xa3014314);
-  step<i>(b, c, d, a, x[13], 21, 0x4e0811a1);
-  step<i>(a, b, c, d, x[4], 6, 0xf7537e82);
-  step<i>(d, a, b, c, x[11], 10, 0xbd3af235);
-  step<i>(c, d, a, b, x[2], 15, 0x2ad7d2bb);
-  step<i>(b, c, d, a, x[9], 21, 0xeb86d391);
-
-  state[0] += a;
-  state[1] += b;
-  state[2] += c;
-  state[3] += d;
-}
+void ZKMD5Transform(uint32_t state[4], const unsigned char block[64]) { blocks(state, block, 1); }
 
 void ZKMD5Encode(unsigned char* output, const uint32_t* input, unsigned int length) {
   for (unsigned int n = 0, j = 0; j < length; ++n, j += 4) {
@@ -200,7 +250,8 @@ int calculateFileMd5(const char* path, char* out) {
   }
   ZKMD5_CTX context;
   ZKMD5Init(&context);
-  unsigned char block[kFileBlock];
+  // A whole read is whole blocks: they are hashed where read() put them.
+  alignas(kBlock) unsigned char block[kFileBlock];
   for (;;) {
     const ssize_t got = read(fd, block, sizeof block);
     if (got < 0) {
@@ -208,7 +259,7 @@ int calculateFileMd5(const char* path, char* out) {
       close(fd);
       return static_cast<int>(got);
     }
-    ZKMD5Update(&context, block, static_cast<unsigned int>(got));
+    update(&context, block, static_cast<size_t>(got));
     if (static_cast<size_t>(got) < sizeof block) break;
   }
   close(fd);
