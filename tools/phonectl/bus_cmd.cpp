@@ -85,6 +85,7 @@ int listen(Context &ctx, Args args) {
   if (client == nullptr) return fail(kRefused, "no session with the message server for bus id " + std::to_string(id));
   MsgHook *hook = add_hook_bymsgtype(client, 0, 65536, 32);
   if (hook == nullptr || add_hook_monitor_thread(hook, on_json) != 0) {
+    if (hook != nullptr) del_hook(client, hook);
     request_pc_disconnect(client);
     return fail(kRefused, "no hook for the bus's JSON messages");
   }
@@ -96,7 +97,9 @@ int listen(Context &ctx, Args args) {
     waited_ms += 10;
   }
   const bool complete = count == 0 || g_lines.load() >= count;
+  // The monitor ends first; del_hook then frees the slot's buffers.
   del_hook_monitor_thread(hook);
+  del_hook(client, hook);
   request_pc_disconnect(client);
   return complete || g_stop.load() ? kOk : fail(kRefused, "time limit reached after " + std::to_string(g_lines.load()) +
                                                              " of " + std::to_string(count) + " messages");
