@@ -106,6 +106,8 @@ call_hold | call_resume | call_hangup)
 call_state)
   pbctl sip reg 3 1 >/dev/null
   expect "states" "$(phonectl --json call state | jq -r '"\(.acc1Status)\(.acc2Status)\(.acc3Status)\(.acc4Status)"')" 0010
+  # A bus id in use (the SIP process's) is refused at once.
+  status 1 phonectl --id 4098 call state
   pbctl sip silent 1 >/dev/null
   status 1 phonectl call state
   ;;
