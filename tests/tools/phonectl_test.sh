@@ -59,6 +59,12 @@ bus_listen)
     "4098 reg_changed 3"
   expect "numbered line" "$(jq -r 'select(.kind == 1) | "\(.source) \(.msgtype)"' /tmp/events)" "4300 8"
   status 1 phonectl bus listen --count 1 --timeout 200
+  # Ctrl-C ends a listener without a count, with status 0.
+  phonectl bus listen 2>/tmp/listen2.err >/dev/null &
+  pid=$!
+  for _ in $(seq 1 200); do grep -q listening /tmp/listen2.err && break; sleep 0.02; done
+  kill -INT $pid
+  wait $pid || fail "bus listen after Ctrl-C exited $?"
   ;;
 bus_send)
   phonectl bus send 4098 phone_hold '{"current_call":7}' >/dev/null || fail "bus send"
