@@ -36,11 +36,14 @@ help)
     fi
   done 2>/tmp/help-failures
   [ -s /tmp/help-failures ] && { cat /tmp/help-failures >&2; fail "some --help"; }
-  status 2 phonectl
-  status 2 phonectl nosuch
-  status 2 phonectl call nosuch 1
-  status 2 phonectl call dial 1
-  status 2 phonectl call dial 9 1002
+  # Usage errors: status 2 and one line on standard error.
+  for args in "" "nosuch" "call" "call nosuch 1" "call dial 1" "call dial 9 1002" "--id 0 call state"; do
+    phonectl $args >/tmp/out 2>/tmp/err
+    got=$?
+    expect "status of 'phonectl $args'" "$got" 2
+    expect "error lines of 'phonectl $args'" "$(wc -l </tmp/err)" 1
+    expect "output of 'phonectl $args'" "$(cat /tmp/out)" ""
+  done
   phonectl --version | grep -q '^phonectl [0-9]' || fail "--version"
   # One line on standard error, nothing on standard output.
   out=$(phonectl volume set speaker 99 2>/tmp/err)

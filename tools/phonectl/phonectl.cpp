@@ -229,8 +229,9 @@ int main(int argc, char **argv) {
     }
   }
   if (words.empty()) {
-    print_help(help ? stdout : stderr, "");
-    return help ? kOk : kUsage;
+    if (!help) return fail(kUsage, "no command; see phonectl --help");
+    print_help(stdout, "");
+    return kOk;
   }
   const std::string_view group = words[0];
   if (!is_group(group)) return fail(kUsage, "unknown command \"" + std::string(group) + "\"; see phonectl --help");
@@ -249,9 +250,9 @@ int main(int argc, char **argv) {
     return kOk;
   }
   if (cmd == nullptr) {
-    print_help(stderr, group);
-    if (words.size() > 1) return fail(kUsage, "unknown " + std::string(group) + " command \"" + words[1] + "\"");
-    return fail(kUsage, std::string(group) + " needs a command");
+    const std::string see = "; see phonectl " + std::string(group) + " --help";
+    if (words.size() > 1) return fail(kUsage, "unknown " + std::string(group) + " command \"" + words[1] + "\"" + see);
+    return fail(kUsage, std::string(group) + " needs a command" + see);
   }
   Args args(words.data() + first_arg, words.size() - first_arg);
   // Options of a command ("--timeout MS", "--announce") are its handler's;
