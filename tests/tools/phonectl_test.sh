@@ -207,6 +207,9 @@ dm_set)
   expect "wan" "$(jq -r '.wan | "\(.mode) \(.ipaddr) \(.gateway) \(.dns2)"' /appconfigs/network.cfg)" \
     "static 10.1.1.5 10.1.1.1 8.8.4.4"
   expect "read back" "$(phonectl --json dm get net | jq -r .ipaddr)" 10.1.1.5
+  phonectl dm set lan 192.168.2.1 255.255.255.0 >/dev/null || fail "dm set lan"
+  expect "lan" "$(jqf .lan.ipaddr /appconfigs/network.cfg)" 192.168.2.1
+  status 2 phonectl dm set wan 10.1.1.5
   ;;
 volume_get)
   phonectl cfg set hal.cfg audio.speaker-level-ring 4 >/dev/null

@@ -191,59 +191,61 @@ int kv_delete(Context &ctx, Args args) {
 // Device management. The receivers are the caller's; values come from the
 // stores and are not measured by the library, so each gets a line's room.
 constexpr size_t kDmTextSize = 256;
+using DmText = char[kDmTextSize];
+
+// The readings of "dm get": each fills its named texts, 0 or -1.
+struct DmReading {
+  std::string_view what;
+  int count;
+  const char *names[7];
+  int (*read)(DmText *t);
+  const char *failure;
+};
+constexpr DmReading kDmReadings[] = {
+    {"netmode", 1, {"mode"}, [](DmText *t) { return quorrbitGetnetworkMode(t[0]); }, "no wan.mode in the network store"},
+    {"net", 7, {"mode", "ipaddr", "netmask", "gateway", "dns1", "dns2", "mac"},
+     [](DmText *t) { return sys_get_netinfor(t[0], t[1], t[2], t[3], t[4], t[5], t[6]); },
+     "the network store can't be read"},
+    {"status", 5, {"SWVersion", "HWVersion", "deviceid", "ipaddr", "mac"},
+     [](DmText *t) { return sys_get_statusinfor(t[0], t[1], t[2], t[3], t[4]); }, "the status store can't be read"},
+};
 
 int dm_get(Context &ctx, Args args) {
-  const std::string_view what = args[0];
-  json_object *r = json_object_new_object();
-  auto add = [&](const char *k, const char *v) { json_object_object_add(r, k, json_object_new_string(v)); };
-  if (what == "netmode") {
-    char mode[kDmTextSize] = {};
-    if (quorrbitGetnetworkMode(mode) != 0) {
-      json_object_put(r);
-      return fail(kRefused, "no wan.mode in the network store");
-    }
-    add("mode", mode);
-  } else if (what == "net") {
-    char t[7][kDmTextSize] = {};
-    if (sys_get_netinfor(t[0], t[1], t[2], t[3], t[4], t[5], t[6]) != 0) {
-      json_object_put(r);
-      return fail(kRefused, "the network store can't be read");
-    }
-    const char *names[] = {"mode", "ipaddr", "netmask", "gateway", "dns1", "dns2", "mac"};
-    for (int i = 0; i < 7; ++i) add(names[i], t[i]);
-  } else if (what == "status") {
-    char t[5][kDmTextSize] = {};
-    if (sys_get_statusinfor(t[0], t[1], t[2], t[3], t[4]) != 0) {
-      json_object_put(r);
-      return fail(kRefused, "the status store can't be read");
-    }
-    const char *names[] = {"SWVersion", "HWVersion", "deviceid", "ipaddr", "mac"};
-    for (int i = 0; i < 5; ++i) add(names[i], t[i]);
-  } else {
-    json_object_put(r);
-    return fail(kUsage, "dm get netmode|net|status");
+  for (const DmReading &r : kDmReadings) {
+    if (r.what != args[0]) continue;
+    DmText texts[7] = {};
+    if (r.read(texts) != 0) return fail(kRefused, r.failure);
+    json_object *o = json_object_new_object();
+    for (int i = 0; i < r.count; ++i) json_object_object_add(o, r.names[i], json_object_new_string(texts[i]));
+    print(ctx, o);
+    return kOk;
   }
-  print(ctx, r);
-  return kOk;
+  return fail(kUsage, "dm get netmode|net|status");
 }
 
+// The settings of "dm set": WHAT and its values, into the cached network
+// store.
+struct DmSetting {
+  std::string_view what;
+  size_t values;
+  int (*set)(Args v);
+};
+constexpr DmSetting kDmSettings[] = {
+    {"netmode", 1, [](Args v) { return quorrbitSetnetworkMode(v[1]); }},
+    {"wan", 5, [](Args v) { return quorrbitWanStatic(v[1], v[2], v[3], v[4], v[5]); }},
+    {"lan", 2, [](Args v) { return quorrbitLanStatic(v[1], v[2]); }},
+};
+
 int dm_set(Context &ctx, Args args) {
-  const std::string_view what = args[0];
+  const DmSetting *setting = nullptr;
+  for (const DmSetting &s : kDmSettings)
+    if (s.what == args[0] && s.values + 1 == args.size()) setting = &s;
+  if (setting == nullptr) return fail(kUsage, "dm set netmode MODE | wan IP MASK GATEWAY DNS1 DNS2 | lan IP MASK");
   // The setters change the process's cached network store; it is read
   // first and written back to the service after.
   refresh_config(GNL_CATEGORY_NETWORK, 0, nullptr);
   if (get_config_slot(GNL_CATEGORY_NETWORK) == nullptr) return fail(kRefused, "the network store can't be read");
-  int result = -1;
-  if (what == "netmode" && args.size() == 2) {
-    result = quorrbitSetnetworkMode(args[1]);
-  } else if (what == "wan" && args.size() == 6) {
-    result = quorrbitWanStatic(args[1], args[2], args[3], args[4], args[5]);
-  } else if (what == "lan" && args.size() == 3) {
-    result = quorrbitLanStatic(args[1], args[2]);
-  } else {
-    return fail(kUsage, "dm set netmode MODE | wan IP MASK GATEWAY DNS1 DNS2 | lan IP MASK");
-  }
-  if (result != 0) return fail(kRefused, "the network store has no section for " + std::string(what));
+  if (setting->set(args) != 0) return fail(kRefused, "the network store has no section for " + std::string(args[0]));
   refresh_config(GNL_CATEGORY_NETWORK, 1, nullptr);
   json_object *r = json_object_new_object();
   json_object_object_add(r, "set", json_object_new_string(args[0]));
