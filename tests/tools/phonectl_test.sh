@@ -270,6 +270,9 @@ md5)
   head -c 5000 /dev/urandom >/tmp/blob
   expect "digest" "$(phonectl md5 /tmp/blob)" "$(md5sum /tmp/blob)"
   status 1 phonectl md5 /tmp/nosuch
+  # The library's perror stays off the tool's standard error.
+  phonectl md5 /tmp/nosuch 2>/tmp/err
+  expect "error lines" "$(wc -l </tmp/err)" 1
   ;;
 tz_get | tz_set)
   if [ $case_name = tz_set ]; then

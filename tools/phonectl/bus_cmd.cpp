@@ -90,7 +90,7 @@ int listen(Context &ctx, Args args) {
     return fail(kRefused, "no hook for the bus's JSON messages");
   }
   // Ready: scripts wait for this line on standard error before they act.
-  std::fprintf(stderr, "phonectl: listening as bus id %ld\n", id);
+  std::fprintf(err(), "phonectl: listening as bus id %ld\n", id);
   long waited_ms = 0;
   while (!g_stop.load() && (count == 0 || g_lines.load() < count) && (timeout == 0 || waited_ms < timeout)) {
     usleep(10000);

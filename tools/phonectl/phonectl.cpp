@@ -1,14 +1,27 @@
 // phonectl: the library's command-line tool. Reads the command line, finds
 // the row of the command table, and runs its handler.
 //
-// The library prints its traces on standard output, as every phone process
-// does. The tool keeps its own standard output for its results: at start it
-// takes a copy of descriptor 1 for itself and points descriptor 1 at
-// /dev/null (or, with --trace, at standard error).
+// The library prints its traces on standard output (and a few with perror),
+// as every phone process does. The tool keeps its own standard output for
+// its results and its own standard error for its one-line errors; see
+// take_stdio.
 #include "phonectl.h"
 
 #include <fcntl.h>
 #include <unistd.h>
+
+// A sanitizer build sends its reports to the tool's standard error.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define PHONECTL_SANITIZED 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define PHONECTL_SANITIZED 1
+#endif
+#endif
+
+#ifdef PHONECTL_SANITIZED
+#include <sanitizer/common_interface_defs.h>
+#endif
 
 #include <array>
 #include <cerrno>
@@ -98,25 +111,42 @@ const Command *find(std::string_view group, std::string_view name) {
   return nullptr;
 }
 
-// The tool's own standard output, and descriptor 1 away from it.
-FILE *take_stdout(bool trace) {
+// The library's traces: printf on descriptor 1, perror on descriptor 2.
+// The tool keeps copies of both for itself and points the descriptors at
+// /dev/null, or with --trace at (its copy of) standard error.
+FILE *g_err = stderr;
+
+FILE *own_copy(int fd, FILE *fallback) {
+  const int own = fcntl(fd, F_DUPFD_CLOEXEC, 3);
+  FILE *f = own >= 0 ? fdopen(own, "w") : nullptr;
+  if (f == nullptr) return fallback;
+  setvbuf(f, nullptr, _IOLBF, 0);
+  return f;
+}
+
+FILE *take_stdio(bool trace) {
   std::fflush(stdout);
-  const int own = dup(STDOUT_FILENO);
-  FILE *out = own >= 0 ? fdopen(own, "w") : nullptr;
-  if (out == nullptr) return stdout;
+  std::fflush(stderr);
+  FILE *out = own_copy(STDOUT_FILENO, stdout);
+  g_err = own_copy(STDERR_FILENO, stderr);
+#ifdef PHONECTL_SANITIZED
+  if (g_err != stderr) __sanitizer_set_report_fd(reinterpret_cast<void *>(static_cast<intptr_t>(fileno(g_err))));
+#endif
   const int sink = trace ? dup(STDERR_FILENO) : open("/dev/null", O_WRONLY | O_CLOEXEC);
   if (sink >= 0) {
-    dup2(sink, STDOUT_FILENO);
+    if (out != stdout) dup2(sink, STDOUT_FILENO);
+    if (g_err != stderr) dup2(sink, STDERR_FILENO);
     close(sink);
   }
-  setvbuf(out, nullptr, _IOLBF, 0);
   return out;
 }
 
 }  // namespace
 
+FILE *err() { return g_err; }
+
 int fail(int status, const std::string &text) {
-  std::fprintf(stderr, "phonectl: %s\n", text.c_str());
+  std::fprintf(g_err, "phonectl: %s\n", text.c_str());
   return status;
 }
 
@@ -268,7 +298,7 @@ int main(int argc, char **argv) {
   }
   if (static_cast<int>(counted) < cmd->min_args || (cmd->max_args >= 0 && static_cast<int>(counted) > cmd->max_args))
     return fail(kUsage, "usage: phonectl " + std::string(cmd->usage));
-  ctx.out = take_stdout(trace);
+  ctx.out = take_stdio(trace);
   const int status = cmd->handler(ctx, args);
   std::fflush(ctx.out);
   return status;

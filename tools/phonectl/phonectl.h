@@ -63,6 +63,8 @@ std::span<const Command> tool_commands();
 
 // One line "phonectl: TEXT" on standard error; answers status.
 int fail(int status, const std::string &text);
+// The tool's standard error (the library's own goes elsewhere).
+FILE *err();
 
 // Prints a result: with --json the object as one line; else a text as it
 // is, an object of plain members as "key: value" lines, anything else as
