@@ -1,0 +1,278 @@
+// phonectl cfg, kv, dm: the configuration store, key=value files and the
+// device-management settings.
+#include <phonecore/config.h>
+#include <phonecore/dm.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "phonectl.h"
+
+namespace phonectl {
+namespace {
+
+// KEY.PATH: members separated by '.'; a number steps into an array.
+std::vector<std::string> split_path(const char *path) {
+  std::vector<std::string> keys;
+  std::string part;
+  for (const char *p = path;; ++p) {
+    if (*p == '.' || *p == '\0') {
+      keys.push_back(part);
+      part.clear();
+      if (*p == '\0') break;
+    } else {
+      part += *p;
+    }
+  }
+  return keys;
+}
+
+bool array_index(json_object *o, const std::string &key, size_t &index) {
+  long i = 0;
+  if (!json_object_is_type(o, json_type_array) || !parse_int(key.c_str(), 0, 1 << 20, i)) return false;
+  index = static_cast<size_t>(i);
+  return true;
+}
+
+// The member at the path, owned by root; null when a part is missing.
+json_object *walk(json_object *root, const std::vector<std::string> &keys) {
+  json_object *o = root;
+  for (const auto &k : keys) {
+    size_t i = 0;
+    if (array_index(o, k, i)) {
+      o = i < json_object_array_length(o) ? json_object_array_get_idx(o, i) : nullptr;
+    } else if (!json_object_is_type(o, json_type_object) || !json_object_object_get_ex(o, k.c_str(), &o)) {
+      o = nullptr;
+    }
+    if (o == nullptr) return nullptr;
+  }
+  return o;
+}
+
+int cfg_read(Context &ctx, Args args) {
+  json_object *root = read_gnl_config_json(args[0]);
+  if (root == nullptr) return fail(kRefused, std::string("no ") + args[0] + " from the configuration service");
+  if (args.size() == 1) {
+    print(ctx, root);
+    return kOk;
+  }
+  json_object *member = walk(root, split_path(args[1]));
+  if (member == nullptr) {
+    json_object_put(root);
+    return fail(kRefused, std::string(args[1]) + " is not in " + args[0]);
+  }
+  json_object_get(member);
+  json_object_put(root);
+  print(ctx, member);
+  return kOk;
+}
+
+int cfg_write(Context &ctx, Args args) {
+  json_object *o = json_tokener_parse(args[1]);
+  if (o == nullptr || !json_object_is_type(o, json_type_object)) {
+    json_object_put(o);
+    return fail(kUsage, "JSON must be a JSON object");
+  }
+  const int result = write_gnl_config_json(args[0], o);
+  json_object_put(o);
+  if (result != 0) return fail(kRefused, "the text does not fit one datagram of the configuration service");
+  // The service answers a write whether it took it or not: read it back.
+  json_object *back = read_gnl_config_json(args[0]);
+  if (back == nullptr) return fail(kRefused, std::string("the configuration service did not take ") + args[0]);
+  json_object_put(back);
+  json_object *r = json_object_new_object();
+  json_object_object_add(r, "file", json_object_new_string(args[0]));
+  json_object_object_add(r, "written", json_object_new_boolean(1));
+  print(ctx, r);
+  return kOk;
+}
+
+// VALUE keeps the type of the member it replaces: a number stays a number
+// where it is one (hal.cfg levels), a text stays a text ("1" in most files).
+json_object *typed_value(json_object *old, const char *text) {
+  long n = 0;
+  if (old != nullptr && json_object_is_type(old, json_type_int) && parse_int(text, -2147483647L - 1, 2147483647L, n))
+    return json_object_new_int(static_cast<int>(n));
+  if (old != nullptr && json_object_is_type(old, json_type_boolean) &&
+      (std::strcmp(text, "true") == 0 || std::strcmp(text, "false") == 0))
+    return json_object_new_boolean(text[0] == 't');
+  return json_object_new_string(text);
+}
+
+int cfg_set(Context &ctx, Args args) {
+  json_object *root = read_gnl_config_json(args[0]);
+  if (root == nullptr) return fail(kRefused, std::string("no ") + args[0] + " from the configuration service");
+  const auto keys = split_path(args[1]);
+  json_object *o = root;
+  for (size_t k = 0; k + 1 < keys.size(); ++k) {
+    size_t i = 0;
+    json_object *next = nullptr;
+    if (array_index(o, keys[k], i)) {
+      next = i < json_object_array_length(o) ? json_object_array_get_idx(o, i) : nullptr;
+    } else if (json_object_is_type(o, json_type_object)) {
+      if (!json_object_object_get_ex(o, keys[k].c_str(), &next)) {
+        next = json_object_new_object();
+        json_object_object_add(o, keys[k].c_str(), next);
+      }
+    }
+    if (next == nullptr) {
+      json_object_put(root);
+      return fail(kRefused, "no place for " + keys[k] + " in " + args[0]);
+    }
+    o = next;
+  }
+  const std::string &last = keys.back();
+  size_t i = 0;
+  if (array_index(o, last, i)) {
+    json_object_array_put_idx(o, i, typed_value(json_object_array_get_idx(o, i), args[2]));
+  } else if (json_object_is_type(o, json_type_object)) {
+    json_object *old = nullptr;
+    json_object_object_get_ex(o, last.c_str(), &old);
+    json_object_object_add(o, last.c_str(), typed_value(old, args[2]));
+  } else {
+    json_object_put(root);
+    return fail(kRefused, std::string(args[1]) + " lies under a value that is not an object in " + args[0]);
+  }
+  const int result = write_gnl_config_json(args[0], root);
+  json_object_put(root);
+  if (result != 0) return fail(kRefused, "the text does not fit one datagram of the configuration service");
+  json_object *r = json_object_new_object();
+  json_object_object_add(r, "file", json_object_new_string(args[0]));
+  json_object_object_add(r, "key", json_object_new_string(args[1]));
+  json_object_object_add(r, "value", json_object_new_string(args[2]));
+  print(ctx, r);
+  return kOk;
+}
+
+// key=value files: a line holds 255 characters, so a value does too.
+constexpr size_t kKvLineSize = 256;
+
+int kv_get(Context &ctx, Args args) {
+  if (args.size() != 2) return fail(kUsage, "usage: phonectl kv get FILE KEY");
+  // The reader doesn't tell a missing key; a mark in the cleared buffer does.
+  char value[kKvLineSize + 1] = {};
+  value[0] = '\x01';
+  ReadConfig(args[0], args[1], value);
+  if (value[0] == '\x01') return fail(kRefused, std::string(args[1]) + " is not in " + args[0]);
+  value[kKvLineSize] = '\0';
+  if (ctx.json) {
+    json_object *r = json_object_new_object();
+    json_object_object_add(r, args[1], json_object_new_string(value));
+    print(ctx, r);
+  } else {
+    print(ctx, json_object_new_string(value));
+  }
+  return kOk;
+}
+
+int kv_set(Context &ctx, Args args) {
+  if (args.size() != 3) return fail(kUsage, "usage: phonectl kv set FILE KEY VALUE");
+  if (std::strlen(args[1]) + std::strlen(args[2]) + 2 >= kKvLineSize) return fail(kUsage, "a line holds 255 characters");
+  if (access(args[0], F_OK) != 0) return fail(kRefused, std::string(args[0]) + " does not exist");
+  if (AddOrAltConfig(args[0], args[1], args[2]) != 0) return fail(kRefused, std::string(args[0]) + " can't be written");
+  json_object *r = json_object_new_object();
+  json_object_object_add(r, args[1], json_object_new_string(args[2]));
+  print(ctx, r);
+  return kOk;
+}
+
+int kv_delete(Context &ctx, Args args) {
+  if (args.size() != 2) return fail(kUsage, "usage: phonectl kv delete FILE KEY");
+  if (access(args[0], F_OK) != 0) return fail(kRefused, std::string(args[0]) + " does not exist");
+  if (DeleteConfig(args[0], args[1]) != 0) return fail(kRefused, std::string(args[0]) + " can't be written");
+  json_object *r = json_object_new_object();
+  json_object_object_add(r, "deleted", json_object_new_string(args[1]));
+  print(ctx, r);
+  return kOk;
+}
+
+// Device management. The receivers are the caller's; values come from the
+// stores and are not measured by the library, so each gets a line's room.
+constexpr size_t kDmTextSize = 256;
+using DmText = char[kDmTextSize];
+
+// The readings of "dm get": each fills its named texts, 0 or -1.
+struct DmReading {
+  std::string_view what;
+  int count;
+  const char *names[7];
+  int (*read)(DmText *t);
+  const char *failure;
+};
+constexpr DmReading kDmReadings[] = {
+    {"netmode", 1, {"mode"}, [](DmText *t) { return quorrbitGetnetworkMode(t[0]); }, "no wan.mode in the network store"},
+    {"net", 7, {"mode", "ipaddr", "netmask", "gateway", "dns1", "dns2", "mac"},
+     [](DmText *t) { return sys_get_netinfor(t[0], t[1], t[2], t[3], t[4], t[5], t[6]); },
+     "the network store can't be read"},
+    {"status", 5, {"SWVersion", "HWVersion", "deviceid", "ipaddr", "mac"},
+     [](DmText *t) { return sys_get_statusinfor(t[0], t[1], t[2], t[3], t[4]); }, "the status store can't be read"},
+};
+
+int dm_get(Context &ctx, Args args) {
+  for (const DmReading &r : kDmReadings) {
+    if (r.what != args[0]) continue;
+    DmText texts[7] = {};
+    if (r.read(texts) != 0) return fail(kRefused, r.failure);
+    json_object *o = json_object_new_object();
+    for (int i = 0; i < r.count; ++i) json_object_object_add(o, r.names[i], json_object_new_string(texts[i]));
+    print(ctx, o);
+    return kOk;
+  }
+  return fail(kUsage, "dm get netmode|net|status");
+}
+
+// The settings of "dm set": WHAT and its values, into the cached network
+// store.
+struct DmSetting {
+  std::string_view what;
+  size_t values;
+  int (*set)(Args v);
+};
+constexpr DmSetting kDmSettings[] = {
+    {"netmode", 1, [](Args v) { return quorrbitSetnetworkMode(v[1]); }},
+    {"wan", 5, [](Args v) { return quorrbitWanStatic(v[1], v[2], v[3], v[4], v[5]); }},
+    {"lan", 2, [](Args v) { return quorrbitLanStatic(v[1], v[2]); }},
+};
+
+int dm_set(Context &ctx, Args args) {
+  const DmSetting *setting = nullptr;
+  for (const DmSetting &s : kDmSettings)
+    if (s.what == args[0] && s.values + 1 == args.size()) setting = &s;
+  if (setting == nullptr) return fail(kUsage, "dm set netmode MODE | wan IP MASK GATEWAY DNS1 DNS2 | lan IP MASK");
+  // The setters change the process's cached network store; it is read
+  // first and written back to the service after.
+  refresh_config(GNL_CATEGORY_NETWORK, 0, nullptr);
+  if (get_config_slot(GNL_CATEGORY_NETWORK) == nullptr) return fail(kRefused, "the network store can't be read");
+  if (setting->set(args) != 0) return fail(kRefused, "the network store has no section for " + std::string(args[0]));
+  refresh_config(GNL_CATEGORY_NETWORK, 1, nullptr);
+  json_object *r = json_object_new_object();
+  json_object_object_add(r, "set", json_object_new_string(args[0]));
+  print(ctx, r);
+  return kOk;
+}
+
+constexpr Command kCommands[] = {
+    {"cfg", "read", "cfg read FILE [KEY.PATH]",
+     "a configuration file below /appconfigs through the configuration service, or one member of it "
+     "(a number steps into an array: account.0.enable)",
+     1, 2, cfg_read},
+    {"cfg", "write", "cfg write FILE JSON", "replace a configuration file with the JSON object", 2, 2, cfg_write},
+    {"cfg", "set", "cfg set FILE KEY.PATH VALUE",
+     "set one member; missing objects on the path are made, and VALUE keeps the type of the member it replaces", 3,
+     3, cfg_set},
+    {"kv", "get", "kv get FILE KEY", "the value of KEY in a key=value file (its first word)", 2, 2, kv_get},
+    {"kv", "set", "kv set FILE KEY VALUE", "set KEY in a key=value file; the file is rewritten", 3, 3, kv_set},
+    {"kv", "delete", "kv delete FILE KEY", "remove KEY from a key=value file", 2, 2, kv_delete},
+    {"dm", "get", "dm get netmode|net|status",
+     "device-management readings: the wan mode, the wan settings, or the live status", 1, 1, dm_get},
+    {"dm", "set", "dm set netmode MODE | dm set wan IP MASK GATEWAY DNS1 DNS2 | dm set lan IP MASK",
+     "device-management settings of the network store", 2, 6, dm_set},
+};
+
+}  // namespace
+
+std::span<const Command> config_commands() { return kCommands; }
+
+}  // namespace phonectl
