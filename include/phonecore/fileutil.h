@@ -41,9 +41,12 @@ PHONECORE_API int write_line(const char *path, const char *text);
 /* Frees *buffer, allocates one of the file's size plus a terminator and
  * reads into it; the size in *size. 0; -1 when the file is missing. */
 PHONECORE_API int readFileToBuf(const char *name, char **buffer, int *size);
-/* Into the caller's buffer: *size is its room on entry, the bytes read on
- * return (0 when the file is missing, and then -1). A terminator follows
- * when there is room for it. */
+/* Room of the buffer of readFileToBuf2: the caller gives at least this
+ * many bytes. A longer file is read as far as READFILE_BUF2_MAX - 1 bytes;
+ * a terminator always follows what was read. */
+#define READFILE_BUF2_MAX 16384
+/* Into the caller's buffer (READFILE_BUF2_MAX bytes). *size is written
+ * only: the bytes read, 0 when the file is missing (and then -1). */
 PHONECORE_API int readFileToBuf2(const char *name, char *buffer, int *size);
 /* Writes size bytes and syncs. 0; -1 for a null buffer or a failed write. */
 PHONECORE_API int writeFileToBuf(const char *name, const char *buffer, int size);
@@ -57,8 +60,11 @@ PHONECORE_API void popen_cmd(const char *command);
 /* The first line of the output, without its line end, into out
  * (POPEN_LINE_SIZE bytes). 0; -1 when there is none or it is empty. */
 PHONECORE_API int popen_get_parm(const char *command, char *out);
-/* The same into a buffer of size bytes, cleared first. 0; -1. */
-PHONECORE_API int popen_cmd_getstr(const char *command, char *out, int size);
+/* Room of the buffer of popen_cmd_getstr. */
+#define POPEN_CMD_GETSTR_SIZE 128
+/* The same into out (POPEN_CMD_GETSTR_SIZE bytes), cleared first; a longer
+ * line is cut. 0; -1. */
+PHONECORE_API int popen_cmd_getstr(const char *command, char *out);
 
 /* Disks. */
 typedef struct DiskInfo {
@@ -88,8 +94,12 @@ typedef struct ArpRecord {
 /* Up to max rows into out; the rows read in *count, the header not
  * counted. 0; -1 when the table can't be read. */
 PHONECORE_API int read_arp_table(ArpRecord *out, int max, int *count);
-/* The name of an IPv4 address into out (size bytes). 0; -1. */
-PHONECORE_API int gethostnamebyip(const char *ip, char *out, int size);
+/* Room of the name buffer of gethostnamebyip: a DNS name of 255 bytes and
+ * its terminator. */
+#define PHONECORE_HOSTNAME_MAX 256
+/* The name of an IPv4 address into out (PHONECORE_HOSTNAME_MAX bytes; a
+ * longer name is cut there). 0; -1. */
+PHONECORE_API int gethostnamebyip(const char *ip, char *out);
 
 PHONECORE_END_DECLS
 

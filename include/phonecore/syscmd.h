@@ -38,9 +38,13 @@ PHONECORE_API int vorn_thread_wait_wake(VornThreadWait *handle);
  * success. */
 PHONECORE_API int system_cmd_decode(const char *text, void (*on_reboot)(void), void (*on_upgrade)(int progress),
                                     void (*on_reset)(int value));
+/* Room of the pids array of find_pid_by_name: the caller gives at least
+ * this many entries; further matches are not stored. */
+#define FIND_PID_MAX 64
 /* The processes whose name (as the kernel keeps it, 15 characters) is
- * name: *count is the room of pids on entry and the number found on
- * return. 0 when one was found, else -1. */
+ * name, into pids (FIND_PID_MAX entries). *count is written only: the
+ * number stored, 0 when none was found. 0 when one was found, else -1
+ * (also when /proc can't be opened; *count is then left alone). */
 PHONECORE_API int find_pid_by_name(const char *name, pid_t *pids, int *count);
 /* Waits while "/tmp/start_excu" exists, then writes the command into it
  * for the starter process. 0. */

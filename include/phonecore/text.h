@@ -82,8 +82,12 @@ PHONECORE_API char *to_lowwer(char *text);
 PHONECORE_API char *my_strstr(const char *haystack, const char *needle);
 
 /* Replacing every "from" by "to". Each answers the number of replacements
- * and cuts its output at the room given; an empty "from" replaces nothing. */
-PHONECORE_API int str_replace_me(const char *text, const char *from, const char *to, char *out, int out_size);
+ * (-1 for null arguments) and cuts its output at the room it has, always
+ * terminated; an empty "from" replaces nothing. */
+/* Room of the out buffer of str_replace_me. */
+#define STR_REPLACE_ME_OUT_SIZE 1024
+/* Into out (STR_REPLACE_ME_OUT_SIZE bytes); prints each replacement. */
+PHONECORE_API int str_replace_me(const char *text, const char *from, const char *to, char *out);
 /* In place: text has room for scratch_size bytes. */
 PHONECORE_API int strReplace(char *text, const char *from, const char *to, int scratch_size);
 /* -1 for null arguments or when the occurrence table can't be had; at most
@@ -130,10 +134,12 @@ PHONECORE_API char *getpystring(const char *text);
 /* 1 when the initials of name hold key (lower case) as a substring. */
 PHONECORE_API int name_match(const char *name, const char *key);
 
+/* Room of the out buffer of parseSubStr. */
+#define PARSE_SUB_STR_MAX 512
 /* The text between the first start mark and the following end mark into
- * out, at most out_size bytes, not terminated. The length, or -1 when a mark
- * is missing. */
-PHONECORE_API int parseSubStr(const char *text, const char *start, const char *end, char *out, int out_size);
+ * out (PARSE_SUB_STR_MAX bytes; a longer text is cut there), not
+ * terminated. The length, or -1 when a mark is missing. */
+PHONECORE_API int parseSubStr(const char *text, const char *start, const char *end, char *out);
 
 PHONECORE_END_DECLS
 

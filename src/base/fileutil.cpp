@@ -4,6 +4,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <limits.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -15,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "base/c_boundary.h"
 #include "phonecore/fileutil.h"
 
 namespace phonecore::base {
@@ -60,12 +62,22 @@ bool read_whole(const char* path, std::string& bytes) {
     if (n < 0 && errno == EINTR) continue;
     if (n < 0) return false;
     if (n == 0) return true;
-    bytes.append(block, static_cast<size_t>(n));
+    // No memory for the whole file counts as a file that can't be read.
+    if (!phonecore::base::or_failure(false, [&] {
+          bytes.append(block, static_cast<size_t>(n));
+          return true;
+        }))
+      return false;
   }
 }
 
-// "/appconfigs/<name>".
-std::string appconfigs_path(const char* name) { return std::string("/appconfigs/") + name; }
+// "/appconfigs/<name>", cut at PATH_MAX.
+struct AppconfigsPath {
+  explicit AppconfigsPath(const char* name) { std::snprintf(text, sizeof text, "/appconfigs/%s", name); }
+  const char* c_str() const { return text; }
+  char text[PATH_MAX];
+};
+AppconfigsPath appconfigs_path(const char* name) { return AppconfigsPath(name); }
 
 // Both paths end in "/" and keep 512 bytes, as one level of the walk does.
 bool level_path(char (&out)[kDirPathSize], const char* base, const char* name) {
@@ -166,7 +178,11 @@ int modify_binfile(const char* path, long offset, const void* bytes, int count) 
   std::string image;
   if (path == nullptr || bytes == nullptr || offset < 0 || count < 0 || !read_whole(path, image)) return 0;
   const size_t end = static_cast<size_t>(offset) + static_cast<size_t>(count);
-  if (image.size() < end) image.resize(end, '\0');
+  if (image.size() < end && !phonecore::base::or_failure(false, [&] {
+        image.resize(end, '\0');
+        return true;
+      }))
+    return 0;
   std::memcpy(image.data() + offset, bytes, static_cast<size_t>(count));
   Fd out(open(path, O_WRONLY | O_TRUNC));
   if (!out.ok() || !write_all(out.get(), image.data(), image.size())) return 0;
@@ -217,9 +233,11 @@ int readFileToBuf(const char* name, char** buffer, int* size) {
 
 int readFileToBuf2(const char* name, char* buffer, int* size) {
   if (size == nullptr) return -1;
-  const int room = *size;
+  // *size is an output only; the buffer's room is READFILE_BUF2_MAX, one
+  // byte of it kept for the terminator.
+  constexpr int room = READFILE_BUF2_MAX - 1;
   *size = 0;
-  if (name == nullptr || buffer == nullptr || room <= 0) return -1;
+  if (name == nullptr || buffer == nullptr) return -1;
   Fd fd(open(appconfigs_path(name).c_str(), O_RDONLY));
   if (!fd.ok()) return -1;
   int n = 0;
@@ -229,7 +247,7 @@ int readFileToBuf2(const char* name, char* buffer, int* size) {
     if (got <= 0) break;
     n += static_cast<int>(got);
   }
-  if (n < room) buffer[n] = '\0';
+  buffer[n] = '\0';
   *size = n;
   return 0;
 }

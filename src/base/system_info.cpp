@@ -115,10 +115,10 @@ int popen_get_parm(const char* command, char* out) {
   return first_line(command, out, POPEN_LINE_SIZE) ? 0 : -1;
 }
 
-int popen_cmd_getstr(const char* command, char* out, int size) {
-  if (out == nullptr || size <= 0) return -1;
-  std::memset(out, 0, static_cast<size_t>(size));
-  return first_line(command, out, static_cast<size_t>(size)) ? 0 : -1;
+int popen_cmd_getstr(const char* command, char* out) {
+  if (out == nullptr) return -1;
+  std::memset(out, 0, POPEN_CMD_GETSTR_SIZE);
+  return first_line(command, out, POPEN_CMD_GETSTR_SIZE) ? 0 : -1;
 }
 
 unsigned long long GetDiskSize(const char* path, int which) {
@@ -196,13 +196,13 @@ int read_arp_table(ArpRecord* out, int max, int* count) {
   return 0;
 }
 
-int gethostnamebyip(const char* ip, char* out, int size) {
-  if (ip == nullptr || out == nullptr || size <= 0) return -1;
+int gethostnamebyip(const char* ip, char* out) {
+  if (ip == nullptr || out == nullptr) return -1;
   in_addr address{};
   if (inet_aton(ip, &address) == 0) return -1;
   const hostent* host = gethostbyaddr(&address, sizeof address, AF_INET);
   if (host == nullptr || host->h_name == nullptr) return -1;
-  std::snprintf(out, static_cast<size_t>(size), "%s", host->h_name);
+  std::snprintf(out, PHONECORE_HOSTNAME_MAX, "%s", host->h_name);
   return 0;
 }
 

@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/c_boundary.h"
 #include "phonecore/text.h"
 
 namespace phonecore::base {
@@ -197,17 +198,21 @@ int split_string_with_ESC(const char* text, char separator, StringArray* out, in
   if (escape_set == nullptr) escape_set = "=;:\\";
   SlotWriter slots(out, SPLIT_STRING_MAX);
   if (text == nullptr) return 0;
-  std::string token;
-  for (const char* p = text;; ++p) {
-    if (*p == '\0' || *p == separator) {
-      slots.add(token);
-      token.clear();
-      if (*p == '\0' || slots.full()) break;
-      continue;
+  // Without memory for a token, the tokens stored so far are the result.
+  or_failure(0, [&] {
+    std::string token;
+    for (const char* p = text;; ++p) {
+      if (*p == '\0' || *p == separator) {
+        slots.add(token);
+        token.clear();
+        if (*p == '\0' || slots.full()) break;
+        continue;
+      }
+      if (escape != 0 && *p == '\\' && p[1] != '\0' && std::strchr(escape_set, p[1]) != nullptr) ++p;
+      token.push_back(*p);
     }
-    if (escape != 0 && *p == '\\' && p[1] != '\0' && std::strchr(escape_set, p[1]) != nullptr) ++p;
-    token.push_back(*p);
-  }
+    return 0;
+  });
   return slots.count();
 }
 
@@ -284,13 +289,13 @@ char* my_strstr(const char* haystack, const char* needle) {
   return const_cast<char*>(std::strstr(haystack, needle));
 }
 
-int str_replace_me(const char* text, const char* from, const char* to, char* out, int out_size) {
-  if (text == nullptr || from == nullptr || to == nullptr || out == nullptr || out_size <= 0) return -1;
+int str_replace_me(const char* text, const char* from, const char* to, char* out) {
+  if (text == nullptr || from == nullptr || to == nullptr || out == nullptr) return -1;
   std::vector<size_t> found;
   if (*from != '\0' && !find_occurrences(text, from, found)) return -1;
   for (size_t i = 0; i < found.size(); ++i)
     std::printf("%s,%d, replace %zu \"%s\" at %zu with \"%s\"\n", __func__, __LINE__, i + 1, from, found[i], to);
-  write_replaced(text, from, to, found, out, out_size);
+  write_replaced(text, from, to, found, out, STR_REPLACE_ME_OUT_SIZE);
   return static_cast<int>(found.size());
 }
 
@@ -329,14 +334,14 @@ int checkValidIP(const char* ip) {
   return std::strcmp(back, ip) == 0 ? 0 : -1;
 }
 
-int parseSubStr(const char* text, const char* start, const char* end, char* out, int out_size) {
+int parseSubStr(const char* text, const char* start, const char* end, char* out) {
   if (text == nullptr || start == nullptr || end == nullptr || out == nullptr) return -1;
   const char* from = std::strstr(text, start);
   if (from == nullptr) return -1;
   from += std::strlen(start);
   const char* until = std::strstr(from, end);
   if (until == nullptr) return -1;
-  const size_t n = std::min(static_cast<size_t>(until - from), static_cast<size_t>(std::max(out_size, 0)));
+  const size_t n = std::min(static_cast<size_t>(until - from), static_cast<size_t>(PARSE_SUB_STR_MAX));
   std::memcpy(out, from, n);
   return static_cast<int>(n);
 }

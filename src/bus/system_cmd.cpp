@@ -72,7 +72,8 @@ int system_cmd_decode(const char* text, void (*on_reboot)(void), void (*on_upgra
 int find_pid_by_name(const char* name, pid_t* pids, int* count) {
   DIR* proc = opendir("/proc");
   if (proc == nullptr) return -1;
-  const int room = count != nullptr && pids != nullptr ? *count : 0;
+  // *count is an output only; the array's room is FIND_PID_MAX.
+  const int room = pids != nullptr ? FIND_PID_MAX : 0;
   int found = 0;
   while (const dirent* entry = readdir(proc)) {
     if (std::strcmp(entry->d_name, "..") == 0 || !std::isdigit(static_cast<unsigned char>(entry->d_name[0])))
@@ -80,13 +81,11 @@ int find_pid_by_name(const char* name, pid_t* pids, int* count) {
     char process[512];
     if (name == nullptr || !process_name(entry->d_name, process, sizeof process)) continue;
     if (std::strcmp(process, name) != 0) continue;
-    if (found < room) pids[found] = static_cast<pid_t>(std::strtol(entry->d_name, nullptr, 10));
-    ++found;
+    if (found < room) pids[found++] = static_cast<pid_t>(std::strtol(entry->d_name, nullptr, 10));
   }
   closedir(proc);
-  const int stored = found < room ? found : room;
-  if (count != nullptr) *count = stored;
-  return stored != 0 ? 0 : -1;
+  if (count != nullptr) *count = found;
+  return found != 0 ? 0 : -1;
 }
 
 int system_send_start_cmd(const char* command) {
