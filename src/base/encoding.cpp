@@ -11,6 +11,7 @@
 #include <iterator>
 #include <string>
 
+#include "base/c_boundary.h"
 #include "phonecore/text.h"
 
 namespace phonecore::base {
@@ -131,15 +132,18 @@ int utf8_check(const unsigned char* bytes, int length) {
 
 int isFileUTF8(const char* path) {
   if (path == nullptr) return 0;
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return 0;
-  const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  if (bytes.empty()) return 0;
-  bool non_ascii = false;
-  return complete_sequences(reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<int>(bytes.size()),
-                            &non_ascii)
-             ? 1
-             : 0;
+  // A file too large for memory reads as one that can't be checked.
+  return phonecore::base::or_failure(0, [&] {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) return 0;
+    const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    if (bytes.empty()) return 0;
+    bool non_ascii = false;
+    return complete_sequences(reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<int>(bytes.size()),
+                              &non_ascii)
+               ? 1
+               : 0;
+  });
 }
 
 int zlt_UTF8toGBK(const char* in, int in_size, char* out, int out_size) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/c_boundary.h"
 #include "base/profile_internal.h"
 #include "phonecore/profile.h"
 
@@ -113,21 +114,23 @@ int read_profile_string(const char* section, const char* key, char* out, int siz
   if (section == nullptr || *section == '\0' || key == nullptr || *key == '\0' || path == nullptr ||
       out == nullptr || size <= 0)
     return 0;
-  std::string image;
-  if (load_profile(path, image) == ProfileLoad::kOk) {
-    const ProfileHit hit = find_profile_key(image, section, key);
-    if (hit.key_found) {
-      const size_t n = std::min(hit.value_end - hit.value_start, static_cast<size_t>(size) - 1);
-      std::memcpy(out, image.data() + hit.value_start, n);
-      out[n] = '\0';
-      return 1;
+  return or_failure(0, [&] {
+    std::string image;
+    if (load_profile(path, image) == ProfileLoad::kOk) {
+      const ProfileHit hit = find_profile_key(image, section, key);
+      if (hit.key_found) {
+        const size_t n = std::min(hit.value_end - hit.value_start, static_cast<size_t>(size) - 1);
+        std::memcpy(out, image.data() + hit.value_start, n);
+        out[n] = '\0';
+        return 1;
+      }
     }
-  }
-  if (default_value != nullptr) {
-    std::strncpy(out, default_value, static_cast<size_t>(size));
-    out[size - 1] = '\0';
-  }
-  return 0;
+    if (default_value != nullptr) {
+      std::strncpy(out, default_value, static_cast<size_t>(size));
+      out[size - 1] = '\0';
+    }
+    return 0;
+  });
 }
 
 int read_profile_int(const char* section, const char* key, int default_value, const char* path) {
@@ -139,19 +142,21 @@ int read_profile_int(const char* section, const char* key, int default_value, co
 int write_profile_string(const char* section, const char* key, const char* value, const char* path) {
   if (section == nullptr || *section == '\0' || key == nullptr || *key == '\0' || path == nullptr) return 0;
   if (value == nullptr) value = "";
-  std::string image;
-  if (load_profile(path, image) == ProfileLoad::kTooLarge) return 0;
-  const ProfileHit hit = find_profile_key(image, section, key);
-  if (hit.key_found) {
-    image.replace(hit.value_start, hit.value_end - hit.value_start, value);
-  } else if (hit.section_found) {
-    image.insert(hit.content_start, std::string(key) + "=" + value + "\n");
-  } else {
-    image += (image.empty() ? "[" : "\n[") + std::string(section) + "]\n" + key + "=" + value + "\n";
-  }
-  // The work buffer is of the file's size limit.
-  if (image.size() >= PROFILE_FILE_MAX) return 0;
-  return write_image(path, image) ? 1 : 0;
+  return or_failure(0, [&] {
+    std::string image;
+    if (load_profile(path, image) == ProfileLoad::kTooLarge) return 0;
+    const ProfileHit hit = find_profile_key(image, section, key);
+    if (hit.key_found) {
+      image.replace(hit.value_start, hit.value_end - hit.value_start, value);
+    } else if (hit.section_found) {
+      image.insert(hit.content_start, std::string(key) + "=" + value + "\n");
+    } else {
+      image += (image.empty() ? "[" : "\n[") + std::string(section) + "]\n" + key + "=" + value + "\n";
+    }
+    // The work buffer is of the file's size limit.
+    if (image.size() >= PROFILE_FILE_MAX) return 0;
+    return write_image(path, image) ? 1 : 0;
+  });
 }
 
 char* IniRead(const char* path, const char* key, char* out) {

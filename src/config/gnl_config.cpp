@@ -9,6 +9,7 @@
 #include <string>
 #include <algorithm>
 
+#include "base/c_boundary.h"
 #include "config/gnl_config_internal.h"
 #include "config/gnl_frame.h"
 #include "phonecore/config.h"
@@ -48,8 +49,11 @@ json_object* parse_reply(const uint8_t* bytes, size_t size) {
   auto head = decode_gnl_head({bytes, size});
   if (!head) return nullptr;
   const size_t n = std::min<size_t>({head->data_length, size - kGnlHeaderSize, kGnlDataSize - 1});
-  std::string text(reinterpret_cast<const char*>(bytes) + kGnlHeaderSize, n);
-  return json_tokener_parse(text.c_str());
+  // No memory for the copy reads as no reply.
+  return phonecore::base::or_failure(static_cast<json_object*>(nullptr), [&] {
+    std::string text(reinterpret_cast<const char*>(bytes) + kGnlHeaderSize, n);
+    return json_tokener_parse(text.c_str());
+  });
 }
 
 }  // namespace phonecore::config
