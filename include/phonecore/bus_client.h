@@ -32,12 +32,19 @@ struct json_object;
 #define BUS_HOOK_COUNT 64
 #define BUS_PENDING_COUNT 32
 #define BUS_NAME_SIZE 32
+/* The largest payload a received packet can bring: a datagram is cut at
+ * 16384 bytes, header included. The room of the reply buffers of
+ * send_sjson_to_sip_hook_wait_buffer and voip_warnningist_get. */
+#define BUS_BUFFER_REPLY_MAX (16384 - BUS_PACKET_HEADER_SIZE)
 /* Room of a session's event buffer: one whole packet. */
 #define BUS_EVENT_PACKET_SIZE 16388
 
 /* What travels on the bus: a 16-byte header in native byte order and the
- * payload. Received packets are handed out as pointers to this layout; only
- * header + length bytes are valid there. */
+ * payload. A session's send buffer is one of these, with room for 16384
+ * payload bytes; the terminator behind a full payload is sent from a byte
+ * of its own. Received packets are handed out as pointers to this layout;
+ * only the datagram's bytes (header + length, at most 16384 in all) are
+ * valid there. */
 typedef struct BusPacket {
     uint16_t magic;   /* 767 */
     uint16_t seq;     /* 1 to 16384; a reply carries the request's */
@@ -46,7 +53,7 @@ typedef struct BusPacket {
     uint16_t dest;    /* bus id of the receiver; 65535 all */
     uint16_t source;  /* bus id of the sender */
     uint32_t length;  /* payload bytes, without the terminator */
-    uint8_t data[BUS_MAX_PAYLOAD + 1]; /* payload and its terminator */
+    uint8_t data[BUS_MAX_PAYLOAD];    /* payload; its terminator behind it */
 } BusPacket;
 
 /* Raw packets (kinds 1, 3 and 9) on the listener thread, and hook monitors
@@ -164,9 +171,11 @@ PHONECORE_API int hook_process_seq(MessageClient *client, uint16_t seq, const vo
 PHONECORE_API int hook_process_msgname(MessageClient *client, const char *name, const void *payload, int length);
 PHONECORE_API int hook_process_msgtype(MessageClient *client, const void *packet, int length);
 
-/* Waits. *length gets the element's length, or 0; a positive *length on
- * entry is taken as the capacity of destination, and a longer element is
- * cut to it. timeout_ms -1 waits without limit (wiat_hook only). */
+/* Waits. *length is an output only: set to 0, then to the element's
+ * length; whatever it holds on entry is ignored. destination must have
+ * room for the FIFO size given when the hook was armed (add_hook_*): no
+ * element of a hook is longer, and nothing is written past it.
+ * timeout_ms -1 waits without limit (wiat_hook only). */
 PHONECORE_API int wiat_hook(MessageClient *client, MsgHook *hook, void *destination, int *length, int timeout_ms);
 PHONECORE_API int wiat_hook_intant(MessageClient *client, MsgHook *hook, void *destination, int *length,
                                    int timeout_ms);

@@ -62,6 +62,10 @@ PHONECORE_API struct json_object *send_sjson_to_sip_wait(MessageClient *client, 
                                                          struct json_object *data, int timeout_ms);
 PHONECORE_API struct json_object *send_sjson_to_sip_hook_wait(MessageClient *client, const char *name,
                                                               struct json_object *data, int timeout_ms);
+/* A numeric request (kind 1) and its reply by msgtype: the reply's payload
+ * into out (BUS_BUFFER_REPLY_MAX bytes, see bus_client.h), its length into *out_length
+ * (written only). 0, or -1. A NULL client answers -1 without taking data
+ * over: the caller still owns it then. One caller at a time per process. */
 PHONECORE_API int send_sjson_to_sip_hook_wait_buffer(MessageClient *client, const char *name, int msgtype,
                                                      struct json_object *data, void *out, int *out_length,
                                                      int timeout_ms);

@@ -35,7 +35,7 @@ typedef struct UdpListener {
     int32_t run;                       /* 1 while the listener is to go on */
     int32_t running;                   /* 1 while the thread lives */
     int32_t socket;                    /* socket descriptor */
-    struct sockaddr_in *local_address; /* the address in use while bound */
+    struct sockaddr_in *local_address; /* the address in use; set once bound */
     pthread_t thread;
     void *user;                        /* first argument of the handler */
 } UdpListener;

@@ -80,9 +80,12 @@ PHONECORE_API int voip_tip_info_get3(MessageClient *client, char *number_text, i
 PHONECORE_API int voip_voice_get_power(MessageClient *client, int *power);
 /* 0, or -1 when no reply came or it names another variable. */
 PHONECORE_API int voip_in_val_get(MessageClient *client, int variable, int *value);
-/* The binary warning list into out (which must hold it), its size into
- * *out_length. 1, or 0 on failure. */
-PHONECORE_API int voip_warnningist_get(MessageClient *client, int is_cleared, void *out, int *out_length);
+/* Room of the out buffer of voip_warnningist_get: the longest payload a
+ * reply packet can bring. */
+#define VOIP_WARNNINGIST_MAX BUS_BUFFER_REPLY_MAX
+/* The binary warning list into out (VOIP_WARNNINGIST_MAX bytes). 1, or 0
+ * on failure (out untouched then). */
+PHONECORE_API int voip_warnningist_get(MessageClient *client, int is_cleared, void *out);
 
 /* Local, no bus. */
 /* The current volume as a level 0 to 15 into *level when it lies in 0.0

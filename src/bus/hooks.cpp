@@ -122,16 +122,19 @@ MsgHook* add_hook(MessageClient* c, uint32_t type, uint16_t key, const char* nam
   return nullptr;
 }
 
-// Reads one element of a hook; an element longer than a positive capacity
-// is cut to it.
-int read_hook(MsgHook& h, void* dest, int capacity, int* length) {
-  const size_t cap = capacity > 0 ? static_cast<size_t>(capacity) : SIZE_MAX;
-  return fifo_read_bounded(load(h.hook_fifo), dest, cap, length, nullptr);
+// Reads one element of a hook into dest, at most capacity bytes (0: as
+// much as the hook's FIFO can hold, which is the room a caller of the
+// waits gives).
+int read_hook(MsgHook& h, void* dest, size_t capacity, int* length) {
+  NewFifo* fifo = load(h.hook_fifo);
+  if (fifo == nullptr) return -1;
+  const size_t room = capacity > 0 ? capacity : static_cast<size_t>(fifo->size);
+  return fifo_read_bounded(fifo, dest, room, length, nullptr);
 }
 
 // Polls a hook every 5 ms until an element came or the limit is over (-1:
-// no limit). Returns the element's length, or 0.
-int poll_hook(MsgHook& h, void* dest, int capacity, int* length, int timeout_ms) {
+// no limit). Returns the element's length, or 0; *length is the same.
+int poll_hook(MsgHook& h, void* dest, size_t capacity, int* length, int timeout_ms) {
   const long long start = now_ms();
   for (;;) {
     int got = 0;
@@ -144,6 +147,23 @@ int poll_hook(MsgHook& h, void* dest, int capacity, int* length, int timeout_ms)
   }
 }
 
+// wiat_hook_intant with the room of dest known to the caller (0: the
+// hook's FIFO size).
+int wait_hook_once(MessageClient* c, MsgHook* h, void* dest, size_t capacity, int* length, int timeout_ms) {
+  *length = 0;
+  int got = 0;
+  const bool locked = timeout_ms > 0;
+  if (locked) {
+    // A second waiter of the same name blocks here until the first has
+    // removed the hook, then finds no FIFO and runs into its limit.
+    pthread_mutex_lock(&h->wait_mutex);
+    got = poll_hook(*h, dest, capacity, length, timeout_ms);
+  }
+  del_hook(c, h);
+  if (locked) pthread_mutex_unlock(&h->wait_mutex);
+  return got;
+}
+
 void* hook_monitor_thread(void* arg) {
   auto* h = static_cast<MsgHook*>(arg);
   store(h->monitor_running, 1);
@@ -151,6 +171,7 @@ void* hook_monitor_thread(void* arg) {
     int length = 0;
     uint8_t* buffer = load(h->monitor_buffer);
     BusPacketCallback callback = load(h->monitor_callback);
+    // The monitor's buffer is larger than the FIFO: a whole element fits.
     if (buffer != nullptr && read_hook(*h, buffer, 0, &length) > 0 && callback != nullptr) {
       uint16_t source, msgtype;
       std::memcpy(&source, buffer + 10, sizeof source);
@@ -431,39 +452,29 @@ int del_all_hook(MessageClient* c) {
 }
 
 int wiat_hook(MessageClient* c, MsgHook* h, void* dest, int* length, int timeout_ms) {
+  // *length is an output only; dest has room for the hook's FIFO size.
+  if (length != nullptr) *length = 0;
   if (h == nullptr || dest == nullptr || length == nullptr) return 0;
-  const int capacity = *length;
-  *length = 0;
-  const int got = poll_hook(*h, dest, capacity, length, timeout_ms);
+  const int got = poll_hook(*h, dest, 0, length, timeout_ms);
   // Only a hook by seq is used once; the others stay armed.
   if (load(h->hook_type) == kHookBySeq) del_hook(c, h);
   return got;
 }
 
 int wiat_hook_intant(MessageClient* c, MsgHook* h, void* dest, int* length, int timeout_ms) {
+  if (length != nullptr) *length = 0;
   if (h == nullptr || dest == nullptr || length == nullptr) return 0;
-  const int capacity = *length;
-  *length = 0;
-  int got = 0;
-  const bool locked = timeout_ms > 0;
-  if (locked) {
-    // A second waiter of the same name blocks here until the first has
-    // removed the hook, then finds no FIFO and runs into its limit.
-    pthread_mutex_lock(&h->wait_mutex);
-    got = poll_hook(*h, dest, capacity, length, timeout_ms);
-  }
-  del_hook(c, h);
-  if (locked) pthread_mutex_unlock(&h->wait_mutex);
-  return got;
+  return wait_hook_once(c, h, dest, 0, length, timeout_ms);
 }
 
 int wait_msgname_reply(MessageClient* c, const char* name, void* buffer, int buffer_size, int timeout_ms) {
   if (buffer == nullptr || buffer_size < 1) return -1;
   MsgHook* h = add_hook_bymsgname(c, name, buffer_size, 2);
   if (h == nullptr) return -1;
-  // One byte stays free for the terminator.
-  int length = buffer_size - 1;
-  if (wiat_hook_intant(c, h, buffer, &length, timeout_ms) < 1) return -1;
+  // One byte stays free for the terminator: an element of the whole FIFO
+  // size is cut by one.
+  int length = 0;
+  if (wait_hook_once(c, h, buffer, static_cast<size_t>(buffer_size) - 1, &length, timeout_ms) < 1) return -1;
   static_cast<char*>(buffer)[length] = 0;
   return length;
 }

@@ -143,10 +143,8 @@ json_object* send_sjson_to_sip_hook_wait(MessageClient* c, const char* name, jso
 
 int send_sjson_to_sip_hook_wait_buffer(MessageClient* c, const char* name, int msgtype, json_object* data, void* out,
                                        int* out_length, int timeout_ms) {
-  if (c == nullptr) {
-    json_object_put(data);
-    return -1;
-  }
+  // No session: the data stays the caller's.
+  if (c == nullptr) return -1;
   const uint32_t start = system_get_times_msec();
   char text[kRequestText] = {};
   int length = 0;
@@ -155,10 +153,8 @@ int send_sjson_to_sip_hook_wait_buffer(MessageClient* c, const char* name, int m
   send_message(c, kBusIdSip, number, text, length);
   MsgHook* h = add_hook_bymsgtype(c, number, kBufferWaitFifo, 2);
   int got = 0;
-  if (h != nullptr) {
-    got = sizeof g_buffer_reply;
-    wiat_hook_intant(c, h, g_buffer_reply, &got, timeout_ms);
-  }
+  static_assert(sizeof g_buffer_reply >= kBufferWaitFifo, "the global buffer holds any element of the hook");
+  if (h != nullptr) wiat_hook_intant(c, h, g_buffer_reply, &got, timeout_ms);
   if (got > static_cast<int>(kPacketHeaderSize) && out != nullptr) {
     BusPacketHeader head;
     std::memcpy(&head, g_buffer_reply, sizeof head);
@@ -196,7 +192,7 @@ int send_string_and_wait(MessageClient* c, uint16_t dest, uint16_t msgtype, cons
     MsgHook* h = add_hook_bymsgname(c, reply_name, kStringWaitReply, 2);
     if (h == nullptr) return -1;
     char buffer[kStringWaitReply + 1] = {};
-    int got = kStringWaitReply;
+    int got = 0;
     if (wiat_hook_intant(c, h, buffer, &got, timeout_ms) < 1) return -1;
     // A reply within the same millisecond cannot answer this send: it is a
     // late one of an earlier request, and the exchange starts again.

@@ -85,17 +85,12 @@ int udp_start_threadreal(UdpListener* l) {
   local.sin_family = AF_INET;
   local.sin_addr.s_addr = inet_addr(l->address != nullptr ? l->address : "0.0.0.0");
   local.sin_port = htons(static_cast<uint16_t>(l->port & 0xFFFF));
-  l->local_address = &local;
   int one = 1;
   int r = setsockopt(fd, SOL_SOCKET, SO_BROADCAST, &one, sizeof one);
-  if (r != 0) {
-    l->local_address = nullptr;
-    return r;
-  }
+  if (r != 0) return r;
   if (setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one) != 0) {
     close(fd);
     store(l->socket, -1);
-    l->local_address = nullptr;
     return -1;
   }
   if (bind(fd, reinterpret_cast<sockaddr*>(&local), sizeof local) != 0) {
@@ -104,14 +99,17 @@ int udp_start_threadreal(UdpListener* l) {
     // The number may be handed to another descriptor at once: it must not
     // be shut down or closed again by a stop.
     store(l->socket, -1);
-    l->local_address = nullptr;
     return -1;
   }
+  // local_address is set once the socket is bound and cleared before it
+  // closes: the owner of the listener waits on it to know that datagrams
+  // to the port are received.
+  store(l->local_address, &local);
   sockaddr_in sender{};
   do_echo(reinterpret_cast<sockaddr*>(&sender), sizeof sender, l);
   // The stop has shut the socket down; this thread, the only one that
   // reads it, closes it before the stop sees the thread end.
-  l->local_address = nullptr;
+  store(l->local_address, static_cast<sockaddr_in*>(nullptr));
   close(fd);
   return fd;
 }

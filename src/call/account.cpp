@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
 
 #include "bus/atomic_field.h"
@@ -86,12 +87,17 @@ void replace_stars(char* text) {
 
 // A member text for "default/voiplist.cfg": cut to 63 bytes, without white
 // space at either end.
-std::string trimmed(const char* text) {
-  std::string s(text, strnlen(text, kTextField - 1));
-  size_t b = 0, e = s.size();
-  while (b < e && std::isspace(static_cast<unsigned char>(s[b]))) ++b;
-  while (e > b && std::isspace(static_cast<unsigned char>(s[e - 1]))) --e;
-  return s.substr(b, e - b);
+struct TrimmedText {
+  char text[kTextField];
+};
+TrimmedText trimmed(const char* text) {
+  const size_t n = strnlen(text, kTextField - 1);
+  size_t b = 0, e = n;
+  while (b < e && std::isspace(static_cast<unsigned char>(text[b]))) ++b;
+  while (e > b && std::isspace(static_cast<unsigned char>(text[e - 1]))) --e;
+  TrimmedText out{};
+  std::memcpy(out.text, text + b, e - b);
+  return out;
 }
 
 // Stores each member of from into to, by its JSON type; other members of
@@ -114,7 +120,7 @@ void merge_members(json_object* to, json_object* from) {
         copy = json_tokener_parse(json_object_to_json_string(value));
         break;
       case json_type_string:
-        copy = json_object_new_string(trimmed(json_object_get_string(value)).c_str());
+        copy = json_object_new_string(trimmed(json_object_get_string(value)).text);
         break;
       default:
         break;
@@ -186,9 +192,12 @@ using namespace phonecore::call;
 extern "C" {
 
 int voip_account_get_real(MessageClient* c, void* destination, int* bytes) {
-  // The reply lands in a buffer of the bus size first; the caller gets at
-  // most the four records that this request reports.
-  static uint8_t reply[phonecore::bus::kMaxPayload];
+  // The reply lands in a buffer of the reply size first, per call; the
+  // caller gets at most the four records that this request reports.
+  std::unique_ptr<uint8_t, decltype(&std::free)> buffer(static_cast<uint8_t*>(std::malloc(BUS_BUFFER_REPLY_MAX)),
+                                                        &std::free);
+  uint8_t* reply = buffer.get();
+  if (reply == nullptr) return 0;
   int got = 0;
   if (send_sjson_to_sip_hook_wait_buffer(c, "account_get", kMsgtypeBinary, nullptr, reply, &got,
                                          buffer_request_limit_ms()) != 0)

@@ -338,9 +338,12 @@ int voip_in_val_get(MessageClient* c, int variable, int* value) {
   return result;
 }
 
-int voip_warnningist_get(MessageClient* c, int is_cleared, void* out, int* out_length) {
+int voip_warnningist_get(MessageClient* c, int is_cleared, void* out) {
+  // No session: nothing is built, so nothing is left over.
+  if (c == nullptr) return 0;
+  int length = 0;
   const int got = send_sjson_to_sip_hook_wait_buffer(c, "warnningist_get", kMsgtypeBinary,
-                                                     make_simple_data2(3, 1, "isCleard", is_cleared), out, out_length,
+                                                     make_simple_data2(3, 1, "isCleard", is_cleared), out, &length,
                                                      buffer_request_limit_ms());
   return got == 0 ? 1 : 0;
 }
