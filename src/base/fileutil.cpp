@@ -94,20 +94,20 @@ using namespace phonecore::base;
 
 extern "C" {
 
-int check_if_fileexit(const char* path) { return path != nullptr && access(path, F_OK) == 0 ? 1 : 0; }
+int check_if_fileexit(const char* path) noexcept { return path != nullptr && access(path, F_OK) == 0 ? 1 : 0; }
 
-int is_dir(const char* path) {
+int is_dir(const char* path) noexcept {
   struct stat st {};
   return path != nullptr && stat(path, &st) == 0 && S_ISDIR(st.st_mode) ? 1 : 0;
 }
 
-long get_file_size(const char* path) {
+long get_file_size(const char* path) noexcept {
   struct stat st {};
   if (path == nullptr || stat(path, &st) != 0) return -1;
   return static_cast<long>(st.st_size);
 }
 
-int copy_file(const char* target, const char* source) {
+int copy_file(const char* target, const char* source) noexcept {
   std::unique_ptr<char, decltype(&std::free)> block(static_cast<char*>(std::malloc(kCopyBlock)), &std::free);
   if (!block) return -1;
   if (source == nullptr) return 2;
@@ -131,7 +131,7 @@ int copy_file(const char* target, const char* source) {
   return 0;
 }
 
-int copy_dir(const char* source, const char* target) {
+int copy_dir(const char* source, const char* target) noexcept {
   if (source == nullptr || target == nullptr) return -1;
   char from[kDirPathSize];
   char to[kDirPathSize];
@@ -174,7 +174,7 @@ int copy_dir(const char* source, const char* target) {
   return result;
 }
 
-int modify_binfile(const char* path, long offset, const void* bytes, int count) {
+int modify_binfile(const char* path, long offset, const void* bytes, int count) noexcept {
   std::string image;
   if (path == nullptr || bytes == nullptr || offset < 0 || count < 0 || !read_whole(path, image)) return 0;
   const size_t end = static_cast<size_t>(offset) + static_cast<size_t>(count);
@@ -191,7 +191,7 @@ int modify_binfile(const char* path, long offset, const void* bytes, int count) 
   return 0;
 }
 
-int write_proc(const char* path, const char* text) {
+int write_proc(const char* path, const char* text) noexcept {
   if (path == nullptr || text == nullptr) return 2;
   Fd fd(open(path, O_WRONLY));
   if (!fd.ok()) return 2;
@@ -200,23 +200,23 @@ int write_proc(const char* path, const char* text) {
   return 0;
 }
 
-int proc_read(int fd, void* buffer, int length) {
+int proc_read(int fd, void* buffer, int length) noexcept {
   if (fd < 1 || buffer == nullptr || length < 0) return -1;
   return read(fd, buffer, static_cast<size_t>(length)) < 0 ? -1 : 0;
 }
 
-int proc_write(int fd, const void* buffer, int length) {
+int proc_write(int fd, const void* buffer, int length) noexcept {
   if (fd < 1 || buffer == nullptr || length < 0) return -1;
   return write(fd, buffer, static_cast<size_t>(length)) < 0 ? -1 : 0;
 }
 
-int write_line(const char* path, const char* text) {
+int write_line(const char* path, const char* text) noexcept {
   if (path == nullptr || text == nullptr) return -1;
   Fd fd(open(path, O_WRONLY | O_CREAT | O_APPEND, 0644));
   return fd.ok() && write_all(fd.get(), text, std::strlen(text)) ? 0 : -1;
 }
 
-int readFileToBuf(const char* name, char** buffer, int* size) {
+int readFileToBuf(const char* name, char** buffer, int* size) noexcept {
   if (name == nullptr || buffer == nullptr || size == nullptr) return -1;
   std::free(*buffer);
   *buffer = nullptr;
@@ -231,7 +231,7 @@ int readFileToBuf(const char* name, char** buffer, int* size) {
   return 0;
 }
 
-int readFileToBuf2(const char* name, char* buffer, int* size) {
+int readFileToBuf2(const char* name, char* buffer, int* size) noexcept {
   if (size == nullptr) return -1;
   // *size is an output only; the buffer's room is READFILE_BUF2_MAX, one
   // byte of it kept for the terminator.
@@ -252,7 +252,7 @@ int readFileToBuf2(const char* name, char* buffer, int* size) {
   return 0;
 }
 
-int writeFileToBuf(const char* name, const char* buffer, int size) {
+int writeFileToBuf(const char* name, const char* buffer, int size) noexcept {
   if (name == nullptr || buffer == nullptr || size < 0) return -1;
   Fd fd(open(appconfigs_path(name).c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644));
   if (!fd.ok() || !write_all(fd.get(), buffer, static_cast<size_t>(size))) return -1;

@@ -47,7 +47,7 @@ using namespace phonecore::base;
 
 extern "C" {
 
-void ZKMD5Init(ZKMD5_CTX* context) {
+void ZKMD5Init(ZKMD5_CTX* context) noexcept {
   context->count[0] = context->count[1] = 0;
   context->state[0] = 0x67452301;
   context->state[1] = 0xefcdab89;
@@ -55,7 +55,7 @@ void ZKMD5Init(ZKMD5_CTX* context) {
   context->state[3] = 0x10325476;
 }
 
-void ZKMD5Update(ZKMD5_CTX* context, const unsigned char* input, unsigned int length) {
+void ZKMD5Update(ZKMD5_CTX* context, const unsigned char* input, unsigned int length) noexcept {
   if (input == nullptr || length == 0) return;
   unsigned int index = (context->count[0] >> 3) & 0x3f;  // bytes already in the buffer
   const uint32_t bits = static_cast<uint32_t>(length) << 3;
@@ -73,7 +73,7 @@ void ZKMD5Update(ZKMD5_CTX* context, const unsigned char* input, unsigned int le
   std::memcpy(&context->buffer[index], &input[done], length - done);
 }
 
-void ZKMD5Final(unsigned char digest[ZKMD5_DIGEST_SIZE], ZKMD5_CTX* context) {
+void ZKMD5Final(unsigned char digest[ZKMD5_DIGEST_SIZE], ZKMD5_CTX* context) noexcept {
   unsigned char bits[8];
   ZKMD5Encode(bits, context->count, 8);
   // Pad to 56 bytes modulo 64, then the length in bits.
@@ -85,7 +85,7 @@ void ZKMD5Final(unsigned char digest[ZKMD5_DIGEST_SIZE], ZKMD5_CTX* context) {
   std::memset(context, 0, sizeof *context);
 }
 
-void ZKMD5Transform(uint32_t state[4], const unsigned char block[64]) {
+void ZKMD5Transform(uint32_t state[4], const unsigned char block[64]) noexcept {
   uint32_t a = state[0], b = state[1], c = state[2], d = state[3];
   uint32_t x[16];
   ZKMD5Decode(x, block, kBlock);
@@ -164,7 +164,7 @@ void ZKMD5Transform(uint32_t state[4], const unsigned char block[64]) {
   state[3] += d;
 }
 
-void ZKMD5Encode(unsigned char* output, const uint32_t* input, unsigned int length) {
+void ZKMD5Encode(unsigned char* output, const uint32_t* input, unsigned int length) noexcept {
   for (unsigned int n = 0, j = 0; j < length; ++n, j += 4) {
     output[j] = static_cast<unsigned char>(input[n] & 0xff);
     output[j + 1] = static_cast<unsigned char>((input[n] >> 8) & 0xff);
@@ -173,14 +173,14 @@ void ZKMD5Encode(unsigned char* output, const uint32_t* input, unsigned int leng
   }
 }
 
-void ZKMD5Decode(uint32_t* output, const unsigned char* input, unsigned int length) {
+void ZKMD5Decode(uint32_t* output, const unsigned char* input, unsigned int length) noexcept {
   for (unsigned int n = 0, j = 0; j < length; ++n, j += 4) {
     output[n] = static_cast<uint32_t>(input[j]) | (static_cast<uint32_t>(input[j + 1]) << 8) |
                 (static_cast<uint32_t>(input[j + 2]) << 16) | (static_cast<uint32_t>(input[j + 3]) << 24);
   }
 }
 
-int calculateStringMd5(const void* data, unsigned int length, char* out) {
+int calculateStringMd5(const void* data, unsigned int length, char* out) noexcept {
   if (out == nullptr) return -1;
   ZKMD5_CTX context;
   ZKMD5Init(&context);
@@ -191,7 +191,7 @@ int calculateStringMd5(const void* data, unsigned int length, char* out) {
   return 0;
 }
 
-int calculateFileMd5(const char* path, char* out) {
+int calculateFileMd5(const char* path, char* out) noexcept {
   if (path == nullptr || out == nullptr) return -1;
   const int fd = open(path, O_RDONLY);
   if (fd < 0) {

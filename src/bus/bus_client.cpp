@@ -215,7 +215,8 @@ bool wait_until_bound(UdpListener& l) {
 
 extern "C" {
 
-MessageClient* request_pc_connect(uint16_t id, uint64_t mask, BusPacketCallback raw_callback, const char* name) {
+MessageClient* request_pc_connect(uint16_t id, uint64_t mask, BusPacketCallback raw_callback,
+                                  const char* name) noexcept {
   auto* c = static_cast<MessageClient*>(std::malloc(sizeof(MessageClient)));
   if (c == nullptr) return nullptr;
   std::optional<BusControlReply> reply;
@@ -264,7 +265,7 @@ MessageClient* request_pc_connect(uint16_t id, uint64_t mask, BusPacketCallback 
   return c;
 }
 
-int request_pc_disconnect(MessageClient* c) {
+int request_pc_disconnect(MessageClient* c) noexcept {
   if (c == nullptr) return -1;
   auto reply = control_exchange(c->client_id, kControlDisconnect, c->session_mask);
   udp_listen_thread_stop(&c->listener, nullptr);
@@ -280,11 +281,12 @@ int request_pc_disconnect(MessageClient* c) {
   return reply ? 0 : -1;
 }
 
-int send_message(MessageClient* c, uint16_t dest, uint16_t msgtype, const void* data, int length) {
+int send_message(MessageClient* c, uint16_t dest, uint16_t msgtype, const void* data, int length) noexcept {
   return send_message2(c, dest, msgtype, 1, data, length);
 }
 
-int send_message2(MessageClient* c, uint16_t dest, uint16_t msgtype, uint16_t kind, const void* data, int length) {
+int send_message2(MessageClient* c, uint16_t dest, uint16_t msgtype, uint16_t kind, const void* data,
+                  int length) noexcept {
   if (c == nullptr) return -1;
   const uint16_t seq = next_seq(c);
   send_packet(c, seq, dest, msgtype, kind, data, length, true);
@@ -292,25 +294,26 @@ int send_message2(MessageClient* c, uint16_t dest, uint16_t msgtype, uint16_t ki
 }
 
 int send_message3(MessageClient* c, uint16_t dest, uint16_t msgtype, uint16_t kind, uint16_t seq, const void* data,
-                  int length) {
+                  int length) noexcept {
   if (c == nullptr) return -1;
   c->seq_counter = static_cast<uint16_t>(c->seq_counter + 1);
   send_packet(c, seq, dest, msgtype, kind, data, length, false);
   return seq;
 }
 
-int send_message_back(MessageClient* c, const BusPacket* request, uint16_t kind, const void* data, int length) {
+int send_message_back(MessageClient* c, const BusPacket* request, uint16_t kind, const void* data,
+                      int length) noexcept {
   return send_message_back2(c, request, 0, kind, data, length);
 }
 
 int send_message_back2(MessageClient* c, const BusPacket* request, uint16_t msgtype, uint16_t kind, const void* data,
-                       int length) {
+                       int length) noexcept {
   if (c == nullptr || request == nullptr) return -1;
   send_packet(c, request->seq, request->source, msgtype, kind, data, length, true);
   return 0;
 }
 
-int instant_message_send(uint16_t dest, uint16_t msgtype, uint16_t kind, const void* data, int length) {
+int instant_message_send(uint16_t dest, uint16_t msgtype, uint16_t kind, const void* data, int length) noexcept {
   const size_t n = data != nullptr && length > 0 ? static_cast<size_t>(length) : 0;
   const size_t size = kPacketHeaderSize + n + 1;
   auto* buffer = static_cast<uint8_t*>(std::calloc(1, size));

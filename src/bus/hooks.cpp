@@ -324,12 +324,12 @@ ClientFunRow clientfun_list[] = {
 };
 static_assert(std::size(clientfun_list) == 13, "twelve events and the end row");
 
-int add_callback_fun(ClientOps* table) {
+int add_callback_fun(ClientOps* table) noexcept {
   store(pClientOps, table);
   return 0;
 }
 
-int hook_process_msgtype(MessageClient* c, const void* packet, int length) {
+int hook_process_msgtype(MessageClient* c, const void* packet, int length) noexcept {
   if (c == nullptr || packet == nullptr || length < static_cast<int>(kPacketHeaderSize)) return 0;
   uint16_t msgtype;
   std::memcpy(&msgtype, static_cast<const uint8_t*>(packet) + 4, sizeof msgtype);
@@ -338,21 +338,21 @@ int hook_process_msgtype(MessageClient* c, const void* packet, int length) {
   return 0;
 }
 
-int hook_process_seq(MessageClient* c, uint16_t seq, const void* packet, int length) {
+int hook_process_seq(MessageClient* c, uint16_t seq, const void* packet, int length) noexcept {
   if (c == nullptr) return 0;
   for (MsgHook& h : c->hooks)
     if (load(h.hook_type) == kHookBySeq && load(h.hook_seq) == seq) write_to_hook(h, packet, length);
   return 0;
 }
 
-int hook_process_msgname(MessageClient* c, const char* name, const void* payload, int length) {
+int hook_process_msgname(MessageClient* c, const char* name, const void* payload, int length) noexcept {
   if (c == nullptr || name == nullptr) return 0;
   for (MsgHook& h : c->hooks)
     if (load(h.hook_type) == kHookByName && name_equals(h, name)) write_to_hook(h, payload, length);
   return 0;
 }
 
-int client_call_back(void* user, struct sockaddr_in*, char* received, int length, char*, int* reply_length) {
+int client_call_back(void* user, struct sockaddr_in*, char* received, int length, char*, int* reply_length) noexcept {
   auto* c = static_cast<MessageClient*>(user);
   if (reply_length != nullptr) *reply_length = 0;
   // A datagram shorter than a header is no packet.
@@ -384,7 +384,7 @@ int client_call_back(void* user, struct sockaddr_in*, char* received, int length
   return 0;
 }
 
-void* ClientCallBack(void* arg) {
+void* ClientCallBack(void* arg) noexcept {
   auto* c = static_cast<MessageClient*>(arg);
   store(c->dispatch_running, 1);
   while (load(c->dispatch_stop) == 0) {
@@ -396,20 +396,20 @@ void* ClientCallBack(void* arg) {
   return nullptr;
 }
 
-MsgHook* add_hook_byseq(MessageClient* c, uint16_t seq, int size, int slots) {
+MsgHook* add_hook_byseq(MessageClient* c, uint16_t seq, int size, int slots) noexcept {
   return add_hook(c, kHookBySeq, seq, nullptr, size, slots);
 }
 
-MsgHook* add_hook_bymsgname(MessageClient* c, const char* name, int size, int slots) {
+MsgHook* add_hook_bymsgname(MessageClient* c, const char* name, int size, int slots) noexcept {
   if (name == nullptr) return nullptr;
   return add_hook(c, kHookByName, 0, name, size, slots);
 }
 
-MsgHook* add_hook_bymsgtype(MessageClient* c, uint16_t msgtype, int size, int slots) {
+MsgHook* add_hook_bymsgtype(MessageClient* c, uint16_t msgtype, int size, int slots) noexcept {
   return add_hook(c, kHookByMsgtype, msgtype, nullptr, size, slots);
 }
 
-int add_hook_monitor_thread(MsgHook* h, BusPacketCallback callback) {
+int add_hook_monitor_thread(MsgHook* h, BusPacketCallback callback) noexcept {
   if (h == nullptr) return -1;
   store(h->monitor_callback, callback);
   int r = pthread_create(&h->monitor_thread, nullptr, hook_monitor_thread, h);
@@ -421,14 +421,14 @@ int add_hook_monitor_thread(MsgHook* h, BusPacketCallback callback) {
   return 0;
 }
 
-int del_hook_monitor_thread(MsgHook* h) {
+int del_hook_monitor_thread(MsgHook* h) noexcept {
   if (h == nullptr) return 0;
   store(h->hook_type, kHookFree);
   while (load(h->monitor_running) == 1) usleep(kMonitorStopPollUs);
   return 0;
 }
 
-int del_hook(MessageClient* c, MsgHook* h) {
+int del_hook(MessageClient* c, MsgHook* h) noexcept {
   if (c == nullptr || !own_hook(c, h)) return 0;
   store(h->hook_type, kHookFree);
   usleep(kPollUs);
@@ -444,14 +444,14 @@ int del_hook(MessageClient* c, MsgHook* h) {
   return 0;
 }
 
-int del_all_hook(MessageClient* c) {
+int del_all_hook(MessageClient* c) noexcept {
   if (c == nullptr) return 0;
   for (MsgHook& h : c->hooks)
     if (load(h.hook_type) != kHookFree) del_hook(c, &h);
   return 0;
 }
 
-int wiat_hook(MessageClient* c, MsgHook* h, void* dest, int* length, int timeout_ms) {
+int wiat_hook(MessageClient* c, MsgHook* h, void* dest, int* length, int timeout_ms) noexcept {
   // *length is an output only; dest has room for the hook's FIFO size.
   if (length != nullptr) *length = 0;
   if (h == nullptr || dest == nullptr || length == nullptr) return 0;
@@ -461,13 +461,13 @@ int wiat_hook(MessageClient* c, MsgHook* h, void* dest, int* length, int timeout
   return got;
 }
 
-int wiat_hook_intant(MessageClient* c, MsgHook* h, void* dest, int* length, int timeout_ms) {
+int wiat_hook_intant(MessageClient* c, MsgHook* h, void* dest, int* length, int timeout_ms) noexcept {
   if (length != nullptr) *length = 0;
   if (h == nullptr || dest == nullptr || length == nullptr) return 0;
   return wait_hook_once(c, h, dest, 0, length, timeout_ms);
 }
 
-int wait_msgname_reply(MessageClient* c, const char* name, void* buffer, int buffer_size, int timeout_ms) {
+int wait_msgname_reply(MessageClient* c, const char* name, void* buffer, int buffer_size, int timeout_ms) noexcept {
   if (buffer == nullptr || buffer_size < 1) return -1;
   MsgHook* h = add_hook_bymsgname(c, name, buffer_size, 2);
   if (h == nullptr) return -1;
@@ -479,7 +479,7 @@ int wait_msgname_reply(MessageClient* c, const char* name, void* buffer, int buf
   return length;
 }
 
-int wait_response(MessageClient* c, uint16_t seq, int ticks) {
+int wait_response(MessageClient* c, uint16_t seq, int ticks) noexcept {
   if (c == nullptr) return 0;
   // The seq goes into every free entry; the last of them is watched (entry
   // 0 when none was free). One wait thus takes the whole table.

@@ -46,7 +46,8 @@ using namespace phonecore::bus;
 
 extern "C" {
 
-int system_cmd_decode(const char* text, void (*on_reboot)(void), void (*on_upgrade)(int), void (*on_reset)(int)) {
+int system_cmd_decode(const char* text, void (*on_reboot)(void), void (*on_upgrade)(int),
+                      void (*on_reset)(int)) noexcept {
   if (text == nullptr) return -1;
   json_object* root = json_tokener_parse(text);
   if (root == nullptr) return -1;
@@ -69,7 +70,7 @@ int system_cmd_decode(const char* text, void (*on_reboot)(void), void (*on_upgra
   return -1;
 }
 
-int find_pid_by_name(const char* name, pid_t* pids, int* count) {
+int find_pid_by_name(const char* name, pid_t* pids, int* count) noexcept {
   DIR* proc = opendir("/proc");
   if (proc == nullptr) return -1;
   // *count is an output only; the array's room is FIND_PID_MAX.
@@ -88,7 +89,7 @@ int find_pid_by_name(const char* name, pid_t* pids, int* count) {
   return found != 0 ? 0 : -1;
 }
 
-int system_send_start_cmd(const char* command) {
+int system_send_start_cmd(const char* command) noexcept {
   // One command at a time: the starter deletes the file once it has read
   // it.
   while (check_if_fileexit(kStartMailbox)) usleep(kMailboxPollUs);
@@ -96,7 +97,7 @@ int system_send_start_cmd(const char* command) {
   return 0;
 }
 
-int SystemGetVersion(char* destination) {
+int SystemGetVersion(char* destination) noexcept {
   if (destination == nullptr) return 0;
   json_object* root = read_gnl_config_json("quorbit_ota.cfg");
   const char* version = root != nullptr ? get_string_from_json(root, 2, "QuorbitOta", "sw_version") : nullptr;
@@ -105,14 +106,14 @@ int SystemGetVersion(char* destination) {
   return 0;
 }
 
-int get_web_lang(char* destination) {
+int get_web_lang(char* destination) noexcept {
   if (destination == nullptr) return 0;
   if (read_profile_string("system_info", "lang", destination, WEB_LANG_SIZE, "", "/appconfigs/etc/webauth.cfg") == 0)
     std::snprintf(destination, WEB_LANG_SIZE, "%s", "es-us");
   return 0;
 }
 
-int zklog_times(const char* file, int line, const char* text) {
+int zklog_times(const char* file, int line, const char* text) noexcept {
   timeval now{};
   gettimeofday(&now, nullptr);
   std::printf("-%s-%d-%s-%ld-%ld\n", file != nullptr ? file : "(null)", line, text != nullptr ? text : "(null)",

@@ -70,7 +70,7 @@ int rewrite(const char* path, const char* key, const char* value, Edit edit) {
 
 extern "C" {
 
-void delete_space(char* text) {
+void delete_space(char* text) noexcept {
   if (text == nullptr) return;
   const char* start = text;
   while (*start == ' ') ++start;
@@ -80,7 +80,7 @@ void delete_space(char* text) {
   text[n] = 0;
 }
 
-int ReadConfig(const char* path, const char* key, char* destination) {
+int ReadConfig(const char* path, const char* key, char* destination) noexcept {
   if (path == nullptr || key == nullptr || destination == nullptr) return 0;
   FILE* f = fopen(path, "r");
   if (f == nullptr) return 0;
@@ -104,12 +104,12 @@ int ReadConfig(const char* path, const char* key, char* destination) {
   return 0;
 }
 
-int AddOrAltConfig(const char* path, const char* key, const char* value) {
+int AddOrAltConfig(const char* path, const char* key, const char* value) noexcept {
   if (path == nullptr || key == nullptr) return 0;
   return rewrite(path, key, value != nullptr ? value : "", Edit::kReplace);
 }
 
-int DeleteConfig(const char* path, const char* key) {
+int DeleteConfig(const char* path, const char* key) noexcept {
   if (path == nullptr || key == nullptr) return 0;
   return rewrite(path, key, "", Edit::kDelete);
 }
