@@ -49,8 +49,8 @@ int main(void) {
     int r = system_cmd_decode("{\"cmd\":\"reboot\"}", on_reboot, NULL, NULL);
     SAY("   [cmd] decoded, result %d (the result tells nothing)\n", r);
 
-    pid_t pids[4];
-    int count = 4;
+    pid_t pids[FIND_PID_MAX];
+    int count = 0;
     if (find_pid_by_name("configd", pids, &count) == 0)
         SAY("   [proc] the configuration service runs as process %d\n", (int)pids[0]);
     char version[SYSTEM_VERSION_SIZE];

@@ -65,11 +65,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   {
     char out[40];
     replace(c, "a", "xyz", out, sizeof out);
-    str_replace_me(c, "ab", "", out, sizeof out);
+    char replaced[STR_REPLACE_ME_OUT_SIZE];
+    str_replace_me(c, "ab", "", replaced);
     std::vector<char> in_place(n + 8);
     std::memcpy(in_place.data(), c, n + 1);
     strReplace(in_place.data(), ",", ";;", static_cast<int>(in_place.size()));
-    parseSubStr(c, "<", ">", out, sizeof out);
+    char between[PARSE_SUB_STR_MAX];
+    parseSubStr(c, "<", ">", between);
   }
 
   const auto* bytes = reinterpret_cast<const unsigned char*>(data);

@@ -45,22 +45,22 @@ PHONECORE_API extern int32_t __gl_maxlen;     /* records kept; 0 when not in use
 PHONECORE_API extern MsgHook *__gl_pAccHook;  /* the msgtype 7 hook */
 
 /* Starts the local copy of at most max records (max up to 5). 0. */
-PHONECORE_API int LocalAcountInforBufferAdd(MessageClient *client, int max);
-PHONECORE_API int LocalAcountInforBufferDel(MessageClient *client);
+PHONECORE_API int LocalAcountInforBufferAdd(MessageClient *client, int max) PHONECORE_NOEXCEPT;
+PHONECORE_API int LocalAcountInforBufferDel(MessageClient *client) PHONECORE_NOEXCEPT;
 /* Announces count records to every process (msgtype 7). 0. */
-PHONECORE_API int LocalAcountInforUpdateExt(const void *records, int count);
+PHONECORE_API int LocalAcountInforUpdateExt(const void *records, int count) PHONECORE_NOEXCEPT;
 /* Copies min(valid, max) records; that number. */
-PHONECORE_API int LocalAcountInforGet(void *destination, int max);
+PHONECORE_API int LocalAcountInforGet(void *destination, int max) PHONECORE_NOEXCEPT;
 /* The local copy (up to 5 records) and its size in bytes. 1. */
-PHONECORE_API int voip_account_get(MessageClient *client, void *destination, int *bytes);
+PHONECORE_API int voip_account_get(MessageClient *client, void *destination, int *bytes) PHONECORE_NOEXCEPT;
 /* Asks the SIP process; at most 4 records (2704 bytes), which destination
  * must hold. A failed request leaves *bytes. 0. */
-PHONECORE_API int voip_account_get_real(MessageClient *client, void *destination, int *bytes);
-PHONECORE_API void callback_on_reg_changed(int acc_id, int state);
+PHONECORE_API int voip_account_get_real(MessageClient *client, void *destination, int *bytes) PHONECORE_NOEXCEPT;
+PHONECORE_API void callback_on_reg_changed(int acc_id, int state) PHONECORE_NOEXCEPT;
 /* The record's state; -10 without valid records, -20 for an unknown id. */
-PHONECORE_API int get_reg_status(int acc_id);
+PHONECORE_API int get_reg_status(int acc_id) PHONECORE_NOEXCEPT;
 /* Tells every process "reg_changed"; 0, or -1. */
-PHONECORE_API int voip_send_reg_status(MessageClient *client, int acc_id, int online);
+PHONECORE_API int voip_send_reg_status(MessageClient *client, int acc_id, int online) PHONECORE_NOEXCEPT;
 
 /* Writes one account (index 0 to 3) into the account store and into
  * "default/voiplist.cfg", then broadcasts the account reload. Ports are
@@ -68,17 +68,18 @@ PHONECORE_API int voip_send_reg_status(MessageClient *client, int acc_id, int on
  * read. */
 PHONECORE_API int setSipAccount(int index, const char *label, const char *user_name, const char *password,
                                 const char *display_name, const char *register_name, const char *port1,
-                                const char *address1, int enable, const char *port2, const char *address2);
+                                const char *address1, int enable, const char *port2,
+                                const char *address2) PHONECORE_NOEXCEPT;
 
 /* Command broadcasts to every process; each answers 0. */
-PHONECORE_API int reload_account_all(void);
-PHONECORE_API int start_network(void);
-PHONECORE_API int startSomething(void);
-PHONECORE_API int startSomething_ssh(void);
-PHONECORE_API int reload_sip_base(void);
-PHONECORE_API int reload_cmd_broadcast(const char *name);
-PHONECORE_API int set_voip_log_disable(void);
-PHONECORE_API int set_telnet_ssh_type_disable(void);
+PHONECORE_API int reload_account_all(void) PHONECORE_NOEXCEPT;
+PHONECORE_API int start_network(void) PHONECORE_NOEXCEPT;
+PHONECORE_API int startSomething(void) PHONECORE_NOEXCEPT;
+PHONECORE_API int startSomething_ssh(void) PHONECORE_NOEXCEPT;
+PHONECORE_API int reload_sip_base(void) PHONECORE_NOEXCEPT;
+PHONECORE_API int reload_cmd_broadcast(const char *name) PHONECORE_NOEXCEPT;
+PHONECORE_API int set_voip_log_disable(void) PHONECORE_NOEXCEPT;
+PHONECORE_API int set_telnet_ssh_type_disable(void) PHONECORE_NOEXCEPT;
 
 PHONECORE_END_DECLS
 

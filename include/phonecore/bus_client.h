@@ -32,12 +32,19 @@ struct json_object;
 #define BUS_HOOK_COUNT 64
 #define BUS_PENDING_COUNT 32
 #define BUS_NAME_SIZE 32
+/* The largest payload a received packet can bring: a datagram is cut at
+ * 16384 bytes, header included. The room of the reply buffers of
+ * send_sjson_to_sip_hook_wait_buffer and voip_warnningist_get. */
+#define BUS_BUFFER_REPLY_MAX (16384 - BUS_PACKET_HEADER_SIZE)
 /* Room of a session's event buffer: one whole packet. */
 #define BUS_EVENT_PACKET_SIZE 16388
 
 /* What travels on the bus: a 16-byte header in native byte order and the
- * payload. Received packets are handed out as pointers to this layout; only
- * header + length bytes are valid there. */
+ * payload. A session's send buffer is one of these, with room for 16384
+ * payload bytes; the terminator behind a full payload is sent from a byte
+ * of its own. Received packets are handed out as pointers to this layout;
+ * only the datagram's bytes (header + length, at most 16384 in all) are
+ * valid there. */
 typedef struct BusPacket {
     uint16_t magic;   /* 767 */
     uint16_t seq;     /* 1 to 16384; a reply carries the request's */
@@ -46,7 +53,7 @@ typedef struct BusPacket {
     uint16_t dest;    /* bus id of the receiver; 65535 all */
     uint16_t source;  /* bus id of the sender */
     uint32_t length;  /* payload bytes, without the terminator */
-    uint8_t data[BUS_MAX_PAYLOAD + 1]; /* payload and its terminator */
+    uint8_t data[BUS_MAX_PAYLOAD];    /* payload; its terminator behind it */
 } BusPacket;
 
 /* Raw packets (kinds 1, 3 and 9) on the listener thread, and hook monitors
@@ -126,53 +133,63 @@ PHONECORE_API extern ClientFunRow clientfun_list[];
 /* Opens a session for bus id id: up to 10 tries of 5000 ms each. The
  * session, or NULL. */
 PHONECORE_API MessageClient *request_pc_connect(uint16_t id, uint64_t mask, BusPacketCallback raw_callback,
-                                                const char *name);
+                                                const char *name) PHONECORE_NOEXCEPT;
 /* Closes and frees the session. 0; -1 when client is NULL or the server
  * did not answer with the reply magic (the session is gone all the same). */
-PHONECORE_API int request_pc_disconnect(MessageClient *client);
+PHONECORE_API int request_pc_disconnect(MessageClient *client) PHONECORE_NOEXCEPT;
 
 /* Send family. Each returns the seq used (send_message_back*: 0); -1 for a
  * NULL client. A payload is cut at 16384 bytes. */
-PHONECORE_API int send_message(MessageClient *client, uint16_t dest, uint16_t msgtype, const void *data, int length);
-PHONECORE_API int send_message2(MessageClient *client, uint16_t dest, uint16_t msgtype, uint16_t kind,
-                                const void *data, int length);
+PHONECORE_API int send_message(MessageClient *client, uint16_t dest, uint16_t msgtype, const void *data,
+                               int length) PHONECORE_NOEXCEPT;
+PHONECORE_API int send_message2(MessageClient *client, uint16_t dest, uint16_t msgtype, uint16_t kind, const void *data,
+                                int length) PHONECORE_NOEXCEPT;
 /* Sends the given seq, without terminator; seq_counter advances anyway. */
 PHONECORE_API int send_message3(MessageClient *client, uint16_t dest, uint16_t msgtype, uint16_t kind, uint16_t seq,
-                                const void *data, int length);
+                                const void *data, int length) PHONECORE_NOEXCEPT;
 PHONECORE_API int send_message_back(MessageClient *client, const BusPacket *request, uint16_t kind, const void *data,
-                                    int length);
+                                    int length) PHONECORE_NOEXCEPT;
 PHONECORE_API int send_message_back2(MessageClient *client, const BusPacket *request, uint16_t msgtype, uint16_t kind,
-                                     const void *data, int length);
+                                     const void *data, int length) PHONECORE_NOEXCEPT;
 /* One packet without a session to port 30101, source 4110, seq 0x0F0F. 0. */
-PHONECORE_API int instant_message_send(uint16_t dest, uint16_t msgtype, uint16_t kind, const void *data, int length);
+PHONECORE_API int instant_message_send(uint16_t dest, uint16_t msgtype, uint16_t kind, const void *data,
+                                       int length) PHONECORE_NOEXCEPT;
 
 /* Receive side. */
-PHONECORE_API int add_callback_fun(ClientOps *ops);
+PHONECORE_API int add_callback_fun(ClientOps *ops) PHONECORE_NOEXCEPT;
 PHONECORE_API int client_call_back(void *client, struct sockaddr_in *sender, char *received, int length, char *reply,
-                                   int *reply_length);
-PHONECORE_API void *ClientCallBack(void *client);
+                                   int *reply_length) PHONECORE_NOEXCEPT;
+PHONECORE_API void *ClientCallBack(void *client) PHONECORE_NOEXCEPT;
 
 /* Hooks: the slot, or NULL when all 64 are taken. */
-PHONECORE_API MsgHook *add_hook_byseq(MessageClient *client, uint16_t seq, int fifo_size, int fifo_slots);
-PHONECORE_API MsgHook *add_hook_bymsgname(MessageClient *client, const char *name, int fifo_size, int fifo_slots);
-PHONECORE_API MsgHook *add_hook_bymsgtype(MessageClient *client, uint16_t msgtype, int fifo_size, int fifo_slots);
-PHONECORE_API int add_hook_monitor_thread(MsgHook *hook, BusPacketCallback callback);
-PHONECORE_API int del_hook_monitor_thread(MsgHook *hook);
-PHONECORE_API int del_hook(MessageClient *client, MsgHook *hook);
-PHONECORE_API int del_all_hook(MessageClient *client);
-PHONECORE_API int hook_process_seq(MessageClient *client, uint16_t seq, const void *packet, int length);
-PHONECORE_API int hook_process_msgname(MessageClient *client, const char *name, const void *payload, int length);
-PHONECORE_API int hook_process_msgtype(MessageClient *client, const void *packet, int length);
+PHONECORE_API MsgHook *add_hook_byseq(MessageClient *client, uint16_t seq, int fifo_size,
+                                      int fifo_slots) PHONECORE_NOEXCEPT;
+PHONECORE_API MsgHook *add_hook_bymsgname(MessageClient *client, const char *name, int fifo_size,
+                                          int fifo_slots) PHONECORE_NOEXCEPT;
+PHONECORE_API MsgHook *add_hook_bymsgtype(MessageClient *client, uint16_t msgtype, int fifo_size,
+                                          int fifo_slots) PHONECORE_NOEXCEPT;
+PHONECORE_API int add_hook_monitor_thread(MsgHook *hook, BusPacketCallback callback) PHONECORE_NOEXCEPT;
+PHONECORE_API int del_hook_monitor_thread(MsgHook *hook) PHONECORE_NOEXCEPT;
+PHONECORE_API int del_hook(MessageClient *client, MsgHook *hook) PHONECORE_NOEXCEPT;
+PHONECORE_API int del_all_hook(MessageClient *client) PHONECORE_NOEXCEPT;
+PHONECORE_API int hook_process_seq(MessageClient *client, uint16_t seq, const void *packet,
+                                   int length) PHONECORE_NOEXCEPT;
+PHONECORE_API int hook_process_msgname(MessageClient *client, const char *name, const void *payload,
+                                       int length) PHONECORE_NOEXCEPT;
+PHONECORE_API int hook_process_msgtype(MessageClient *client, const void *packet, int length) PHONECORE_NOEXCEPT;
 
-/* Waits. *length gets the element's length, or 0; a positive *length on
- * entry is taken as the capacity of destination, and a longer element is
- * cut to it. timeout_ms -1 waits without limit (wiat_hook only). */
-PHONECORE_API int wiat_hook(MessageClient *client, MsgHook *hook, void *destination, int *length, int timeout_ms);
+/* Waits. *length is an output only: set to 0, then to the element's
+ * length; whatever it holds on entry is ignored. destination must have
+ * room for the FIFO size given when the hook was armed (add_hook_*): no
+ * element of a hook is longer, and nothing is written past it.
+ * timeout_ms -1 waits without limit (wiat_hook only). */
+PHONECORE_API int wiat_hook(MessageClient *client, MsgHook *hook, void *destination, int *length,
+                            int timeout_ms) PHONECORE_NOEXCEPT;
 PHONECORE_API int wiat_hook_intant(MessageClient *client, MsgHook *hook, void *destination, int *length,
-                                   int timeout_ms);
+                                   int timeout_ms) PHONECORE_NOEXCEPT;
 PHONECORE_API int wait_msgname_reply(MessageClient *client, const char *name, void *buffer, int buffer_size,
-                                     int timeout_ms);
-PHONECORE_API int wait_response(MessageClient *client, uint16_t seq, int ticks);
+                                     int timeout_ms) PHONECORE_NOEXCEPT;
+PHONECORE_API int wait_response(MessageClient *client, uint16_t seq, int ticks) PHONECORE_NOEXCEPT;
 
 PHONECORE_END_DECLS
 

@@ -52,36 +52,36 @@ typedef struct RuleZone {
 
 /* Clears the tables; the area code applies to numbers of 1 to 15
  * characters on account 2 alone. */
-PHONECORE_API void vorn_rule_init(void);
-PHONECORE_API int vorn_rule_all_load(void);
-PHONECORE_API int vorn_rule_all_load_obsoleted(void);
+PHONECORE_API void vorn_rule_init(void) PHONECORE_NOEXCEPT;
+PHONECORE_API int vorn_rule_all_load(void) PHONECORE_NOEXCEPT;
+PHONECORE_API int vorn_rule_all_load_obsoleted(void) PHONECORE_NOEXCEPT;
 
 /* Write one table into "default/rule.cfg"; the result of the write. */
-PHONECORE_API int vorn_rule_replace_store(void);
-PHONECORE_API int vorn_rule_dial_store(void);
-PHONECORE_API int vorn_rule_limit_store(void);
-PHONECORE_API int vorn_rule_zone_store(void);
+PHONECORE_API int vorn_rule_replace_store(void) PHONECORE_NOEXCEPT;
+PHONECORE_API int vorn_rule_dial_store(void) PHONECORE_NOEXCEPT;
+PHONECORE_API int vorn_rule_limit_store(void) PHONECORE_NOEXCEPT;
+PHONECORE_API int vorn_rule_zone_store(void) PHONECORE_NOEXCEPT;
 
 /* op 0 add, 1 delete, 2 modify (rows found by id); the table is stored
  * afterwards. A null record does nothing. */
-PHONECORE_API int vorn_rule_replace_update(int op, const RuleReplace *record);
-PHONECORE_API int vorn_rule_dial_update(int op, const RuleDial *record);
-PHONECORE_API int vorn_rule_limit_update(int op, const RuleLimit *record);
-PHONECORE_API int vorn_rule_zone_update(const RuleZone *record);
+PHONECORE_API int vorn_rule_replace_update(int op, const RuleReplace *record) PHONECORE_NOEXCEPT;
+PHONECORE_API int vorn_rule_dial_update(int op, const RuleDial *record) PHONECORE_NOEXCEPT;
+PHONECORE_API int vorn_rule_limit_update(int op, const RuleLimit *record) PHONECORE_NOEXCEPT;
+PHONECORE_API int vorn_rule_zone_update(const RuleZone *record) PHONECORE_NOEXCEPT;
 
 /* out: 64 bytes. 1 when a replace rule, or else the area code, rewrote the
  * number into out; 0 and out untouched otherwise. */
-PHONECORE_API int vorn_rule_replace_match(const char *number, char *out, int account);
-PHONECORE_API int vorn_rule_zone_match(const char *number, char *out, int account);
+PHONECORE_API int vorn_rule_replace_match(const char *number, char *out, int account) PHONECORE_NOEXCEPT;
+PHONECORE_API int vorn_rule_zone_match(const char *number, char *out, int account) PHONECORE_NOEXCEPT;
 /* 1 when a dial-now rule (limit rule) of the account takes the number. */
-PHONECORE_API int vorn_rule_dial_match(const char *number, int account);
-PHONECORE_API int vorn_rule_limit_match(const char *number, int account);
+PHONECORE_API int vorn_rule_dial_match(const char *number, int account) PHONECORE_NOEXCEPT;
+PHONECORE_API int vorn_rule_limit_match(const char *number, int account) PHONECORE_NOEXCEPT;
 
 /* "1", "1,2,4"; no text or blanks alone: all four. Answers the number of
  * accounts set. */
-PHONECORE_API int parse_account(const char *text, int32_t *flags);
+PHONECORE_API int parse_account(const char *text, int32_t *flags) PHONECORE_NOEXCEPT;
 /* The mask as text, e.g. "1,3," or "1,2,3,4"; out holds 8 bytes or more. */
-PHONECORE_API void format_account(char *out, const int32_t *flags);
+PHONECORE_API void format_account(char *out, const int32_t *flags) PHONECORE_NOEXCEPT;
 
 PHONECORE_END_DECLS
 

@@ -63,25 +63,25 @@ typedef struct dstring {
 } dstring;
 
 /* Compiles a pattern; null when it is invalid or memory is exhausted. */
-PHONECORE_API regexp *dialplan_regexp_format(const char *pattern);
-PHONECORE_API void dialplan_regexp_free(regexp *compiled);
+PHONECORE_API regexp *dialplan_regexp_format(const char *pattern) PHONECORE_NOEXCEPT;
+PHONECORE_API void dialplan_regexp_free(regexp *compiled) PHONECORE_NOEXCEPT;
 /* Wraps a number for one check; null when memory is exhausted. */
-PHONECORE_API dstring *dialplan_string_init(const char *text);
-PHONECORE_API void dialplan_string_free(dstring *subject);
+PHONECORE_API dstring *dialplan_string_init(const char *text) PHONECORE_NOEXCEPT;
+PHONECORE_API void dialplan_string_free(dstring *subject) PHONECORE_NOEXCEPT;
 /* 1 on a match, else 0; the groups are then in subject->params. */
-PHONECORE_API int dialplan_check(regexp *compiled, dstring *subject);
+PHONECORE_API int dialplan_check(regexp *compiled, dstring *subject) PHONECORE_NOEXCEPT;
 /* Copies group n (1 to 9) into out and answers 1; 0 and out untouched when
  * the group is out of range, absent or empty. */
-PHONECORE_API int get_dialplan_string_param(dstring *subject, int n, char *out, int out_size);
+PHONECORE_API int get_dialplan_string_param(dstring *subject, int n, char *out, int out_size) PHONECORE_NOEXCEPT;
 /* 1 when number matches pattern; 0 otherwise, also for a bad pattern. */
-PHONECORE_API int dialplan_check_block(const char *pattern, const char *number);
+PHONECORE_API int dialplan_check_block(const char *pattern, const char *number) PHONECORE_NOEXCEPT;
 /* On a match rewrites out through the template ($1 to $9) and answers 1;
  * else 0 with out untouched. */
 PHONECORE_API int dialplan_check_replace(const char *pattern, const char *replace, const char *number, char *out,
-                                         int out_size);
+                                         int out_size) PHONECORE_NOEXCEPT;
 /* The engine's self-checks; they print their verdict and answer 0. */
-PHONECORE_API int dialplan_test_regex_0818_done(void);
-PHONECORE_API int dialplan_test_regex_0818(void);
+PHONECORE_API int dialplan_test_regex_0818_done(void) PHONECORE_NOEXCEPT;
+PHONECORE_API int dialplan_test_regex_0818(void) PHONECORE_NOEXCEPT;
 
 PHONECORE_END_DECLS
 

@@ -42,15 +42,17 @@ typedef struct DssKeyInfo {
 
 /* operation 0 reads key (1 to 4) into info, any other writes info to both
  * files. 0; -1 when "default/programing_key.cfg" can't be read for a write. */
-PHONECORE_API int voip_func_Dsskey_data(MessageClient *client, int operation, int key, DssKeyInfo *info);
+PHONECORE_API int voip_func_Dsskey_data(MessageClient *client, int operation, int key,
+                                        DssKeyInfo *info) PHONECORE_NOEXCEPT;
 /* Ends the BLF subscription that the "DssArr" entry still holds. 0. */
-PHONECORE_API int voip_check_blf_unsubscribe(MessageClient *client, struct json_object *entry, DssKeyInfo *info);
+PHONECORE_API int voip_check_blf_unsubscribe(MessageClient *client, struct json_object *entry,
+                                             DssKeyInfo *info) PHONECORE_NOEXCEPT;
 /* Subscribes the BLF keys of an account that came online; call it from
  * on_reg_changed. */
-PHONECORE_API void start_blf_after_reg(int acc_id, int online, MessageClient *client);
+PHONECORE_API void start_blf_after_reg(int acc_id, int online, MessageClient *client) PHONECORE_NOEXCEPT;
 /* Rebuilds "default/dss.cfg" from "default/programing_key.cfg". 0, or -1
  * when either file can't be read. */
-PHONECORE_API int set_dds_type(void);
+PHONECORE_API int set_dds_type(void) PHONECORE_NOEXCEPT;
 
 PHONECORE_END_DECLS
 

@@ -12,6 +12,14 @@
 #define PHONECORE_API
 #endif
 
+/* No exported function lets an exception out: C callers could not stop
+ * one, and C++ callers may rely on it. */
+#ifdef __cplusplus
+#define PHONECORE_NOEXCEPT noexcept
+#else
+#define PHONECORE_NOEXCEPT
+#endif
+
 #ifdef __cplusplus
 #define PHONECORE_BEGIN_DECLS extern "C" {
 #define PHONECORE_END_DECLS }

@@ -65,41 +65,43 @@ PHONECORE_API extern MsgHook *__gl_pHoykey_hook;
 /* Types 5, 201, 301, 401, 117 and 213; each handler answers 0. */
 PHONECORE_API extern hotkey_handler_row hotkey_list[HOTKEY_HANDLER_COUNT];
 
-PHONECORE_API int LocalReload(void);
+PHONECORE_API int LocalReload(void) PHONECORE_NOEXCEPT;
 /* Appends count rows of a bindings array to the list, as far as the list
  * has room. */
-PHONECORE_API int parse_node(struct json_object *array, int count);
+PHONECORE_API int parse_node(struct json_object *array, int count) PHONECORE_NOEXCEPT;
 /* Rebuilds the list on every bus message of type 8; its FIFO has depth
  * slots. */
-PHONECORE_API int LocalHoyKeyAddMonitor(MessageClient *client, int depth);
-PHONECORE_API int LocalHoyKeyUpdateExt(void);
+PHONECORE_API int LocalHoyKeyAddMonitor(MessageClient *client, int depth) PHONECORE_NOEXCEPT;
+PHONECORE_API int LocalHoyKeyUpdateExt(void) PHONECORE_NOEXCEPT;
 /* Rewrites the first binding of the key in the file. The list is emptied
  * (not rebuilt) until the next LocalReload. */
 PHONECORE_API int SetHotKeyVal(int key, int type, int line, const char *value, const char *label,
-                               const char *extension);
+                               const char *extension) PHONECORE_NOEXCEPT;
 /* The key's Type, or 0 when the list has no record of it. */
-PHONECORE_API int HoykeyProcess(int key);
+PHONECORE_API int HoykeyProcess(int key) PHONECORE_NOEXCEPT;
 /* The handler's result for the record's Type; -1 for a type not in
  * hotkey_list. */
-PHONECORE_API int HotKeyFindAndProcess(hotkey_record *record, int a, int b);
-PHONECORE_API int GetKeyDisplayContext(int key, char *out);
+PHONECORE_API int HotKeyFindAndProcess(hotkey_record *record, int a, int b) PHONECORE_NOEXCEPT;
+PHONECORE_API int GetKeyDisplayContext(int key, char *out) PHONECORE_NOEXCEPT;
 /* Adds or rewrites the "Hotkey_hotKey" entry of the node's Key; -1 when the
  * file can't be read. */
-PHONECORE_API int hotkey_node_set(const hotkey_node *node);
+PHONECORE_API int hotkey_node_set(const hotkey_node *node) PHONECORE_NOEXCEPT;
 /* Reads "Hotkey_hotKey" into slots, one node for each element; slots must
  * have room for all of them. Each member read overwrites the start of the
  * element's slot, which thus holds the "Extension" alone. *result is set
  * to null when the array is missing. -1 when the file can't be read. */
-PHONECORE_API int hotkey_node_get(hotkey_node *slots, void **result);
+PHONECORE_API int hotkey_node_get(hotkey_node *slots, void **result) PHONECORE_NOEXCEPT;
 
 /* Number selection for a pressed key. */
-PHONECORE_API int CheckHotkeyGetNumber(int key, int *type, int *line, char *value, char *label, char *extension);
-PHONECORE_API int CheckKeyIsSpeedDailGetNumber(int key, char *number);
+PHONECORE_API int CheckHotkeyGetNumber(int key, int *type, int *line, char *value, char *label,
+                                       char *extension) PHONECORE_NOEXCEPT;
+PHONECORE_API int CheckKeyIsSpeedDailGetNumber(int key, char *number) PHONECORE_NOEXCEPT;
 PHONECORE_API int CheckKeyTypeGetNumberConf(int key, int *type, int *line, char *value, char *label, char *extension,
-                                            char *dtmf);
-PHONECORE_API int CheckKeyTypeGetNumber(int key, char *number, int *type, char *dtmf);
+                                            char *dtmf) PHONECORE_NOEXCEPT;
+PHONECORE_API int CheckKeyTypeGetNumber(int key, char *number, int *type, char *dtmf) PHONECORE_NOEXCEPT;
 /* Replaces value with the key's "CallButtonNight" at night. */
-PHONECORE_API int get_correct_number(struct json_object *root, char *value, struct json_object *key_object);
+PHONECORE_API int get_correct_number(struct json_object *root, char *value,
+                                     struct json_object *key_object) PHONECORE_NOEXCEPT;
 
 PHONECORE_END_DECLS
 

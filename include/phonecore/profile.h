@@ -18,25 +18,27 @@ PHONECORE_BEGIN_DECLS
  * missing, the default is copied. 0 for a null or empty section or key, a
  * null path or out, or a size below 1. */
 PHONECORE_API int read_profile_string(const char *section, const char *key, char *out, int size,
-                                      const char *default_value, const char *path);
+                                      const char *default_value, const char *path) PHONECORE_NOEXCEPT;
 /* atoi of a value of up to 31 bytes; default_value when absent. */
-PHONECORE_API int read_profile_int(const char *section, const char *key, int default_value, const char *path);
+PHONECORE_API int read_profile_int(const char *section, const char *key, int default_value,
+                                   const char *path) PHONECORE_NOEXCEPT;
 /* Replaces a value in place, puts a new key first in its section, or
  * appends the section. A missing file is created. 1; 0 on failure. */
-PHONECORE_API int write_profile_string(const char *section, const char *key, const char *value, const char *path);
+PHONECORE_API int write_profile_string(const char *section, const char *key, const char *value,
+                                       const char *path) PHONECORE_NOEXCEPT;
 
 /* Plain "key=value" files without sections. The value stops at the first
  * blank. out needs INI_LINE_SIZE bytes, and is written by every line that
  * has a value, also by lines of other keys. out when found, else null. */
-PHONECORE_API char *IniRead(const char *path, const char *key, char *out);
+PHONECORE_API char *IniRead(const char *path, const char *key, char *out) PHONECORE_NOEXCEPT;
 /* IniRead with a printed line; 1 found, 0 not. */
-PHONECORE_API int readcfg(const char *key, char *out, const char *path);
+PHONECORE_API int readcfg(const char *key, char *out, const char *path) PHONECORE_NOEXCEPT;
 /* Reads "Original_OPR_DIR"; 1 whenever out is non-null. */
-PHONECORE_API int getoprdirpath(const char *path, char *out);
+PHONECORE_API int getoprdirpath(const char *path, char *out) PHONECORE_NOEXCEPT;
 /* Truncates the file and writes text. 0; -1. */
-PHONECORE_API int creat_write(const char *path, const char *text);
+PHONECORE_API int creat_write(const char *path, const char *text) PHONECORE_NOEXCEPT;
 /* The whole file becomes the one line "key=value". 0; -1. */
-PHONECORE_API int IniWrite(const char *path, const char *key, const char *value);
+PHONECORE_API int IniWrite(const char *path, const char *key, const char *value) PHONECORE_NOEXCEPT;
 
 PHONECORE_END_DECLS
 

@@ -35,44 +35,45 @@ typedef struct UdpListener {
     int32_t run;                       /* 1 while the listener is to go on */
     int32_t running;                   /* 1 while the thread lives */
     int32_t socket;                    /* socket descriptor */
-    struct sockaddr_in *local_address; /* the address in use while bound */
+    struct sockaddr_in *local_address; /* the address in use; set once bound */
     pthread_t thread;
     void *user;                        /* first argument of the handler */
 } UdpListener;
 
 /* Starts the detached listener thread ("zknetwork"). Returns -1 when the
  * thread was created; do not rely on the result either way. */
-PHONECORE_API int udp_listen_thread_start(UdpListener *listener, pthread_t *thread_id);
+PHONECORE_API int udp_listen_thread_start(UdpListener *listener, pthread_t *thread_id) PHONECORE_NOEXCEPT;
 /* Ends the listener: the socket is shut down, the thread closes it and
  * ends, and the call returns once it has (at once, or within about a
  * second). Returns 0. */
-PHONECORE_API int udp_listen_thread_stop(UdpListener *listener, void *unused);
+PHONECORE_API int udp_listen_thread_stop(UdpListener *listener, void *unused) PHONECORE_NOEXCEPT;
 /* The listener thread's body: binds and serves, retrying a failed bind every
  * 30 ms while run is 1. */
-PHONECORE_API void *udp_listen_thread_while(void *listener);
+PHONECORE_API void *udp_listen_thread_while(void *listener) PHONECORE_NOEXCEPT;
 /* One socket's life: bind, then serve until stopped. Returns the socket, or
  * -1 when it could not be bound. */
-PHONECORE_API int udp_start_threadreal(UdpListener *listener);
+PHONECORE_API int udp_start_threadreal(UdpListener *listener) PHONECORE_NOEXCEPT;
 /* The receive loop of a bound listener. */
-PHONECORE_API void do_echo(struct sockaddr *address, socklen_t address_size, UdpListener *listener);
+PHONECORE_API void do_echo(struct sockaddr *address, socklen_t address_size, UdpListener *listener) PHONECORE_NOEXCEPT;
 
 /* strlen(text) bytes from a new socket. Result of close, or the negative
  * result of socket. */
-PHONECORE_API int udp_send_string(const char *address, int port, const char *text);
-PHONECORE_API int udp_send_data(const char *address, int port, const void *data, int length);
+PHONECORE_API int udp_send_string(const char *address, int port, const char *text) PHONECORE_NOEXCEPT;
+PHONECORE_API int udp_send_data(const char *address, int port, const void *data, int length) PHONECORE_NOEXCEPT;
 /* Sends on the given socket, which stays open. The sendto result. */
-PHONECORE_API int udp_send_data2(int socket, const char *address, int port, const void *data, int length);
+PHONECORE_API int udp_send_data2(int socket, const char *address, int port, const void *data,
+                                 int length) PHONECORE_NOEXCEPT;
 /* One exchange: send, then one datagram back into reply, whose capacity is
  * *reply_capacity on entry and the received length on return. 0, or -1 on
  * error or when nothing came within timeout_ms. */
 PHONECORE_API int udp_send_data_wait_timeout(const char *address, int port, const void *data, int length, void *reply,
-                                             int *reply_capacity, int timeout_ms);
+                                             int *reply_capacity, int timeout_ms) PHONECORE_NOEXCEPT;
 /* The same with a limit of 5000 ms. */
 PHONECORE_API int udp_send_data_wait(const char *address, int port, const void *data, int length, void *reply,
-                                     int *reply_capacity);
+                                     int *reply_capacity) PHONECORE_NOEXCEPT;
 /* Sends to 255.255.255.255 and the port from a new broadcast socket. 0, or
  * -1. */
-PHONECORE_API int UdpBroadCastSend(int port, const void *data, int length);
+PHONECORE_API int UdpBroadCastSend(int port, const void *data, int length) PHONECORE_NOEXCEPT;
 
 PHONECORE_END_DECLS
 

@@ -11,6 +11,7 @@
 #include <iterator>
 #include <string>
 
+#include "base/c_boundary.h"
 #include "phonecore/text.h"
 
 namespace phonecore::base {
@@ -80,7 +81,7 @@ using namespace phonecore::base;
 
 extern "C" {
 
-int has_Chinese_GBK(const char* text) {
+int has_Chinese_GBK(const char* text) noexcept {
   if (text == nullptr) return 0;
   for (const unsigned char* p = reinterpret_cast<const unsigned char*>(text); *p != '\0'; ++p) {
     const bool letter_or_digit = (*p >= '0' && *p <= '9') || (*p >= 'a' && *p <= 'z') || (*p >= 'A' && *p <= 'Z');
@@ -89,7 +90,7 @@ int has_Chinese_GBK(const char* text) {
   return 0;
 }
 
-int isGBK(const unsigned char* bytes, int length) {
+int isGBK(const unsigned char* bytes, int length) noexcept {
   if (bytes == nullptr) return 0;
   for (int i = 0; i < length;) {
     const unsigned char lead = bytes[i];
@@ -107,7 +108,7 @@ int isGBK(const unsigned char* bytes, int length) {
   return 1;
 }
 
-int isUtf8(const unsigned char* bytes, int length) {
+int isUtf8(const unsigned char* bytes, int length) noexcept {
   if (bytes == nullptr) return 0;
   for (int i = 0; i < length;) {
     const int ones = leading_ones(bytes[i]);
@@ -123,34 +124,37 @@ int isUtf8(const unsigned char* bytes, int length) {
   return 1;
 }
 
-int utf8_check(const unsigned char* bytes, int length) {
+int utf8_check(const unsigned char* bytes, int length) noexcept {
   if (bytes == nullptr) return 0;
   bool non_ascii = false;
   return complete_sequences(bytes, length, &non_ascii) && non_ascii ? 1 : 0;
 }
 
-int isFileUTF8(const char* path) {
+int isFileUTF8(const char* path) noexcept {
   if (path == nullptr) return 0;
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return 0;
-  const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  if (bytes.empty()) return 0;
-  bool non_ascii = false;
-  return complete_sequences(reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<int>(bytes.size()),
-                            &non_ascii)
-             ? 1
-             : 0;
+  // A file too large for memory reads as one that can't be checked.
+  return phonecore::base::or_failure(0, [&] {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) return 0;
+    const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    if (bytes.empty()) return 0;
+    bool non_ascii = false;
+    return complete_sequences(reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<int>(bytes.size()),
+                              &non_ascii)
+               ? 1
+               : 0;
+  });
 }
 
-int zlt_UTF8toGBK(const char* in, int in_size, char* out, int out_size) {
+int zlt_UTF8toGBK(const char* in, int in_size, char* out, int out_size) noexcept {
   return convert("gbk", "utf-8", in, in_size, out, out_size);
 }
 
-int zlt_GBKtoUTF8(const char* in, int in_size, char* out, int out_size) {
+int zlt_GBKtoUTF8(const char* in, int in_size, char* out, int out_size) noexcept {
   return convert("utf-8", "gbk", in, in_size, out, out_size);
 }
 
-int Utf8MaxCopy(char* out, const char* in, int max) {
+int Utf8MaxCopy(char* out, const char* in, int max) noexcept {
   if (out == nullptr) return -1;
   int n = 0;
   if (in != nullptr) {
@@ -165,7 +169,7 @@ int Utf8MaxCopy(char* out, const char* in, int max) {
   return n;
 }
 
-char* vorn_strcpy(char* out, const char* in) {
+char* vorn_strcpy(char* out, const char* in) noexcept {
   if (out == nullptr || in == nullptr) return nullptr;
   std::memset(out, 0, 64);
   std::strncpy(out, in, 63);

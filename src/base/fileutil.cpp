@@ -4,6 +4,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <limits.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -15,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "base/c_boundary.h"
 #include "phonecore/fileutil.h"
 
 namespace phonecore::base {
@@ -60,12 +62,22 @@ bool read_whole(const char* path, std::string& bytes) {
     if (n < 0 && errno == EINTR) continue;
     if (n < 0) return false;
     if (n == 0) return true;
-    bytes.append(block, static_cast<size_t>(n));
+    // No memory for the whole file counts as a file that can't be read.
+    if (!phonecore::base::or_failure(false, [&] {
+          bytes.append(block, static_cast<size_t>(n));
+          return true;
+        }))
+      return false;
   }
 }
 
-// "/appconfigs/<name>".
-std::string appconfigs_path(const char* name) { return std::string("/appconfigs/") + name; }
+// "/appconfigs/<name>", cut at PATH_MAX.
+struct AppconfigsPath {
+  explicit AppconfigsPath(const char* name) { std::snprintf(text, sizeof text, "/appconfigs/%s", name); }
+  const char* c_str() const { return text; }
+  char text[PATH_MAX];
+};
+AppconfigsPath appconfigs_path(const char* name) { return AppconfigsPath(name); }
 
 // Both paths end in "/" and keep 512 bytes, as one level of the walk does.
 bool level_path(char (&out)[kDirPathSize], const char* base, const char* name) {
@@ -82,20 +94,20 @@ using namespace phonecore::base;
 
 extern "C" {
 
-int check_if_fileexit(const char* path) { return path != nullptr && access(path, F_OK) == 0 ? 1 : 0; }
+int check_if_fileexit(const char* path) noexcept { return path != nullptr && access(path, F_OK) == 0 ? 1 : 0; }
 
-int is_dir(const char* path) {
+int is_dir(const char* path) noexcept {
   struct stat st {};
   return path != nullptr && stat(path, &st) == 0 && S_ISDIR(st.st_mode) ? 1 : 0;
 }
 
-long get_file_size(const char* path) {
+long get_file_size(const char* path) noexcept {
   struct stat st {};
   if (path == nullptr || stat(path, &st) != 0) return -1;
   return static_cast<long>(st.st_size);
 }
 
-int copy_file(const char* target, const char* source) {
+int copy_file(const char* target, const char* source) noexcept {
   std::unique_ptr<char, decltype(&std::free)> block(static_cast<char*>(std::malloc(kCopyBlock)), &std::free);
   if (!block) return -1;
   if (source == nullptr) return 2;
@@ -119,7 +131,7 @@ int copy_file(const char* target, const char* source) {
   return 0;
 }
 
-int copy_dir(const char* source, const char* target) {
+int copy_dir(const char* source, const char* target) noexcept {
   if (source == nullptr || target == nullptr) return -1;
   char from[kDirPathSize];
   char to[kDirPathSize];
@@ -162,11 +174,15 @@ int copy_dir(const char* source, const char* target) {
   return result;
 }
 
-int modify_binfile(const char* path, long offset, const void* bytes, int count) {
+int modify_binfile(const char* path, long offset, const void* bytes, int count) noexcept {
   std::string image;
   if (path == nullptr || bytes == nullptr || offset < 0 || count < 0 || !read_whole(path, image)) return 0;
   const size_t end = static_cast<size_t>(offset) + static_cast<size_t>(count);
-  if (image.size() < end) image.resize(end, '\0');
+  if (image.size() < end && !phonecore::base::or_failure(false, [&] {
+        image.resize(end, '\0');
+        return true;
+      }))
+    return 0;
   std::memcpy(image.data() + offset, bytes, static_cast<size_t>(count));
   Fd out(open(path, O_WRONLY | O_TRUNC));
   if (!out.ok() || !write_all(out.get(), image.data(), image.size())) return 0;
@@ -175,7 +191,7 @@ int modify_binfile(const char* path, long offset, const void* bytes, int count) 
   return 0;
 }
 
-int write_proc(const char* path, const char* text) {
+int write_proc(const char* path, const char* text) noexcept {
   if (path == nullptr || text == nullptr) return 2;
   Fd fd(open(path, O_WRONLY));
   if (!fd.ok()) return 2;
@@ -184,23 +200,23 @@ int write_proc(const char* path, const char* text) {
   return 0;
 }
 
-int proc_read(int fd, void* buffer, int length) {
+int proc_read(int fd, void* buffer, int length) noexcept {
   if (fd < 1 || buffer == nullptr || length < 0) return -1;
   return read(fd, buffer, static_cast<size_t>(length)) < 0 ? -1 : 0;
 }
 
-int proc_write(int fd, const void* buffer, int length) {
+int proc_write(int fd, const void* buffer, int length) noexcept {
   if (fd < 1 || buffer == nullptr || length < 0) return -1;
   return write(fd, buffer, static_cast<size_t>(length)) < 0 ? -1 : 0;
 }
 
-int write_line(const char* path, const char* text) {
+int write_line(const char* path, const char* text) noexcept {
   if (path == nullptr || text == nullptr) return -1;
   Fd fd(open(path, O_WRONLY | O_CREAT | O_APPEND, 0644));
   return fd.ok() && write_all(fd.get(), text, std::strlen(text)) ? 0 : -1;
 }
 
-int readFileToBuf(const char* name, char** buffer, int* size) {
+int readFileToBuf(const char* name, char** buffer, int* size) noexcept {
   if (name == nullptr || buffer == nullptr || size == nullptr) return -1;
   std::free(*buffer);
   *buffer = nullptr;
@@ -215,11 +231,13 @@ int readFileToBuf(const char* name, char** buffer, int* size) {
   return 0;
 }
 
-int readFileToBuf2(const char* name, char* buffer, int* size) {
+int readFileToBuf2(const char* name, char* buffer, int* size) noexcept {
   if (size == nullptr) return -1;
-  const int room = *size;
+  // *size is an output only; the buffer's room is READFILE_BUF2_MAX, one
+  // byte of it kept for the terminator.
+  constexpr int room = READFILE_BUF2_MAX - 1;
   *size = 0;
-  if (name == nullptr || buffer == nullptr || room <= 0) return -1;
+  if (name == nullptr || buffer == nullptr) return -1;
   Fd fd(open(appconfigs_path(name).c_str(), O_RDONLY));
   if (!fd.ok()) return -1;
   int n = 0;
@@ -229,12 +247,12 @@ int readFileToBuf2(const char* name, char* buffer, int* size) {
     if (got <= 0) break;
     n += static_cast<int>(got);
   }
-  if (n < room) buffer[n] = '\0';
+  buffer[n] = '\0';
   *size = n;
   return 0;
 }
 
-int writeFileToBuf(const char* name, const char* buffer, int size) {
+int writeFileToBuf(const char* name, const char* buffer, int size) noexcept {
   if (name == nullptr || buffer == nullptr || size < 0) return -1;
   Fd fd(open(appconfigs_path(name).c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644));
   if (!fd.ok() || !write_all(fd.get(), buffer, static_cast<size_t>(size))) return -1;

@@ -187,7 +187,7 @@ using namespace phonecore::base;
 
 extern "C" {
 
-void ZKMD5Init(ZKMD5_CTX* context) {
+void ZKMD5Init(ZKMD5_CTX* context) noexcept {
   context->count[0] = context->count[1] = 0;
   context->state[0] = 0x67452301;
   context->state[1] = 0xefcdab89;
@@ -195,12 +195,12 @@ void ZKMD5Init(ZKMD5_CTX* context) {
   context->state[3] = 0x10325476;
 }
 
-void ZKMD5Update(ZKMD5_CTX* context, const unsigned char* input, unsigned int length) {
+void ZKMD5Update(ZKMD5_CTX* context, const unsigned char* input, unsigned int length) noexcept {
   if (input == nullptr || length == 0) return;
   update(context, input, length);
 }
 
-void ZKMD5Final(unsigned char digest[ZKMD5_DIGEST_SIZE], ZKMD5_CTX* context) {
+void ZKMD5Final(unsigned char digest[ZKMD5_DIGEST_SIZE], ZKMD5_CTX* context) noexcept {
   unsigned char bits[8];
   ZKMD5Encode(bits, context->count, 8);
   // Pad to 56 bytes modulo 64, then the length in bits.
@@ -212,9 +212,9 @@ void ZKMD5Final(unsigned char digest[ZKMD5_DIGEST_SIZE], ZKMD5_CTX* context) {
   std::memset(context, 0, sizeof *context);
 }
 
-void ZKMD5Transform(uint32_t state[4], const unsigned char block[64]) { blocks(state, block, 1); }
+void ZKMD5Transform(uint32_t state[4], const unsigned char block[64]) noexcept { blocks(state, block, 1); }
 
-void ZKMD5Encode(unsigned char* output, const uint32_t* input, unsigned int length) {
+void ZKMD5Encode(unsigned char* output, const uint32_t* input, unsigned int length) noexcept {
   for (unsigned int n = 0, j = 0; j < length; ++n, j += 4) {
     output[j] = static_cast<unsigned char>(input[n] & 0xff);
     output[j + 1] = static_cast<unsigned char>((input[n] >> 8) & 0xff);
@@ -223,7 +223,7 @@ void ZKMD5Encode(unsigned char* output, const uint32_t* input, unsigned int leng
   }
 }
 
-void ZKMD5Decode(uint32_t* output, const unsigned char* input, unsigned int length) {
+void ZKMD5Decode(uint32_t* output, const unsigned char* input, unsigned int length) noexcept {
   for (unsigned int n = 0, j = 0; j < length; ++n, j += 4) {
     output[n] = static_cast<uint32_t>(input[j]) | (static_cast<uint32_t>(input[j + 1]) << 8) |
                 (static_cast<uint32_t>(input[j + 2]) << 16) | (static_cast<uint32_t>(input[j + 3]) << 24);

@@ -48,7 +48,7 @@ using namespace phonecore::base;
 
 extern "C" {
 
-char* getpystring(const char* text) {
+char* getpystring(const char* text) noexcept {
   std::memset(g_gbk, 0, sizeof g_gbk);
   std::memset(g_initials, 0, sizeof g_initials);
   if (text == nullptr) return g_initials;
@@ -84,7 +84,7 @@ char* getpystring(const char* text) {
   return to_lowwer(g_initials);
 }
 
-int name_match(const char* name, const char* key) {
+int name_match(const char* name, const char* key) noexcept {
   if (name == nullptr || key == nullptr) return 0;
   return std::strstr(getpystring(name), key) != nullptr ? 1 : 0;
 }

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/c_boundary.h"
 #include "base/profile_internal.h"
 #include "phonecore/profile.h"
 
@@ -109,52 +110,56 @@ using namespace phonecore::base;
 extern "C" {
 
 int read_profile_string(const char* section, const char* key, char* out, int size, const char* default_value,
-                        const char* path) {
+                        const char* path) noexcept {
   if (section == nullptr || *section == '\0' || key == nullptr || *key == '\0' || path == nullptr ||
       out == nullptr || size <= 0)
     return 0;
-  std::string image;
-  if (load_profile(path, image) == ProfileLoad::kOk) {
-    const ProfileHit hit = find_profile_key(image, section, key);
-    if (hit.key_found) {
-      const size_t n = std::min(hit.value_end - hit.value_start, static_cast<size_t>(size) - 1);
-      std::memcpy(out, image.data() + hit.value_start, n);
-      out[n] = '\0';
-      return 1;
+  return or_failure(0, [&] {
+    std::string image;
+    if (load_profile(path, image) == ProfileLoad::kOk) {
+      const ProfileHit hit = find_profile_key(image, section, key);
+      if (hit.key_found) {
+        const size_t n = std::min(hit.value_end - hit.value_start, static_cast<size_t>(size) - 1);
+        std::memcpy(out, image.data() + hit.value_start, n);
+        out[n] = '\0';
+        return 1;
+      }
     }
-  }
-  if (default_value != nullptr) {
-    std::strncpy(out, default_value, static_cast<size_t>(size));
-    out[size - 1] = '\0';
-  }
-  return 0;
+    if (default_value != nullptr) {
+      std::strncpy(out, default_value, static_cast<size_t>(size));
+      out[size - 1] = '\0';
+    }
+    return 0;
+  });
 }
 
-int read_profile_int(const char* section, const char* key, int default_value, const char* path) {
+int read_profile_int(const char* section, const char* key, int default_value, const char* path) noexcept {
   char value[32];
   if (read_profile_string(section, key, value, sizeof value, nullptr, path) == 0) return default_value;
   return std::atoi(value);
 }
 
-int write_profile_string(const char* section, const char* key, const char* value, const char* path) {
+int write_profile_string(const char* section, const char* key, const char* value, const char* path) noexcept {
   if (section == nullptr || *section == '\0' || key == nullptr || *key == '\0' || path == nullptr) return 0;
   if (value == nullptr) value = "";
-  std::string image;
-  if (load_profile(path, image) == ProfileLoad::kTooLarge) return 0;
-  const ProfileHit hit = find_profile_key(image, section, key);
-  if (hit.key_found) {
-    image.replace(hit.value_start, hit.value_end - hit.value_start, value);
-  } else if (hit.section_found) {
-    image.insert(hit.content_start, std::string(key) + "=" + value + "\n");
-  } else {
-    image += (image.empty() ? "[" : "\n[") + std::string(section) + "]\n" + key + "=" + value + "\n";
-  }
-  // The work buffer is of the file's size limit.
-  if (image.size() >= PROFILE_FILE_MAX) return 0;
-  return write_image(path, image) ? 1 : 0;
+  return or_failure(0, [&] {
+    std::string image;
+    if (load_profile(path, image) == ProfileLoad::kTooLarge) return 0;
+    const ProfileHit hit = find_profile_key(image, section, key);
+    if (hit.key_found) {
+      image.replace(hit.value_start, hit.value_end - hit.value_start, value);
+    } else if (hit.section_found) {
+      image.insert(hit.content_start, std::string(key) + "=" + value + "\n");
+    } else {
+      image += (image.empty() ? "[" : "\n[") + std::string(section) + "]\n" + key + "=" + value + "\n";
+    }
+    // The work buffer is of the file's size limit.
+    if (image.size() >= PROFILE_FILE_MAX) return 0;
+    return write_image(path, image) ? 1 : 0;
+  });
 }
 
-char* IniRead(const char* path, const char* key, char* out) {
+char* IniRead(const char* path, const char* key, char* out) noexcept {
   if (path == nullptr || key == nullptr || out == nullptr) return nullptr;
   FILE* file = std::fopen(path, "r");
   if (file == nullptr) return nullptr;
@@ -168,7 +173,7 @@ char* IniRead(const char* path, const char* key, char* out) {
   return found;
 }
 
-int readcfg(const char* key, char* out, const char* path) {
+int readcfg(const char* key, char* out, const char* path) noexcept {
   if (IniRead(path, key, out) == nullptr) {
     std::printf("readcfg: %s not found in %s\n", key != nullptr ? key : "(null)", path != nullptr ? path : "(null)");
     return 0;
@@ -177,13 +182,13 @@ int readcfg(const char* key, char* out, const char* path) {
   return 1;
 }
 
-int getoprdirpath(const char* path, char* out) {
+int getoprdirpath(const char* path, char* out) noexcept {
   if (out == nullptr) return 0;
   IniRead(path, "Original_OPR_DIR", out);
   return 1;
 }
 
-int creat_write(const char* path, const char* text) {
+int creat_write(const char* path, const char* text) noexcept {
   if (path == nullptr || text == nullptr) return -1;
   FILE* file = std::fopen(path, "w");
   if (file == nullptr) return -1;
@@ -191,7 +196,7 @@ int creat_write(const char* path, const char* text) {
   return std::fclose(file) == 0 && ok ? 0 : -1;
 }
 
-int IniWrite(const char* path, const char* key, const char* value) {
+int IniWrite(const char* path, const char* key, const char* value) noexcept {
   if (path == nullptr || key == nullptr || value == nullptr) return -1;
   FILE* file = std::fopen(path, "w");
   if (file == nullptr) return -1;

@@ -97,12 +97,12 @@ using namespace phonecore::base;
 
 extern "C" {
 
-void system_cmd(const char* command) {
+void system_cmd(const char* command) noexcept {
   if (command == nullptr) return;
   [[maybe_unused]] const int ignored = system(command);
 }
 
-void popen_cmd(const char* command) {
+void popen_cmd(const char* command) noexcept {
   if (command == nullptr) return;
   // The board's C library takes "rw"; glibc refuses a pipe both ways, and
   // the command is started for reading there.
@@ -111,17 +111,17 @@ void popen_cmd(const char* command) {
   if (pipe != nullptr) pclose(pipe);
 }
 
-int popen_get_parm(const char* command, char* out) {
+int popen_get_parm(const char* command, char* out) noexcept {
   return first_line(command, out, POPEN_LINE_SIZE) ? 0 : -1;
 }
 
-int popen_cmd_getstr(const char* command, char* out, int size) {
-  if (out == nullptr || size <= 0) return -1;
-  std::memset(out, 0, static_cast<size_t>(size));
-  return first_line(command, out, static_cast<size_t>(size)) ? 0 : -1;
+int popen_cmd_getstr(const char* command, char* out) noexcept {
+  if (out == nullptr) return -1;
+  std::memset(out, 0, POPEN_CMD_GETSTR_SIZE);
+  return first_line(command, out, POPEN_CMD_GETSTR_SIZE) ? 0 : -1;
 }
 
-unsigned long long GetDiskSize(const char* path, int which) {
+unsigned long long GetDiskSize(const char* path, int which) noexcept {
   struct statfs fs {};
   if (path == nullptr || statfs(path, &fs) != 0) return 0;
   unsigned long long size = 0;
@@ -135,7 +135,7 @@ unsigned long long GetDiskSize(const char* path, int which) {
   return size;
 }
 
-int get_disk_info(const char* path, DiskInfo* out) {
+int get_disk_info(const char* path, DiskInfo* out) noexcept {
   if (out == nullptr) return -1;
   struct statfs fs {};
   if (path == nullptr || statfs(path, &fs) != 0) {
@@ -150,7 +150,7 @@ int get_disk_info(const char* path, DiskInfo* out) {
   return 0;
 }
 
-int get_disk_id(const char* device) {
+int get_disk_id(const char* device) noexcept {
   if (device == nullptr) return 1;
   const int fd = open(device, O_RDONLY | O_NONBLOCK);
   if (fd < 0) return 1;
@@ -166,7 +166,7 @@ int get_disk_id(const char* device) {
   return 0;
 }
 
-int check_unmount_device(const char*) { return 0; }
+int check_unmount_device(const char*) noexcept { return 0; }
 
 static_assert(sizeof(DiskInfo) == 33);
 static_assert(offsetof(DiskInfo, total) == 8 && offsetof(DiskInfo, free) == 19 &&
@@ -176,7 +176,7 @@ static_assert(offsetof(ArpRecord, hw_type) == 16 && offsetof(ArpRecord, flags) =
               offsetof(ArpRecord, hw_address) == 24 && offsetof(ArpRecord, mask) == 44 &&
               offsetof(ArpRecord, device) == 52);
 
-int read_arp_table(ArpRecord* out, int max, int* count) {
+int read_arp_table(ArpRecord* out, int max, int* count) noexcept {
   const int fd = open("/proc/net/arp", O_RDONLY);
   if (fd < 0) return -1;
   char text[8192];
@@ -196,13 +196,13 @@ int read_arp_table(ArpRecord* out, int max, int* count) {
   return 0;
 }
 
-int gethostnamebyip(const char* ip, char* out, int size) {
-  if (ip == nullptr || out == nullptr || size <= 0) return -1;
+int gethostnamebyip(const char* ip, char* out) noexcept {
+  if (ip == nullptr || out == nullptr) return -1;
   in_addr address{};
   if (inet_aton(ip, &address) == 0) return -1;
   const hostent* host = gethostbyaddr(&address, sizeof address, AF_INET);
   if (host == nullptr || host->h_name == nullptr) return -1;
-  std::snprintf(out, static_cast<size_t>(size), "%s", host->h_name);
+  std::snprintf(out, PHONECORE_HOSTNAME_MAX, "%s", host->h_name);
   return 0;
 }
 

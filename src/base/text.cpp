@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/c_boundary.h"
 #include "phonecore/text.h"
 
 namespace phonecore::base {
@@ -117,19 +118,19 @@ using namespace phonecore::base;
 
 extern "C" {
 
-int hexCharToValue(char c) {
+int hexCharToValue(char c) noexcept {
   if (c >= '0' && c <= '9') return c - '0';
   if (c >= 'a' && c <= 'z') return c - 'a' + 10;
   if (c >= 'A' && c <= 'Z') return c - 'A' + 10;
   return -1;
 }
 
-char valueToHexCh(int value) {
+char valueToHexCh(int value) noexcept {
   if (value < 0 || value > 15) return 0;
   return "0123456789ABCDEF"[value];
 }
 
-int hexToStr(const char* hex, char* out) {
+int hexToStr(const char* hex, char* out) noexcept {
   if (hex == nullptr || out == nullptr) return -1;
   const size_t length = std::strlen(hex);
   if (length % 2 != 0) return -2;
@@ -147,7 +148,7 @@ int hexToStr(const char* hex, char* out) {
   return 0;
 }
 
-int strToHex(const void* data, int length, char* out) {
+int strToHex(const void* data, int length, char* out) noexcept {
   if (data == nullptr || out == nullptr) return -1;
   if (length <= 0) return -2;
   const auto* bytes = static_cast<const unsigned char*>(data);
@@ -159,7 +160,7 @@ int strToHex(const void* data, int length, char* out) {
   return 0;
 }
 
-int hexstrToint(const char* hex, uint32_t* value) {
+int hexstrToint(const char* hex, uint32_t* value) noexcept {
   if (hex == nullptr || value == nullptr) return -1;
   const size_t length = std::strlen(hex);
   if (length == 0 || length > 8) return -2;
@@ -173,7 +174,7 @@ int hexstrToint(const char* hex, uint32_t* value) {
   return 0;
 }
 
-int string_to_array(const char* text, int length, StringArray* out) {
+int string_to_array(const char* text, int length, StringArray* out) noexcept {
   if (out == nullptr) return -1;
   SlotWriter slots(out, STRING_TO_ARRAY_MAX);
   if (text == nullptr || length <= 0) return 0;
@@ -188,30 +189,35 @@ int string_to_array(const char* text, int length, StringArray* out) {
   return slots.count();
 }
 
-int split_string(const char* text, char separator, StringArray* out) {
+int split_string(const char* text, char separator, StringArray* out) noexcept {
   return split_at(text, separator, out, SPLIT_STRING_MAX, false);
 }
 
-int split_string_with_ESC(const char* text, char separator, StringArray* out, int escape, const char* escape_set) {
+int split_string_with_ESC(const char* text, char separator, StringArray* out, int escape,
+                          const char* escape_set) noexcept {
   if (out == nullptr) return -1;
   if (escape_set == nullptr) escape_set = "=;:\\";
   SlotWriter slots(out, SPLIT_STRING_MAX);
   if (text == nullptr) return 0;
-  std::string token;
-  for (const char* p = text;; ++p) {
-    if (*p == '\0' || *p == separator) {
-      slots.add(token);
-      token.clear();
-      if (*p == '\0' || slots.full()) break;
-      continue;
+  // Without memory for a token, the tokens stored so far are the result.
+  or_failure(0, [&] {
+    std::string token;
+    for (const char* p = text;; ++p) {
+      if (*p == '\0' || *p == separator) {
+        slots.add(token);
+        token.clear();
+        if (*p == '\0' || slots.full()) break;
+        continue;
+      }
+      if (escape != 0 && *p == '\\' && p[1] != '\0' && std::strchr(escape_set, p[1]) != nullptr) ++p;
+      token.push_back(*p);
     }
-    if (escape != 0 && *p == '\\' && p[1] != '\0' && std::strchr(escape_set, p[1]) != nullptr) ++p;
-    token.push_back(*p);
-  }
+    return 0;
+  });
   return slots.count();
 }
 
-int split_string_with_outarraylen(const char* text, char separator, StringArray* out, int max) {
+int split_string_with_outarraylen(const char* text, char separator, StringArray* out, int max) noexcept {
   if (max <= 0) {
     if (out != nullptr) out->count = 0;
     return 0;
@@ -219,7 +225,7 @@ int split_string_with_outarraylen(const char* text, char separator, StringArray*
   return split_at(text, separator, out, max, true);
 }
 
-int split_string_with_2layer_splitchar(const char* text, char outer, char inner, StringArray* out, int max) {
+int split_string_with_2layer_splitchar(const char* text, char outer, char inner, StringArray* out, int max) noexcept {
   if (out == nullptr) return -1;
   SlotWriter slots(out, max < 0 ? 0 : max);
   if (text == nullptr) return 0;
@@ -237,18 +243,18 @@ int split_string_with_2layer_splitchar(const char* text, char outer, char inner,
   return slots.count();
 }
 
-const char* get_parm(const StringArray* array, int n, int* length) {
+const char* get_parm(const StringArray* array, int n, int* length) noexcept {
   if (array == nullptr || n < 0 || n >= array->count) return nullptr;
   if (length != nullptr) *length = array->slot[n].length;
   return array->slot[n].text;
 }
 
-int get_command(const StringArray* array) {
+int get_command(const StringArray* array) noexcept {
   if (array == nullptr || array->count <= 0) return 0;
   return array->slot[0].length;
 }
 
-int string_delete(const char* text, char* out, char c) {
+int string_delete(const char* text, char* out, char c) noexcept {
   if (text == nullptr || out == nullptr) return -1;
   int n = 0;
   for (const char* p = text; *p != '\0'; ++p)
@@ -257,44 +263,44 @@ int string_delete(const char* text, char* out, char c) {
   return n;
 }
 
-int string_comp(const char* a, const char* b, int n) {
+int string_comp(const char* a, const char* b, int n) noexcept {
   if (a == nullptr || b == nullptr) return a == b ? 0 : 1;
   if (n <= 0) return 0;
   return std::memcmp(a, b, static_cast<size_t>(n)) == 0 ? 0 : 1;
 }
 
-int DeleteBufNotUse(char*, int) { return 0; }
+int DeleteBufNotUse(char*, int) noexcept { return 0; }
 
-char* to_upper(char* text) {
+char* to_upper(char* text) noexcept {
   if (text == nullptr) return nullptr;
   for (char* p = text; *p != '\0'; ++p)
     if (*p >= 'a' && *p <= 'z') *p = static_cast<char>(*p - 'a' + 'A');
   return text;
 }
 
-char* to_lowwer(char* text) {
+char* to_lowwer(char* text) noexcept {
   if (text == nullptr) return nullptr;
   for (char* p = text; *p != '\0'; ++p)
     if (*p >= 'A' && *p <= 'Z') *p = static_cast<char>(*p - 'A' + 'a');
   return text;
 }
 
-char* my_strstr(const char* haystack, const char* needle) {
+char* my_strstr(const char* haystack, const char* needle) noexcept {
   if (haystack == nullptr || needle == nullptr || *haystack == '\0') return nullptr;
   return const_cast<char*>(std::strstr(haystack, needle));
 }
 
-int str_replace_me(const char* text, const char* from, const char* to, char* out, int out_size) {
-  if (text == nullptr || from == nullptr || to == nullptr || out == nullptr || out_size <= 0) return -1;
+int str_replace_me(const char* text, const char* from, const char* to, char* out) noexcept {
+  if (text == nullptr || from == nullptr || to == nullptr || out == nullptr) return -1;
   std::vector<size_t> found;
   if (*from != '\0' && !find_occurrences(text, from, found)) return -1;
   for (size_t i = 0; i < found.size(); ++i)
     std::printf("%s,%d, replace %zu \"%s\" at %zu with \"%s\"\n", __func__, __LINE__, i + 1, from, found[i], to);
-  write_replaced(text, from, to, found, out, out_size);
+  write_replaced(text, from, to, found, out, STR_REPLACE_ME_OUT_SIZE);
   return static_cast<int>(found.size());
 }
 
-int strReplace(char* text, const char* from, const char* to, int scratch_size) {
+int strReplace(char* text, const char* from, const char* to, int scratch_size) noexcept {
   if (text == nullptr || from == nullptr || to == nullptr || scratch_size <= 0) return -1;
   char* scratch = static_cast<char*>(std::malloc(static_cast<size_t>(scratch_size)));
   if (scratch == nullptr) return -1;
@@ -310,7 +316,7 @@ int strReplace(char* text, const char* from, const char* to, int scratch_size) {
   return static_cast<int>(found.size());
 }
 
-int replace(const char* text, const char* from, const char* to, char* out, int out_size) {
+int replace(const char* text, const char* from, const char* to, char* out, int out_size) noexcept {
   if (text == nullptr || from == nullptr || to == nullptr || out == nullptr || out_size <= 0) return -1;
   std::vector<size_t> found;
   if (*from != '\0' && !find_occurrences(text, from, found)) return -1;
@@ -318,7 +324,7 @@ int replace(const char* text, const char* from, const char* to, char* out, int o
   return static_cast<int>(found.size());
 }
 
-int checkValidIP(const char* ip) {
+int checkValidIP(const char* ip) noexcept {
   if (ip == nullptr) return -1;
   int part[4];
   if (std::sscanf(ip, "%d.%d.%d.%d ", &part[0], &part[1], &part[2], &part[3]) != 4) return -1;
@@ -329,14 +335,14 @@ int checkValidIP(const char* ip) {
   return std::strcmp(back, ip) == 0 ? 0 : -1;
 }
 
-int parseSubStr(const char* text, const char* start, const char* end, char* out, int out_size) {
+int parseSubStr(const char* text, const char* start, const char* end, char* out) noexcept {
   if (text == nullptr || start == nullptr || end == nullptr || out == nullptr) return -1;
   const char* from = std::strstr(text, start);
   if (from == nullptr) return -1;
   from += std::strlen(start);
   const char* until = std::strstr(from, end);
   if (until == nullptr) return -1;
-  const size_t n = std::min(static_cast<size_t>(until - from), static_cast<size_t>(std::max(out_size, 0)));
+  const size_t n = std::min(static_cast<size_t>(until - from), static_cast<size_t>(PARSE_SUB_STR_MAX));
   std::memcpy(out, from, n);
   return static_cast<int>(n);
 }

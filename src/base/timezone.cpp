@@ -62,7 +62,7 @@ using namespace phonecore::base;
 
 extern "C" {
 
-int load_time_zone(void) {
+int load_time_zone(void) noexcept {
   json_object* root = read_gnl_config_json("default/settinglist.cfg");
   if (root == nullptr) return -1;
   const char* offset = get_string_from_json(root, 2, "SettingDateTime", "CurrentTimeZoneTime");
@@ -72,7 +72,7 @@ int load_time_zone(void) {
   return 0;
 }
 
-int set_time_zone(const char* offset) {
+int set_time_zone(const char* offset) noexcept {
   if (offset == nullptr) return 0;
   if (offset[0] == '0')
     setenv("TZ", "CST", 1);
@@ -82,7 +82,7 @@ int set_time_zone(const char* offset) {
   return 0;
 }
 
-int send_time_zone(const char* offset) {
+int send_time_zone(const char* offset) noexcept {
   // A zone text is short; it keeps 63 bytes, so that the request fits.
   char zone[64];
   std::snprintf(zone, sizeof zone, "%s", offset != nullptr ? offset : "");
@@ -96,7 +96,7 @@ int send_time_zone(const char* offset) {
   return 0;
 }
 
-int add_time_set_hookmsg(MessageClient* client) {
+int add_time_set_hookmsg(MessageClient* client) noexcept {
   MsgHook* hook = add_hook_bymsgname(client, "settimezone", kHookSize, 2);
   store(_g_vorn_timers_phook, hook);
   if (hook == nullptr) return -1;
@@ -104,7 +104,7 @@ int add_time_set_hookmsg(MessageClient* client) {
   return 0;
 }
 
-int del_time_hook(MessageClient* client) {
+int del_time_hook(MessageClient* client) noexcept {
   MsgHook* hook = load(_g_vorn_timers_phook);
   if (hook == nullptr) return 0;
   del_hook_monitor_thread(hook);

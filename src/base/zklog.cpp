@@ -85,7 +85,7 @@ void format_message(char* message, const char* format, va_list args) {
 
 // Stamps a message into a line of at most line_size - 1 bytes and appends
 // it to path (null: the log file).
-int write_line(const char* path, const char* message, size_t line_size) {
+int write_line(const char* path, const char* message, size_t line_size) noexcept {
   char time_text[32];
   stamp(time_text, sizeof time_text);
   char line[kLineSize];
@@ -108,18 +108,18 @@ using namespace phonecore::base;
 
 extern "C" {
 
-int log_switch_set(int value) {
+int log_switch_set(int value) noexcept {
   g_switch = value != 0 ? 1 : 0;
   return 0;
 }
 
-int log_size_set(int bytes) {
+int log_size_set(int bytes) noexcept {
   if (bytes < 1) return -1;
   g_limit = bytes;
   return 0;
 }
 
-int log_path_set(const char* path) {
+int log_path_set(const char* path) noexcept {
   // The folder is what stands before the last "/"; a path whose only "/"
   // is its first byte, or that has none, names no folder of its own.
   if (path == nullptr) return 0;
@@ -133,7 +133,7 @@ int log_path_set(const char* path) {
   return 0;
 }
 
-int log_dir_create(const char* directory) {
+int log_dir_create(const char* directory) noexcept {
   if (directory == nullptr) return 1;
   if (DIR* existing = opendir(directory)) {
     closedir(existing);
@@ -159,7 +159,7 @@ int log_dir_create(const char* directory) {
   return 0;
 }
 
-int writemyfile(const char* path, const char* buffer, int length) {
+int writemyfile(const char* path, const char* buffer, int length) noexcept {
   const char* file = path != nullptr ? path : g_path;
   int fd;
   struct stat info {};
@@ -184,12 +184,12 @@ int writemyfile(const char* path, const char* buffer, int length) {
   return 0;
 }
 
-int log_write(const char* text) {
+int log_write(const char* text) noexcept {
   if (g_switch == 0) return 0;
   return write_line(nullptr, text != nullptr ? text : "(null)", kPlainLineSize);
 }
 
-int log_write_fm(const char* format, ...) {
+int log_write_fm(const char* format, ...) noexcept {
   if (g_switch == 0) return 0;
   va_list args;
   va_start(args, format);
@@ -198,7 +198,7 @@ int log_write_fm(const char* format, ...) {
   return result;
 }
 
-int log_write_fm_path(const char* path, const char* format, ...) {
+int log_write_fm_path(const char* path, const char* format, ...) noexcept {
   if (g_switch == 0) return 0;
   va_list args;
   va_start(args, format);
@@ -207,7 +207,7 @@ int log_write_fm_path(const char* path, const char* format, ...) {
   return result;
 }
 
-int log_write_curtime(const char* a, const char* b, int number, const char* extra, const char* path) {
+int log_write_curtime(const char* a, const char* b, int number, const char* extra, const char* path) noexcept {
   if (g_switch == 0) return 0;
   struct timeval now {};
   gettimeofday(&now, nullptr);
@@ -222,11 +222,11 @@ int log_write_curtime(const char* a, const char* b, int number, const char* extr
                           : log_write_fm("%s---%s_[%d]. sec=%ld, microsec=%d", a, b, number, seconds, micro);
 }
 
-int safe_strcat(char* target, const char* text) {
+int safe_strcat(char* target, const char* text) noexcept {
   return safe_strncat(target, text, text != nullptr ? static_cast<int>(std::strlen(text)) : 0);
 }
 
-int safe_strncat(char* target, const char* text, int length) {
+int safe_strncat(char* target, const char* text, int length) noexcept {
   if (target == nullptr) return -1;
   const size_t used = strnlen(target, ZKLOG_TEXT_SIZE);
   if (used > ZKLOG_TEXT_SIZE - 2) return -1;

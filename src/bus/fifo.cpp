@@ -71,7 +71,7 @@ using namespace phonecore::bus;
 
 extern "C" {
 
-int NEWFIFO_INIT(NewFifo** fifo, int size, int slots) {
+int NEWFIFO_INIT(NewFifo** fifo, int size, int slots) noexcept {
   if (fifo == nullptr) return -1;
   auto* f = static_cast<NewFifo*>(std::calloc(1, sizeof(NewFifo)));
   if (f == nullptr) return -1;
@@ -85,7 +85,7 @@ int NEWFIFO_INIT(NewFifo** fifo, int size, int slots) {
   return 0;
 }
 
-int NEWFIFO_RELEASE(NewFifo** fifo) {
+int NEWFIFO_RELEASE(NewFifo** fifo) noexcept {
   if (fifo == nullptr || *fifo == nullptr) return -1;
   NewFifo* f = *fifo;
   // A writer that took the queue just before it was released has left it
@@ -99,7 +99,7 @@ int NEWFIFO_RELEASE(NewFifo** fifo) {
   return 0;
 }
 
-int NEWFIFO_RESET(NewFifo* f) {
+int NEWFIFO_RESET(NewFifo* f) noexcept {
   if (f == nullptr) return -1;
   store(f->used, 0u);
   store(f->read_index, 0);
@@ -108,7 +108,7 @@ int NEWFIFO_RESET(NewFifo* f) {
   return 0;
 }
 
-int NEWFIFO_WRITE(NewFifo* f, const void* data, int length, uint64_t tag) {
+int NEWFIFO_WRITE(NewFifo* f, const void* data, int length, uint64_t tag) noexcept {
   if (f == nullptr || data == nullptr || length < 0) return -1;
   Locked lock(f->lock);
   const int32_t w = load(f->write_index);
@@ -127,13 +127,15 @@ int NEWFIFO_WRITE(NewFifo* f, const void* data, int length, uint64_t tag) {
 
 // The destination must hold the longest element; a queue never holds an
 // element longer than its ring.
-int NEWFIFO_READ(NewFifo* f, void* dest, int* length) { return fifo_read_bounded(f, dest, SIZE_MAX, length, nullptr); }
+int NEWFIFO_READ(NewFifo* f, void* dest, int* length) noexcept {
+  return fifo_read_bounded(f, dest, SIZE_MAX, length, nullptr);
+}
 
-int NEWFIFO_READ2(NewFifo* f, void* dest, int* length, uint64_t* tag) {
+int NEWFIFO_READ2(NewFifo* f, void* dest, int* length, uint64_t* tag) noexcept {
   return fifo_read_bounded(f, dest, SIZE_MAX, length, tag);
 }
 
-int NEWFIFO_READ_LEFT(NewFifo* f) {
+int NEWFIFO_READ_LEFT(NewFifo* f) noexcept {
   if (f == nullptr) return 0;
   const int32_t w = load(f->write_index);
   const int32_t r = load(f->read_index);
@@ -144,12 +146,12 @@ int NEWFIFO_READ_LEFT(NewFifo* f) {
   return n < 0 ? n + f->slots : n;
 }
 
-int NEWFIFO_READ_HASDATA(NewFifo* f) {
+int NEWFIFO_READ_HASDATA(NewFifo* f) noexcept {
   if (f == nullptr) return -1;
   return load(f->write_index) == load(f->read_index) ? -2 : 0;
 }
 
-int UNEQUAL_FIFO_INIT(UnequalFifo** fifo, int size) {
+int UNEQUAL_FIFO_INIT(UnequalFifo** fifo, int size) noexcept {
   if (fifo == nullptr) return -1;
   auto* f = static_cast<UnequalFifo*>(std::calloc(1, sizeof(UnequalFifo)));
   if (f == nullptr) return -1;
@@ -160,7 +162,7 @@ int UNEQUAL_FIFO_INIT(UnequalFifo** fifo, int size) {
   return 0;
 }
 
-int UNEQUAL_FIFO_RELEASE(UnequalFifo** fifo) {
+int UNEQUAL_FIFO_RELEASE(UnequalFifo** fifo) noexcept {
   if (fifo == nullptr || *fifo == nullptr) return -1;
   UnequalFifo* f = *fifo;
   pthread_mutex_lock(&f->lock);
@@ -173,7 +175,7 @@ int UNEQUAL_FIFO_RELEASE(UnequalFifo** fifo) {
   return 0;
 }
 
-int UNEQUAL_FIFO_READ(UnequalFifo* f, void* dest, int length) {
+int UNEQUAL_FIFO_READ(UnequalFifo* f, void* dest, int length) noexcept {
   if (f == nullptr || dest == nullptr || length < 0) return -1;
   Locked lock(f->lock);
   if (f->buffer == nullptr) return -1;
@@ -189,7 +191,7 @@ int UNEQUAL_FIFO_READ(UnequalFifo* f, void* dest, int length) {
   return 0;
 }
 
-int UNEQUAL_FIFO_WRITE(UnequalFifo* f, const void* src, int length) {
+int UNEQUAL_FIFO_WRITE(UnequalFifo* f, const void* src, int length) noexcept {
   if (f == nullptr || src == nullptr || length < 0) return -1;
   Locked lock(f->lock);
   if (f->buffer == nullptr) return -1;
@@ -205,7 +207,7 @@ int UNEQUAL_FIFO_WRITE(UnequalFifo* f, const void* src, int length) {
   return 0;
 }
 
-int UNEQUAL_FIFO_RESET(UnequalFifo* f) {
+int UNEQUAL_FIFO_RESET(UnequalFifo* f) noexcept {
   if (f == nullptr) return -1;
   store(f->read_position, 0u);
   store(f->write_position, 0u);

@@ -122,16 +122,19 @@ MsgHook* add_hook(MessageClient* c, uint32_t type, uint16_t key, const char* nam
   return nullptr;
 }
 
-// Reads one element of a hook; an element longer than a positive capacity
-// is cut to it.
-int read_hook(MsgHook& h, void* dest, int capacity, int* length) {
-  const size_t cap = capacity > 0 ? static_cast<size_t>(capacity) : SIZE_MAX;
-  return fifo_read_bounded(load(h.hook_fifo), dest, cap, length, nullptr);
+// Reads one element of a hook into dest, at most capacity bytes (0: as
+// much as the hook's FIFO can hold, which is the room a caller of the
+// waits gives).
+int read_hook(MsgHook& h, void* dest, size_t capacity, int* length) {
+  NewFifo* fifo = load(h.hook_fifo);
+  if (fifo == nullptr) return -1;
+  const size_t room = capacity > 0 ? capacity : static_cast<size_t>(fifo->size);
+  return fifo_read_bounded(fifo, dest, room, length, nullptr);
 }
 
 // Polls a hook every 5 ms until an element came or the limit is over (-1:
-// no limit). Returns the element's length, or 0.
-int poll_hook(MsgHook& h, void* dest, int capacity, int* length, int timeout_ms) {
+// no limit). Returns the element's length, or 0; *length is the same.
+int poll_hook(MsgHook& h, void* dest, size_t capacity, int* length, int timeout_ms) {
   const long long start = now_ms();
   for (;;) {
     int got = 0;
@@ -144,6 +147,23 @@ int poll_hook(MsgHook& h, void* dest, int capacity, int* length, int timeout_ms)
   }
 }
 
+// wiat_hook_intant with the room of dest known to the caller (0: the
+// hook's FIFO size).
+int wait_hook_once(MessageClient* c, MsgHook* h, void* dest, size_t capacity, int* length, int timeout_ms) {
+  *length = 0;
+  int got = 0;
+  const bool locked = timeout_ms > 0;
+  if (locked) {
+    // A second waiter of the same name blocks here until the first has
+    // removed the hook, then finds no FIFO and runs into its limit.
+    pthread_mutex_lock(&h->wait_mutex);
+    got = poll_hook(*h, dest, capacity, length, timeout_ms);
+  }
+  del_hook(c, h);
+  if (locked) pthread_mutex_unlock(&h->wait_mutex);
+  return got;
+}
+
 void* hook_monitor_thread(void* arg) {
   auto* h = static_cast<MsgHook*>(arg);
   store(h->monitor_running, 1);
@@ -151,6 +171,7 @@ void* hook_monitor_thread(void* arg) {
     int length = 0;
     uint8_t* buffer = load(h->monitor_buffer);
     BusPacketCallback callback = load(h->monitor_callback);
+    // The monitor's buffer is larger than the FIFO: a whole element fits.
     if (buffer != nullptr && read_hook(*h, buffer, 0, &length) > 0 && callback != nullptr) {
       uint16_t source, msgtype;
       std::memcpy(&source, buffer + 10, sizeof source);
@@ -303,12 +324,12 @@ ClientFunRow clientfun_list[] = {
 };
 static_assert(std::size(clientfun_list) == 13, "twelve events and the end row");
 
-int add_callback_fun(ClientOps* table) {
+int add_callback_fun(ClientOps* table) noexcept {
   store(pClientOps, table);
   return 0;
 }
 
-int hook_process_msgtype(MessageClient* c, const void* packet, int length) {
+int hook_process_msgtype(MessageClient* c, const void* packet, int length) noexcept {
   if (c == nullptr || packet == nullptr || length < static_cast<int>(kPacketHeaderSize)) return 0;
   uint16_t msgtype;
   std::memcpy(&msgtype, static_cast<const uint8_t*>(packet) + 4, sizeof msgtype);
@@ -317,21 +338,21 @@ int hook_process_msgtype(MessageClient* c, const void* packet, int length) {
   return 0;
 }
 
-int hook_process_seq(MessageClient* c, uint16_t seq, const void* packet, int length) {
+int hook_process_seq(MessageClient* c, uint16_t seq, const void* packet, int length) noexcept {
   if (c == nullptr) return 0;
   for (MsgHook& h : c->hooks)
     if (load(h.hook_type) == kHookBySeq && load(h.hook_seq) == seq) write_to_hook(h, packet, length);
   return 0;
 }
 
-int hook_process_msgname(MessageClient* c, const char* name, const void* payload, int length) {
+int hook_process_msgname(MessageClient* c, const char* name, const void* payload, int length) noexcept {
   if (c == nullptr || name == nullptr) return 0;
   for (MsgHook& h : c->hooks)
     if (load(h.hook_type) == kHookByName && name_equals(h, name)) write_to_hook(h, payload, length);
   return 0;
 }
 
-int client_call_back(void* user, struct sockaddr_in*, char* received, int length, char*, int* reply_length) {
+int client_call_back(void* user, struct sockaddr_in*, char* received, int length, char*, int* reply_length) noexcept {
   auto* c = static_cast<MessageClient*>(user);
   if (reply_length != nullptr) *reply_length = 0;
   // A datagram shorter than a header is no packet.
@@ -363,7 +384,7 @@ int client_call_back(void* user, struct sockaddr_in*, char* received, int length
   return 0;
 }
 
-void* ClientCallBack(void* arg) {
+void* ClientCallBack(void* arg) noexcept {
   auto* c = static_cast<MessageClient*>(arg);
   store(c->dispatch_running, 1);
   while (load(c->dispatch_stop) == 0) {
@@ -375,20 +396,20 @@ void* ClientCallBack(void* arg) {
   return nullptr;
 }
 
-MsgHook* add_hook_byseq(MessageClient* c, uint16_t seq, int size, int slots) {
+MsgHook* add_hook_byseq(MessageClient* c, uint16_t seq, int size, int slots) noexcept {
   return add_hook(c, kHookBySeq, seq, nullptr, size, slots);
 }
 
-MsgHook* add_hook_bymsgname(MessageClient* c, const char* name, int size, int slots) {
+MsgHook* add_hook_bymsgname(MessageClient* c, const char* name, int size, int slots) noexcept {
   if (name == nullptr) return nullptr;
   return add_hook(c, kHookByName, 0, name, size, slots);
 }
 
-MsgHook* add_hook_bymsgtype(MessageClient* c, uint16_t msgtype, int size, int slots) {
+MsgHook* add_hook_bymsgtype(MessageClient* c, uint16_t msgtype, int size, int slots) noexcept {
   return add_hook(c, kHookByMsgtype, msgtype, nullptr, size, slots);
 }
 
-int add_hook_monitor_thread(MsgHook* h, BusPacketCallback callback) {
+int add_hook_monitor_thread(MsgHook* h, BusPacketCallback callback) noexcept {
   if (h == nullptr) return -1;
   store(h->monitor_callback, callback);
   int r = pthread_create(&h->monitor_thread, nullptr, hook_monitor_thread, h);
@@ -400,14 +421,14 @@ int add_hook_monitor_thread(MsgHook* h, BusPacketCallback callback) {
   return 0;
 }
 
-int del_hook_monitor_thread(MsgHook* h) {
+int del_hook_monitor_thread(MsgHook* h) noexcept {
   if (h == nullptr) return 0;
   store(h->hook_type, kHookFree);
   while (load(h->monitor_running) == 1) usleep(kMonitorStopPollUs);
   return 0;
 }
 
-int del_hook(MessageClient* c, MsgHook* h) {
+int del_hook(MessageClient* c, MsgHook* h) noexcept {
   if (c == nullptr || !own_hook(c, h)) return 0;
   store(h->hook_type, kHookFree);
   usleep(kPollUs);
@@ -423,52 +444,42 @@ int del_hook(MessageClient* c, MsgHook* h) {
   return 0;
 }
 
-int del_all_hook(MessageClient* c) {
+int del_all_hook(MessageClient* c) noexcept {
   if (c == nullptr) return 0;
   for (MsgHook& h : c->hooks)
     if (load(h.hook_type) != kHookFree) del_hook(c, &h);
   return 0;
 }
 
-int wiat_hook(MessageClient* c, MsgHook* h, void* dest, int* length, int timeout_ms) {
+int wiat_hook(MessageClient* c, MsgHook* h, void* dest, int* length, int timeout_ms) noexcept {
+  // *length is an output only; dest has room for the hook's FIFO size.
+  if (length != nullptr) *length = 0;
   if (h == nullptr || dest == nullptr || length == nullptr) return 0;
-  const int capacity = *length;
-  *length = 0;
-  const int got = poll_hook(*h, dest, capacity, length, timeout_ms);
+  const int got = poll_hook(*h, dest, 0, length, timeout_ms);
   // Only a hook by seq is used once; the others stay armed.
   if (load(h->hook_type) == kHookBySeq) del_hook(c, h);
   return got;
 }
 
-int wiat_hook_intant(MessageClient* c, MsgHook* h, void* dest, int* length, int timeout_ms) {
+int wiat_hook_intant(MessageClient* c, MsgHook* h, void* dest, int* length, int timeout_ms) noexcept {
+  if (length != nullptr) *length = 0;
   if (h == nullptr || dest == nullptr || length == nullptr) return 0;
-  const int capacity = *length;
-  *length = 0;
-  int got = 0;
-  const bool locked = timeout_ms > 0;
-  if (locked) {
-    // A second waiter of the same name blocks here until the first has
-    // removed the hook, then finds no FIFO and runs into its limit.
-    pthread_mutex_lock(&h->wait_mutex);
-    got = poll_hook(*h, dest, capacity, length, timeout_ms);
-  }
-  del_hook(c, h);
-  if (locked) pthread_mutex_unlock(&h->wait_mutex);
-  return got;
+  return wait_hook_once(c, h, dest, 0, length, timeout_ms);
 }
 
-int wait_msgname_reply(MessageClient* c, const char* name, void* buffer, int buffer_size, int timeout_ms) {
+int wait_msgname_reply(MessageClient* c, const char* name, void* buffer, int buffer_size, int timeout_ms) noexcept {
   if (buffer == nullptr || buffer_size < 1) return -1;
   MsgHook* h = add_hook_bymsgname(c, name, buffer_size, 2);
   if (h == nullptr) return -1;
-  // One byte stays free for the terminator.
-  int length = buffer_size - 1;
-  if (wiat_hook_intant(c, h, buffer, &length, timeout_ms) < 1) return -1;
+  // One byte stays free for the terminator: an element of the whole FIFO
+  // size is cut by one.
+  int length = 0;
+  if (wait_hook_once(c, h, buffer, static_cast<size_t>(buffer_size) - 1, &length, timeout_ms) < 1) return -1;
   static_cast<char*>(buffer)[length] = 0;
   return length;
 }
 
-int wait_response(MessageClient* c, uint16_t seq, int ticks) {
+int wait_response(MessageClient* c, uint16_t seq, int ticks) noexcept {
   if (c == nullptr) return 0;
   // The seq goes into every free entry; the last of them is watched (entry
   // 0 when none was free). One wait thus takes the whole table.

@@ -94,13 +94,13 @@ int datarevlen = 0;
 void* pbufferRecvGL = nullptr;
 int short_connect_done = 0;
 
-uint32_t system_get_times_msec(void) {
+uint32_t system_get_times_msec(void) noexcept {
   timeval tv;
   gettimeofday(&tv, nullptr);
   return static_cast<uint32_t>(tv.tv_usec / 1000) + static_cast<uint32_t>(tv.tv_sec) * 1000u;
 }
 
-int send_sjson_to_sip(MessageClient* c, const char* name, json_object* data) {
+int send_sjson_to_sip(MessageClient* c, const char* name, json_object* data) noexcept {
   if (c == nullptr) {
     json_object_put(data);
     return -1;
@@ -112,7 +112,7 @@ int send_sjson_to_sip(MessageClient* c, const char* name, json_object* data) {
   return send_message2(c, kBusIdSip, 0, kKindDirected, text, length);
 }
 
-json_object* send_sjson_to_sip_wait(MessageClient* c, const char* name, json_object* data, int timeout_ms) {
+json_object* send_sjson_to_sip_wait(MessageClient* c, const char* name, json_object* data, int timeout_ms) noexcept {
   const uint32_t start = system_get_times_msec();
   if (c == nullptr) {
     time_rule(name, start);
@@ -126,7 +126,8 @@ json_object* send_sjson_to_sip_wait(MessageClient* c, const char* name, json_obj
   return result;
 }
 
-json_object* send_sjson_to_sip_hook_wait(MessageClient* c, const char* name, json_object* data, int timeout_ms) {
+json_object* send_sjson_to_sip_hook_wait(MessageClient* c, const char* name, json_object* data,
+                                         int timeout_ms) noexcept {
   auto* reply = static_cast<char*>(std::malloc(kHookWaitReply));
   const uint32_t start = system_get_times_msec();
   json_object* result = nullptr;
@@ -142,11 +143,9 @@ json_object* send_sjson_to_sip_hook_wait(MessageClient* c, const char* name, jso
 }
 
 int send_sjson_to_sip_hook_wait_buffer(MessageClient* c, const char* name, int msgtype, json_object* data, void* out,
-                                       int* out_length, int timeout_ms) {
-  if (c == nullptr) {
-    json_object_put(data);
-    return -1;
-  }
+                                       int* out_length, int timeout_ms) noexcept {
+  // No session: the data stays the caller's.
+  if (c == nullptr) return -1;
   const uint32_t start = system_get_times_msec();
   char text[kRequestText] = {};
   int length = 0;
@@ -155,10 +154,8 @@ int send_sjson_to_sip_hook_wait_buffer(MessageClient* c, const char* name, int m
   send_message(c, kBusIdSip, number, text, length);
   MsgHook* h = add_hook_bymsgtype(c, number, kBufferWaitFifo, 2);
   int got = 0;
-  if (h != nullptr) {
-    got = sizeof g_buffer_reply;
-    wiat_hook_intant(c, h, g_buffer_reply, &got, timeout_ms);
-  }
+  static_assert(sizeof g_buffer_reply >= kBufferWaitFifo, "the global buffer holds any element of the hook");
+  if (h != nullptr) wiat_hook_intant(c, h, g_buffer_reply, &got, timeout_ms);
   if (got > static_cast<int>(kPacketHeaderSize) && out != nullptr) {
     BusPacketHeader head;
     std::memcpy(&head, g_buffer_reply, sizeof head);
@@ -174,18 +171,18 @@ int send_sjson_to_sip_hook_wait_buffer(MessageClient* c, const char* name, int m
   return -1;
 }
 
-int send_sjson_to_all(MessageClient* c, const char* name, json_object* data) {
+int send_sjson_to_all(MessageClient* c, const char* name, json_object* data) noexcept {
   char text[kRequestText] = {};
   return send_event(c, name, data, kBusIdAll, text, sizeof text, false);
 }
 
-int send_sjson_to_all_type_all(MessageClient* c, const char* name, json_object* data) {
+int send_sjson_to_all_type_all(MessageClient* c, const char* name, json_object* data) noexcept {
   char text[kTypeAllText] = {};
   return send_event(c, name, data, kBusIdTypeAll, text, sizeof text, true);
 }
 
 int send_string_and_wait(MessageClient* c, uint16_t dest, uint16_t msgtype, const char* name, const void* data,
-                         int length, char* reply, int timeout_ms) {
+                         int length, char* reply, int timeout_ms) noexcept {
   if (c == nullptr) return -1;
   for (;;) {
     const long long sent = now_ms();
@@ -196,7 +193,7 @@ int send_string_and_wait(MessageClient* c, uint16_t dest, uint16_t msgtype, cons
     MsgHook* h = add_hook_bymsgname(c, reply_name, kStringWaitReply, 2);
     if (h == nullptr) return -1;
     char buffer[kStringWaitReply + 1] = {};
-    int got = kStringWaitReply;
+    int got = 0;
     if (wiat_hook_intant(c, h, buffer, &got, timeout_ms) < 1) return -1;
     // A reply within the same millisecond cannot answer this send: it is a
     // late one of an earlier request, and the exchange starts again.
@@ -207,7 +204,7 @@ int send_string_and_wait(MessageClient* c, uint16_t dest, uint16_t msgtype, cons
 }
 
 int request_short_connect(uint16_t id, uint16_t dest, uint64_t, uint64_t mask, const void* data, int length,
-                          void* reply, int* reply_length, int ticks, int tries, int tick_us) {
+                          void* reply, int* reply_length, int ticks, int tries, int tick_us) noexcept {
   store(datarevlen, 0);
   store(pbufferRecvGL, reply);
   MessageClient* c = request_pc_connect(id, mask, short_connect_callback, "shortconn");

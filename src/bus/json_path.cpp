@@ -106,7 +106,7 @@ int build_message(const char* name, json_object* data, char* buffer, size_t capa
 
 extern "C" {
 
-json_object* get_json_obj(json_object* o, int count, const char** keys) {
+json_object* get_json_obj(json_object* o, int count, const char** keys) noexcept {
   for (int i = 0; i < count && o != nullptr; ++i) {
     json_object* next = nullptr;
     if (keys == nullptr || keys[i] == nullptr || !json_object_is_type(o, json_type_object) ||
@@ -117,7 +117,7 @@ json_object* get_json_obj(json_object* o, int count, const char** keys) {
   return o;
 }
 
-json_object* get_jobj_from_json(json_object* o, int count, ...) {
+json_object* get_jobj_from_json(json_object* o, int count, ...) noexcept {
   va_list keys;
   va_start(keys, count);
   json_object* r = walk(o, count, keys);
@@ -125,7 +125,7 @@ json_object* get_jobj_from_json(json_object* o, int count, ...) {
   return r;
 }
 
-const char* get_string_from_json(json_object* o, int count, ...) {
+const char* get_string_from_json(json_object* o, int count, ...) noexcept {
   va_list keys;
   va_start(keys, count);
   json_object* r = walk(o, count, keys);
@@ -133,7 +133,7 @@ const char* get_string_from_json(json_object* o, int count, ...) {
   return r != nullptr ? json_object_get_string(r) : nullptr;
 }
 
-const char* get_string_from_json_rl(json_object* o, int count, ...) {
+const char* get_string_from_json_rl(json_object* o, int count, ...) noexcept {
   va_list keys;
   va_start(keys, count);
   json_object* r = walk(o, count, keys);
@@ -141,7 +141,7 @@ const char* get_string_from_json_rl(json_object* o, int count, ...) {
   return r != nullptr ? json_object_get_string(r) : nullptr;
 }
 
-int get_int_from_json_rl(json_object* o, int count, ...) {
+int get_int_from_json_rl(json_object* o, int count, ...) noexcept {
   va_list keys;
   va_start(keys, count);
   json_object* r = walk(o, count, keys);
@@ -149,7 +149,7 @@ int get_int_from_json_rl(json_object* o, int count, ...) {
   return r != nullptr ? json_object_get_int(r) : 0;
 }
 
-int get_int_from_char_json(json_object* o, int count, ...) {
+int get_int_from_char_json(json_object* o, int count, ...) noexcept {
   va_list keys;
   va_start(keys, count);
   json_object* r = walk(o, count, keys);
@@ -158,7 +158,7 @@ int get_int_from_char_json(json_object* o, int count, ...) {
   return text != nullptr ? atoi(text) : 0;
 }
 
-int set_string_to_json(json_object* o, const char* key, const char* value, int count, ...) {
+int set_string_to_json(json_object* o, const char* key, const char* value, int count, ...) noexcept {
   va_list keys;
   va_start(keys, count);
   const int r = set_by_path(o, key, json_object_new_string(value != nullptr ? value : ""), count, keys, false);
@@ -166,7 +166,7 @@ int set_string_to_json(json_object* o, const char* key, const char* value, int c
   return r;
 }
 
-int set_int_to_json(json_object* o, const char* key, int value, int count, ...) {
+int set_int_to_json(json_object* o, const char* key, int value, int count, ...) noexcept {
   va_list keys;
   va_start(keys, count);
   const int r = set_by_path(o, key, json_object_new_int(value), count, keys, false);
@@ -174,7 +174,7 @@ int set_int_to_json(json_object* o, const char* key, int value, int count, ...) 
   return r;
 }
 
-int set_string_to_json2(json_object* o, const char* key, const char* value, int count, ...) {
+int set_string_to_json2(json_object* o, const char* key, const char* value, int count, ...) noexcept {
   va_list keys;
   va_start(keys, count);
   const int r = set_by_path(o, key, json_object_new_string(value != nullptr ? value : ""), count, keys, true);
@@ -182,7 +182,7 @@ int set_string_to_json2(json_object* o, const char* key, const char* value, int 
   return r;
 }
 
-int set_int_to_json2(json_object* o, const char* key, int value, int count, ...) {
+int set_int_to_json2(json_object* o, const char* key, int value, int count, ...) noexcept {
   va_list keys;
   va_start(keys, count);
   const int r = set_by_path(o, key, json_object_new_int(value), count, keys, true);
@@ -190,7 +190,7 @@ int set_int_to_json2(json_object* o, const char* key, int value, int count, ...)
   return r;
 }
 
-int set_obj_to_json(json_object* o, const char* key, json_object* member, int count, ...) {
+int set_obj_to_json(json_object* o, const char* key, json_object* member, int count, ...) noexcept {
   va_list keys;
   va_start(keys, count);
   const int r = set_by_path(o, key, member, count, keys, false);
@@ -198,7 +198,7 @@ int set_obj_to_json(json_object* o, const char* key, json_object* member, int co
   return r;
 }
 
-int get_int_list_from_array(json_object* array, int* dest, int* count) {
+int get_int_list_from_array(json_object* array, int* dest, int* count) noexcept {
   if (array == nullptr || !json_object_is_type(array, json_type_array)) return -1;
   const size_t n = json_object_array_length(array);
   for (size_t i = 0; i < n && dest != nullptr; ++i) dest[i] = json_object_get_int(json_object_array_get_idx(array, i));
@@ -206,14 +206,14 @@ int get_int_list_from_array(json_object* array, int* dest, int* count) {
   return 0;
 }
 
-json_object* get_obj_list_from_array(const int* values, int count) {
+json_object* get_obj_list_from_array(const int* values, int count) noexcept {
   json_object* array = json_object_new_array();
   for (int i = 0; values != nullptr && i < count; ++i) json_object_array_add(array, json_object_new_int(values[i]));
   return array;
 }
 
 int api_json_arry_parse(json_object* array, int mode, const char* key, const char* text, int number,
-                        int (*callback)(json_object*, int, void*), void* user) {
+                        int (*callback)(json_object*, int, void*), void* user) noexcept {
   if (array == nullptr || !json_object_is_type(array, json_type_array)) return 0;
   bool matched = false;
   const size_t n = json_object_array_length(array);
@@ -238,7 +238,7 @@ int api_json_arry_parse(json_object* array, int mode, const char* key, const cha
   return matched ? 0 : -1;
 }
 
-json_object* make_simple_data(int n, ...) {
+json_object* make_simple_data(int n, ...) noexcept {
   if (n % 2 != 0 || n < 0) return nullptr;
   json_object* o = json_object_new_object();
   va_list args;
@@ -252,7 +252,7 @@ json_object* make_simple_data(int n, ...) {
   return o;
 }
 
-json_object* make_simple_data2(int n, ...) {
+json_object* make_simple_data2(int n, ...) noexcept {
   if (n % 3 != 0 || n < 0) return nullptr;
   json_object* o = json_object_new_object();
   va_list args;
@@ -274,16 +274,16 @@ json_object* make_simple_data2(int n, ...) {
   return o;
 }
 
-int make_simple_send_msg(const char* name, json_object* data, char* buffer, int* length) {
+int make_simple_send_msg(const char* name, json_object* data, char* buffer, int* length) noexcept {
   return message_text(new_message(name, data), buffer, length);
 }
 
-int make_simple_request(const char* name, json_object* data, char* buffer) {
+int make_simple_request(const char* name, json_object* data, char* buffer) noexcept {
   message_text(new_message(name, data), buffer, nullptr);
   return 0;
 }
 
-int make_simple_response(int, const char* name, const char* status, json_object* data, char* buffer) {
+int make_simple_response(int, const char* name, const char* status, json_object* data, char* buffer) noexcept {
   json_object* m = json_object_new_object();
   json_object_object_add(m, "msgtype", json_object_new_string(name != nullptr ? name : ""));
   json_object_object_add(m, "status", json_object_new_string(status != nullptr ? status : ""));

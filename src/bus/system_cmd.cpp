@@ -46,7 +46,8 @@ using namespace phonecore::bus;
 
 extern "C" {
 
-int system_cmd_decode(const char* text, void (*on_reboot)(void), void (*on_upgrade)(int), void (*on_reset)(int)) {
+int system_cmd_decode(const char* text, void (*on_reboot)(void), void (*on_upgrade)(int),
+                      void (*on_reset)(int)) noexcept {
   if (text == nullptr) return -1;
   json_object* root = json_tokener_parse(text);
   if (root == nullptr) return -1;
@@ -69,10 +70,11 @@ int system_cmd_decode(const char* text, void (*on_reboot)(void), void (*on_upgra
   return -1;
 }
 
-int find_pid_by_name(const char* name, pid_t* pids, int* count) {
+int find_pid_by_name(const char* name, pid_t* pids, int* count) noexcept {
   DIR* proc = opendir("/proc");
   if (proc == nullptr) return -1;
-  const int room = count != nullptr && pids != nullptr ? *count : 0;
+  // *count is an output only; the array's room is FIND_PID_MAX.
+  const int room = pids != nullptr ? FIND_PID_MAX : 0;
   int found = 0;
   while (const dirent* entry = readdir(proc)) {
     if (std::strcmp(entry->d_name, "..") == 0 || !std::isdigit(static_cast<unsigned char>(entry->d_name[0])))
@@ -80,16 +82,14 @@ int find_pid_by_name(const char* name, pid_t* pids, int* count) {
     char process[512];
     if (name == nullptr || !process_name(entry->d_name, process, sizeof process)) continue;
     if (std::strcmp(process, name) != 0) continue;
-    if (found < room) pids[found] = static_cast<pid_t>(std::strtol(entry->d_name, nullptr, 10));
-    ++found;
+    if (found < room) pids[found++] = static_cast<pid_t>(std::strtol(entry->d_name, nullptr, 10));
   }
   closedir(proc);
-  const int stored = found < room ? found : room;
-  if (count != nullptr) *count = stored;
-  return stored != 0 ? 0 : -1;
+  if (count != nullptr) *count = found;
+  return found != 0 ? 0 : -1;
 }
 
-int system_send_start_cmd(const char* command) {
+int system_send_start_cmd(const char* command) noexcept {
   // One command at a time: the starter deletes the file once it has read
   // it.
   while (check_if_fileexit(kStartMailbox)) usleep(kMailboxPollUs);
@@ -97,7 +97,7 @@ int system_send_start_cmd(const char* command) {
   return 0;
 }
 
-int SystemGetVersion(char* destination) {
+int SystemGetVersion(char* destination) noexcept {
   if (destination == nullptr) return 0;
   json_object* root = read_gnl_config_json("quorbit_ota.cfg");
   const char* version = root != nullptr ? get_string_from_json(root, 2, "QuorbitOta", "sw_version") : nullptr;
@@ -106,14 +106,14 @@ int SystemGetVersion(char* destination) {
   return 0;
 }
 
-int get_web_lang(char* destination) {
+int get_web_lang(char* destination) noexcept {
   if (destination == nullptr) return 0;
   if (read_profile_string("system_info", "lang", destination, WEB_LANG_SIZE, "", "/appconfigs/etc/webauth.cfg") == 0)
     std::snprintf(destination, WEB_LANG_SIZE, "%s", "es-us");
   return 0;
 }
 
-int zklog_times(const char* file, int line, const char* text) {
+int zklog_times(const char* file, int line, const char* text) noexcept {
   timeval now{};
   gettimeofday(&now, nullptr);
   std::printf("-%s-%d-%s-%ld-%ld\n", file != nullptr ? file : "(null)", line, text != nullptr ? text : "(null)",

@@ -9,7 +9,7 @@
 
 extern "C" {
 
-VornThreadWait* vorn_thread_wait_init(VornThreadWait** handle, uint32_t timeout_ms) {
+VornThreadWait* vorn_thread_wait_init(VornThreadWait** handle, uint32_t timeout_ms) noexcept {
   auto* wait = static_cast<VornThreadWait*>(std::calloc(1, sizeof(VornThreadWait)));
   if (wait != nullptr) {
     wait->timeout = timeout_ms;
@@ -21,7 +21,7 @@ VornThreadWait* vorn_thread_wait_init(VornThreadWait** handle, uint32_t timeout_
   return wait;
 }
 
-int vorn_thread_wait_release(VornThreadWait* handle) {
+int vorn_thread_wait_release(VornThreadWait* handle) noexcept {
   if (handle == nullptr) return 0;
   pthread_cond_destroy(&handle->cond);
   pthread_mutex_destroy(&handle->mutex);
@@ -29,7 +29,7 @@ int vorn_thread_wait_release(VornThreadWait* handle) {
   return 0;
 }
 
-int vorn_thread_wait(VornThreadWait* handle) {
+int vorn_thread_wait(VornThreadWait* handle) noexcept {
   if (handle == nullptr) return -1;
   std::printf("thread wait release %p,%p\n", static_cast<void*>(handle), static_cast<void*>(&handle->cond));
   pthread_mutex_lock(&handle->mutex);
@@ -43,7 +43,7 @@ int vorn_thread_wait(VornThreadWait* handle) {
   return 0;
 }
 
-int vorn_thread_wait_wake(VornThreadWait* handle) {
+int vorn_thread_wait_wake(VornThreadWait* handle) noexcept {
   if (handle == nullptr) return -1;
   std::printf("send signal\n");
   pthread_cond_signal(&handle->cond);

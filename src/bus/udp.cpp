@@ -46,7 +46,7 @@ int send_once(const char* address, int port, const void* data, int length) {
 
 extern "C" {
 
-void do_echo(struct sockaddr* address, socklen_t address_size, UdpListener* l) {
+void do_echo(struct sockaddr* address, socklen_t address_size, UdpListener* l) noexcept {
   if (l == nullptr) return;
   if (l->buffer_size <= 0) l->buffer_size = UDP_LISTEN_DEFAULT_BUFFER;
   const int size = l->buffer_size;
@@ -77,7 +77,7 @@ void do_echo(struct sockaddr* address, socklen_t address_size, UdpListener* l) {
   std::free(reply);
 }
 
-int udp_start_threadreal(UdpListener* l) {
+int udp_start_threadreal(UdpListener* l) noexcept {
   int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   store(l->socket, fd);
   if (fd < 0) return -1;
@@ -85,17 +85,12 @@ int udp_start_threadreal(UdpListener* l) {
   local.sin_family = AF_INET;
   local.sin_addr.s_addr = inet_addr(l->address != nullptr ? l->address : "0.0.0.0");
   local.sin_port = htons(static_cast<uint16_t>(l->port & 0xFFFF));
-  l->local_address = &local;
   int one = 1;
   int r = setsockopt(fd, SOL_SOCKET, SO_BROADCAST, &one, sizeof one);
-  if (r != 0) {
-    l->local_address = nullptr;
-    return r;
-  }
+  if (r != 0) return r;
   if (setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one) != 0) {
     close(fd);
     store(l->socket, -1);
-    l->local_address = nullptr;
     return -1;
   }
   if (bind(fd, reinterpret_cast<sockaddr*>(&local), sizeof local) != 0) {
@@ -104,19 +99,22 @@ int udp_start_threadreal(UdpListener* l) {
     // The number may be handed to another descriptor at once: it must not
     // be shut down or closed again by a stop.
     store(l->socket, -1);
-    l->local_address = nullptr;
     return -1;
   }
+  // local_address is set once the socket is bound and cleared before it
+  // closes: the owner of the listener waits on it to know that datagrams
+  // to the port are received.
+  store(l->local_address, &local);
   sockaddr_in sender{};
   do_echo(reinterpret_cast<sockaddr*>(&sender), sizeof sender, l);
   // The stop has shut the socket down; this thread, the only one that
   // reads it, closes it before the stop sees the thread end.
-  l->local_address = nullptr;
+  store(l->local_address, static_cast<sockaddr_in*>(nullptr));
   close(fd);
   return fd;
 }
 
-void* udp_listen_thread_while(void* arg) {
+void* udp_listen_thread_while(void* arg) noexcept {
   auto* l = static_cast<UdpListener*>(arg);
   pthread_detach(pthread_self());
   prctl(PR_SET_NAME, "zknetwork", 0, 0, 0);
@@ -129,7 +127,7 @@ void* udp_listen_thread_while(void* arg) {
   return nullptr;
 }
 
-int udp_listen_thread_start(UdpListener* l, pthread_t* thread_id) {
+int udp_listen_thread_start(UdpListener* l, pthread_t* thread_id) noexcept {
   if (l == nullptr) return -1;
   store(l->run, 1);
   pthread_t t;
@@ -144,7 +142,7 @@ int udp_listen_thread_start(UdpListener* l, pthread_t* thread_id) {
   pthread_exit(nullptr);
 }
 
-int udp_listen_thread_stop(UdpListener* l, void*) {
+int udp_listen_thread_stop(UdpListener* l, void*) noexcept {
   if (l == nullptr) return 0;
   // Clear run, then wake the receive loop; the listener closes its socket
   // on the way out.
@@ -158,22 +156,22 @@ int udp_listen_thread_stop(UdpListener* l, void*) {
   return 0;
 }
 
-int udp_send_string(const char* address, int port, const char* text) {
+int udp_send_string(const char* address, int port, const char* text) noexcept {
   return send_once(address, port, text, text != nullptr ? static_cast<int>(std::strlen(text)) : -1);
 }
 
-int udp_send_data(const char* address, int port, const void* data, int length) {
+int udp_send_data(const char* address, int port, const void* data, int length) noexcept {
   return send_once(address, port, data, length);
 }
 
-int udp_send_data2(int fd, const char* address, int port, const void* data, int length) {
+int udp_send_data2(int fd, const char* address, int port, const void* data, int length) noexcept {
   if (data == nullptr || length < 0) return -1;
   sockaddr_in a = make_address(address, port);
   return static_cast<int>(sendto(fd, data, static_cast<size_t>(length), 0, reinterpret_cast<sockaddr*>(&a), sizeof a));
 }
 
 int udp_send_data_wait_timeout(const char* address, int port, const void* data, int length, void* reply,
-                               int* reply_capacity, int timeout_ms) {
+                               int* reply_capacity, int timeout_ms) noexcept {
   int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   if (fd < 0) return -1;
   timeval limit{timeout_ms / 1000, (timeout_ms % 1000) * 1000};
@@ -194,11 +192,11 @@ int udp_send_data_wait_timeout(const char* address, int port, const void* data, 
 }
 
 int udp_send_data_wait(const char* address, int port, const void* data, int length, void* reply,
-                       int* reply_capacity) {
+                       int* reply_capacity) noexcept {
   return udp_send_data_wait_timeout(address, port, data, length, reply, reply_capacity, kDefaultWaitMs);
 }
 
-int UdpBroadCastSend(int port, const void* data, int length) {
+int UdpBroadCastSend(int port, const void* data, int length) noexcept {
   int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   if (fd < 0) return -1;
   int one = 1;

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
 
 #include "bus/atomic_field.h"
@@ -86,12 +87,17 @@ void replace_stars(char* text) {
 
 // A member text for "default/voiplist.cfg": cut to 63 bytes, without white
 // space at either end.
-std::string trimmed(const char* text) {
-  std::string s(text, strnlen(text, kTextField - 1));
-  size_t b = 0, e = s.size();
-  while (b < e && std::isspace(static_cast<unsigned char>(s[b]))) ++b;
-  while (e > b && std::isspace(static_cast<unsigned char>(s[e - 1]))) --e;
-  return s.substr(b, e - b);
+struct TrimmedText {
+  char text[kTextField];
+};
+TrimmedText trimmed(const char* text) {
+  const size_t n = strnlen(text, kTextField - 1);
+  size_t b = 0, e = n;
+  while (b < e && std::isspace(static_cast<unsigned char>(text[b]))) ++b;
+  while (e > b && std::isspace(static_cast<unsigned char>(text[e - 1]))) --e;
+  TrimmedText out{};
+  std::memcpy(out.text, text + b, e - b);
+  return out;
 }
 
 // Stores each member of from into to, by its JSON type; other members of
@@ -114,7 +120,7 @@ void merge_members(json_object* to, json_object* from) {
         copy = json_tokener_parse(json_object_to_json_string(value));
         break;
       case json_type_string:
-        copy = json_object_new_string(trimmed(json_object_get_string(value)).c_str());
+        copy = json_object_new_string(trimmed(json_object_get_string(value)).text);
         break;
       default:
         break;
@@ -185,10 +191,13 @@ using namespace phonecore::call;
 
 extern "C" {
 
-int voip_account_get_real(MessageClient* c, void* destination, int* bytes) {
-  // The reply lands in a buffer of the bus size first; the caller gets at
-  // most the four records that this request reports.
-  static uint8_t reply[phonecore::bus::kMaxPayload];
+int voip_account_get_real(MessageClient* c, void* destination, int* bytes) noexcept {
+  // The reply lands in a buffer of the reply size first, per call; the
+  // caller gets at most the four records that this request reports.
+  std::unique_ptr<uint8_t, decltype(&std::free)> buffer(static_cast<uint8_t*>(std::malloc(BUS_BUFFER_REPLY_MAX)),
+                                                        &std::free);
+  uint8_t* reply = buffer.get();
+  if (reply == nullptr) return 0;
   int got = 0;
   if (send_sjson_to_sip_hook_wait_buffer(c, "account_get", kMsgtypeBinary, nullptr, reply, &got,
                                          buffer_request_limit_ms()) != 0)
@@ -203,7 +212,7 @@ int voip_account_get_real(MessageClient* c, void* destination, int* bytes) {
   return 0;
 }
 
-int LocalAcountInforBufferAdd(MessageClient* c, int max) {
+int LocalAcountInforBufferAdd(MessageClient* c, int max) noexcept {
   max = std::clamp(max, 0, kMaxRecords);
   store(__gl_maxlen, max);
   int length = 0;
@@ -216,7 +225,7 @@ int LocalAcountInforBufferAdd(MessageClient* c, int max) {
   return 0;
 }
 
-int LocalAcountInforBufferDel(MessageClient* c) {
+int LocalAcountInforBufferDel(MessageClient* c) noexcept {
   MsgHook* hook = load(__gl_pAccHook);
   if (hook != nullptr) {
     del_hook_monitor_thread(hook);
@@ -227,12 +236,12 @@ int LocalAcountInforBufferDel(MessageClient* c) {
   return 0;
 }
 
-int LocalAcountInforUpdateExt(const void* records, int count) {
+int LocalAcountInforUpdateExt(const void* records, int count) noexcept {
   instant_message_send(65535, kMsgtypeAccounts, 1, records, static_cast<int>(kAccountRecordSize) * count);
   return 0;
 }
 
-int LocalAcountInforGet(void* destination, int max) {
+int LocalAcountInforGet(void* destination, int max) noexcept {
   const int n = std::min(account_count(), max);
   if (destination == nullptr || n <= 0) return std::max(n, 0);
   auto* to = static_cast<uint8_t*>(destination);
@@ -243,33 +252,33 @@ int LocalAcountInforGet(void* destination, int max) {
   return n;
 }
 
-int voip_account_get(MessageClient*, void* destination, int* bytes) {
+int voip_account_get(MessageClient*, void* destination, int* bytes) noexcept {
   const int n = LocalAcountInforGet(destination, kMaxRecords);
   if (bytes != nullptr) *bytes = n * static_cast<int>(kAccountRecordSize);
   return 1;
 }
 
-void callback_on_reg_changed(int acc_id, int state) {
+void callback_on_reg_changed(int acc_id, int state) noexcept {
   const int i = find_account(static_cast<uint32_t>(acc_id));
   if (i >= 0) store(_gl_accountArr[i].reg_state, static_cast<int32_t>(state));
 }
 
-int get_reg_status(int acc_id) {
+int get_reg_status(int acc_id) noexcept {
   if (load(_gl_accountLen) < 1) return -10;
   const int i = find_account(static_cast<uint32_t>(acc_id));
   if (i < 0) return -20;
   return load(_gl_accountArr[i].reg_state);
 }
 
-int voip_send_reg_status(MessageClient* c, int acc_id, int online) {
+int voip_send_reg_status(MessageClient* c, int acc_id, int online) noexcept {
   json_object* data = make_simple_data2(6, 1, "acc_id", acc_id, 1, "bOnline", online);
   printf("reg_changed=%s\n\r", json_object_get_string(data));
   return send_sjson_to_all(c, "reg_changed", data);
 }
 
-int setSipAccount(int index, const char* label, const char* user_name, const char* password,
-                  const char* display_name, const char* register_name, const char* port1, const char* address1,
-                  int enable, const char* port2, const char* address2) {
+int setSipAccount(int index, const char* label, const char* user_name, const char* password, const char* display_name,
+                  const char* register_name, const char* port1, const char* address1, int enable, const char* port2,
+                  const char* address2) noexcept {
   char registrar[kWorkBuffer] = {};
   char id[kWorkBuffer] = {};
   json_object* root = read_gnl_config(kCategoryAccounts, nullptr);
@@ -353,19 +362,19 @@ int setSipAccount(int index, const char* label, const char* user_name, const cha
   return 0;
 }
 
-int reload_account_all(void) { return broadcast_command("{\"cmd\":\"reload_account\"}"); }
-int start_network(void) { return broadcast_command("{\"cmd\":\"start_network\"}"); }
-int startSomething(void) { return broadcast_command("{\"cmd\":\"startSomething\"}"); }
-int startSomething_ssh(void) { return broadcast_command("{\"cmd\":\"startSomething_ssh\"}"); }
-int reload_sip_base(void) { return broadcast_command("{\"cmd\":\"reload_sip_base\"}"); }
+int reload_account_all(void) noexcept { return broadcast_command("{\"cmd\":\"reload_account\"}"); }
+int start_network(void) noexcept { return broadcast_command("{\"cmd\":\"start_network\"}"); }
+int startSomething(void) noexcept { return broadcast_command("{\"cmd\":\"startSomething\"}"); }
+int startSomething_ssh(void) noexcept { return broadcast_command("{\"cmd\":\"startSomething_ssh\"}"); }
+int reload_sip_base(void) noexcept { return broadcast_command("{\"cmd\":\"reload_sip_base\"}"); }
 
-int reload_cmd_broadcast(const char* name) {
+int reload_cmd_broadcast(const char* name) noexcept {
   char text[256];
   snprintf(text, sizeof text, "{\"cmd\":\"%s\"}", or_empty(name));
   return broadcast_command(text);
 }
 
-int set_voip_log_disable(void) {
+int set_voip_log_disable(void) noexcept {
   json_object* settings = read_gnl_config_json("default/settinglist.cfg");
   if (settings != nullptr) {
     set_string_to_json2(settings, "LocalLogSwitch", "0", 1, "SettingConfiguration");
@@ -377,7 +386,7 @@ int set_voip_log_disable(void) {
   return 0;
 }
 
-int set_telnet_ssh_type_disable(void) {
+int set_telnet_ssh_type_disable(void) noexcept {
   constexpr const char* kKill = "killall -9 telnetd; killall -9 dropbear";
   if (std::system(kKill) == -1) printf("%s, %d, system failed\n", __func__, __LINE__);
   usleep(100);

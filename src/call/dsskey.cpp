@@ -320,7 +320,7 @@ using namespace phonecore::call;
 
 extern "C" {
 
-int voip_func_Dsskey_data(MessageClient* c, int operation, int key, DssKeyInfo* info) {
+int voip_func_Dsskey_data(MessageClient* c, int operation, int key, DssKeyInfo* info) noexcept {
   if (info == nullptr) return 0;
   if (operation == 0) {
     read_key(key, info);
@@ -329,7 +329,7 @@ int voip_func_Dsskey_data(MessageClient* c, int operation, int key, DssKeyInfo* 
   return write_key(c, operation, key, info);
 }
 
-int voip_check_blf_unsubscribe(MessageClient* c, json_object* entry, DssKeyInfo* info) {
+int voip_check_blf_unsubscribe(MessageClient* c, json_object* entry, DssKeyInfo* info) noexcept {
   json_object* m = member_of(entry, "SAccBlf", false);
   if (m == nullptr) return 0;
   const char* value = get_string_from_json(m, 1, "value");
@@ -343,7 +343,7 @@ int voip_check_blf_unsubscribe(MessageClient* c, json_object* entry, DssKeyInfo*
   return 0;
 }
 
-void start_blf_after_reg(int acc_id, int online, MessageClient* c) {
+void start_blf_after_reg(int acc_id, int online, MessageClient* c) noexcept {
   if (online != 1) {
     printf("%s, %d, bOnline = %d, return \n\r", __func__, __LINE__, online);
     return;
@@ -371,7 +371,7 @@ void start_blf_after_reg(int acc_id, int online, MessageClient* c) {
   json_object_put(dss);
 }
 
-int set_dds_type(void) {
+int set_dds_type(void) noexcept {
   json_object* keys = read_gnl_config_json(kKeyFile);
   json_object* dss = read_gnl_config_json(kDssFile);
   if (keys == nullptr || dss == nullptr) {

@@ -39,7 +39,7 @@ using namespace phonecore::call;
 
 extern "C" {
 
-int voip_play_wav(MessageClient* c, const char* file, int enable, int wait, int loop, int delay_ms) {
+int voip_play_wav(MessageClient* c, const char* file, int enable, int wait, int loop, int delay_ms) noexcept {
   if (file == nullptr) return -1;
   return send_prompt(c, "play_wav",
                      make_simple_data2(15, 0, "file", file, 0, "enable", yes_no(enable), 0, "wait", yes_no(wait), 1,
@@ -47,21 +47,22 @@ int voip_play_wav(MessageClient* c, const char* file, int enable, int wait, int 
 }
 
 int voip_play_wav_string(MessageClient* c, const char* lang, const char* text, int enable, int wait, int loop,
-                         int delay_ms) {
+                         int delay_ms) noexcept {
   if (text == nullptr) return -1;
   return send_prompt(c, "play_wav_string",
                      make_simple_data2(18, 0, "string", text, 0, "lang", lang, 0, "enable", yes_no(enable), 0, "wait",
                                        yes_no(wait), 1, "loop", loop, 1, "delay_ms", delay_ms));
 }
 
-int voip_play_wav_file_string(MessageClient* c, const char* lang, const char* file, const char* text, int enable) {
+int voip_play_wav_file_string(MessageClient* c, const char* lang, const char* file, const char* text,
+                              int enable) noexcept {
   if (file == nullptr || text == nullptr) return -1;
   return send_prompt(c, "play_wav_file_string",
                      make_simple_data2(12, 0, "file", file, 0, "string", text, 0, "lang", lang, 0, "enable",
                                        yes_no(enable)));
 }
 
-int get_audio_file_from_char_extend(char character, const char* lang, char* destination) {
+int get_audio_file_from_char_extend(char character, const char* lang, char* destination) noexcept {
   if (destination == nullptr) return -1;
   if (lang == nullptr) lang = "";
   const auto u = static_cast<unsigned char>(character);
@@ -83,7 +84,7 @@ int get_audio_file_from_char_extend(char character, const char* lang, char* dest
 }
 
 int api_getVoiceMessage(char* user1, int* unread1, int* read1, char* user2, int* unread2, int* read2, char* user3,
-                        int* unread3, int* read3, char* user4, int* unread4, int* read4) {
+                        int* unread3, int* read3, char* user4, int* unread4, int* read4) noexcept {
   json_object* list = read_gnl_config_json(kVoipList);
   if (list == nullptr) printf("voiplist.cfg open error!\n");
   json_object* messages = read_gnl_config_json(kVoiceMessages);
@@ -124,7 +125,7 @@ int api_getVoiceMessage(char* user1, int* unread1, int* read1, char* user2, int*
   return 0;
 }
 
-int api_setVoiceMailCode(int mode, char* number1, char* number2, char* number3, char* number4) {
+int api_setVoiceMailCode(int mode, char* number1, char* number2, char* number3, char* number4) noexcept {
   json_object* list = read_gnl_config_json(kVoipList);
   if (list == nullptr) {
     printf("voiplist.cfg open error!\n");
@@ -149,7 +150,8 @@ int api_setVoiceMailCode(int mode, char* number1, char* number2, char* number3, 
   return 0;
 }
 
-int voip_message_voicemail_setcode(MessageClient*, const int* accounts, const char* const* numbers, int count) {
+int voip_message_voicemail_setcode(MessageClient*, const int* accounts, const char* const* numbers,
+                                   int count) noexcept {
   if (count < 1 || accounts == nullptr || numbers == nullptr) return 0;
   char pages[kPagesText] = {};
   for (int i = 0; i < count; ++i) {

@@ -101,7 +101,7 @@ static_assert(std::size(kStatusTexts) == 80);
 
 }  // namespace
 
-extern "C" const char* voip_status_desc(int language, int code) {
+extern "C" const char* voip_status_desc(int language, int code) noexcept {
   for (const StatusText& row : kStatusTexts)
     if (row.language == language && row.code == code) return row.text;
   return nullptr;

@@ -100,150 +100,150 @@ using namespace phonecore::call;
 
 extern "C" {
 
-int voip_hook_switch(MessageClient* c, int dev) {
+int voip_hook_switch(MessageClient* c, int dev) noexcept {
   switch_audio_channel(dev);
   command(c, "hook_switch", make_simple_data2(3, 1, "dev", dev));
   return 1;
 }
 
-int voip_audio_tone(MessageClient* c, int flag) {
+int voip_audio_tone(MessageClient* c, int flag) noexcept {
   command(c, "audio_tone", make_simple_data2(3, 1, "toneFlag", flag));
   return 1;
 }
 
-int voip_audio_input_key(MessageClient* c, int flag) {
+int voip_audio_input_key(MessageClient* c, int flag) noexcept {
   command(c, "audio_input_key", make_simple_data2(3, 1, "inputKeyAudioFlag", flag));
   return 1;
 }
 
-int voip_phone_set_dnd(MessageClient* c, int status, int mode, int account) {
+int voip_phone_set_dnd(MessageClient* c, int status, int mode, int account) noexcept {
   command(c, "phone_set_dnd",
           make_simple_data2(9, 1, "dndStatus", status, 1, "dndMode", mode, 1, "dndAccount", account));
   return 1;
 }
 
-int voip_phone_set_auto_answer(MessageClient* c, int account, int flag) {
+int voip_phone_set_auto_answer(MessageClient* c, int account, int flag) noexcept {
   command(c, "phone_set_auto_answer", make_simple_data2(6, 1, "accId", account, 1, "openflag", flag));
   return 1;
 }
 
 int voip_phone_set_transfer_param(MessageClient* c, int type, int enable, const char* dst, const char* on,
-                                  const char* off, int time) {
+                                  const char* off, int time) noexcept {
   command(c, "phone_set_transfer_param",
           make_simple_data2(18, 1, "type", type, 1, "enable", enable, 0, "dst", dst, 0, "on", on, 0, "off", off, 1,
                             "time", time));
   return 1;
 }
 
-int voip_phone_hangup(MessageClient* c, int call) {
+int voip_phone_hangup(MessageClient* c, int call) noexcept {
   command(c, "phone_hangup", make_simple_data2(3, 1, "current_call", call));
   return 1;
 }
 
-int voip_phone_hold(MessageClient* c, int call) {
+int voip_phone_hold(MessageClient* c, int call) noexcept {
   command(c, "phone_hold", make_simple_data2(3, 1, "current_call", call));
   return 1;
 }
 
-int voip_phone_resume(MessageClient* c, int call) {
+int voip_phone_resume(MessageClient* c, int call) noexcept {
   command(c, "phone_resume", make_simple_data2(3, 1, "current_call", call));
   return 1;
 }
 
-int voip_phone_answer(MessageClient* c, int call, int accept) {
+int voip_phone_answer(MessageClient* c, int call, int accept) noexcept {
   command(c, "phone_answer", make_simple_data2(6, 1, "current_call", call, 1, "acceptFlag", accept));
   return 1;
 }
 
-int voip_ring_operation(MessageClient* c, int type, const char* file) {
+int voip_ring_operation(MessageClient* c, int type, const char* file) noexcept {
   command(c, "ring_operation", make_simple_data2(6, 1, "opType", type, 0, "fileName", file));
   return 1;
 }
 
-int voip_line_led_status(MessageClient* c, int line, int status) {
+int voip_line_led_status(MessageClient* c, int line, int status) noexcept {
   command(c, "line_led_status", make_simple_data2(6, 1, "lineId", line, 1, "ledStatus", status));
   return 1;
 }
 
-int voip_conf_connect(MessageClient* c, int call1, int call2, int flag) {
+int voip_conf_connect(MessageClient* c, int call1, int call2, int flag) noexcept {
   command(c, "conf_connect", make_simple_data2(9, 1, "callId1", call1, 1, "callId2", call2, 1, "connFlag", flag));
   return 1;
 }
 
-int voip_conf_mute(MessageClient* c, int call, int speaker, int mute) {
+int voip_conf_mute(MessageClient* c, int call, int speaker, int mute) noexcept {
   command(c, "conf_mute",
           make_simple_data2(9, 1, "current_call", call, 1, "speakerFlag", speaker, 1, "muteFlag", mute));
   return 1;
 }
 
-int voip_phone_register(MessageClient* c, int line, int flag) {
+int voip_phone_register(MessageClient* c, int line, int flag) noexcept {
   command(c, "phone_register", make_simple_data2(6, 1, "lineId", line, 1, "registerFlag", flag));
   return 1;
 }
 
-int voip_phone_transfer(MessageClient* c, int call, const char* number, int flag) {
+int voip_phone_transfer(MessageClient* c, int call, const char* number, int flag) noexcept {
   command(c, "phone_transfer",
           make_simple_data2(9, 1, "current_call", call, 0, "phoneNumber", number, 1, "incommingFlag", flag));
   return 1;
 }
 
-int voip_phone_transfer_replace(MessageClient* c, int call, int other_call) {
+int voip_phone_transfer_replace(MessageClient* c, int call, int other_call) noexcept {
   command(c, "phone_transfer_replace", make_simple_data2(6, 1, "current_call", call, 1, "transfer_call", other_call));
   return 1;
 }
 
-int voip_phone_send_dtmf(MessageClient* c, int call, const char* text, int type) {
+int voip_phone_send_dtmf(MessageClient* c, int call, const char* text, int type) noexcept {
   command(c, "phone_send_dtmf",
           make_simple_data2(9, 1, "current_call", call, 0, "inputStr", text, 1, "infoType", type));
   return 1;
 }
 
-int voip_lcd_state_change(MessageClient* c, int account, int old_status, int new_status) {
+int voip_lcd_state_change(MessageClient* c, int account, int old_status, int new_status) noexcept {
   command(c, "lcd_state_change",
           make_simple_data2(9, 1, "accnumber", account, 1, "old_Status", old_status, 1, "new_Status", new_status));
   return 1;
 }
 
-int voip_volume_change(MessageClient* c, int speaker, int volume) {
+int voip_volume_change(MessageClient* c, int speaker, int volume) noexcept {
   command(c, "volume_change", make_simple_data2(6, 1, "bSpeakerFlag", speaker, 1, "volume", volume));
   return 1;
 }
 
-int voip_voice_ctrl(MessageClient* c, int call, int ring, int start, int speaker) {
+int voip_voice_ctrl(MessageClient* c, int call, int ring, int start, int speaker) noexcept {
   command(c, "voice_ctrl",
           make_simple_data2(12, 1, "current_call", call, 1, "ringFlag", ring, 1, "startFlag", start, 1, "speakerFlag",
                             speaker));
   return 1;
 }
 
-int voip_tip_info_clear(MessageClient* c, int type) {
+int voip_tip_info_clear(MessageClient* c, int type) noexcept {
   command(c, "tip_info_clear", make_simple_data2(3, 1, "tipType", type));
   return 1;
 }
 
-int voip_phone_set_record_history(MessageClient* c, int flag) {
+int voip_phone_set_record_history(MessageClient* c, int flag) noexcept {
   command(c, "set_rec_history", make_simple_data2(3, 1, "enableFlag", flag));
   return 1;
 }
 
-int voip_account_set_default(MessageClient* c, int account) {
+int voip_account_set_default(MessageClient* c, int account) noexcept {
   command(c, "account_set_default", make_simple_data2(3, 1, "accId", account));
   return 1;
 }
 
-int voip_voice_test_set(MessageClient* c, int enable) {
+int voip_voice_test_set(MessageClient* c, int enable) noexcept {
   return command(c, "voice_test_set", make_simple_data2(3, 1, "enable", enable));
 }
 
-int voip_int_val_set(MessageClient* c, int variable, int value) {
+int voip_int_val_set(MessageClient* c, int variable, int value) noexcept {
   return command(c, "voip_int_val_set", make_simple_data2(6, 1, "variable", variable, 1, "value", value));
 }
 
-int voip_set_has_one_speaking_flag(MessageClient* c, int flag) {
+int voip_set_has_one_speaking_flag(MessageClient* c, int flag) noexcept {
   return command(c, "set_has_one_speaking_flag", make_simple_data2(3, 1, "bSpeakerFlag", flag));
 }
 
-int voip_phone_dail(MessageClient* c, int account, const char* number, char* desc) {
+int voip_phone_dail(MessageClient* c, int account, const char* number, char* desc) noexcept {
   printf("#dial#%p#%p#%p##\n\r", static_cast<void*>(c), static_cast<const void*>(number), static_cast<void*>(desc));
   json_object* reply =
       request(c, "phone_dail", make_simple_data2(6, 1, "dialAccId", account, 0, "phoneNumber", number));
@@ -257,7 +257,7 @@ int voip_phone_dail(MessageClient* c, int account, const char* number, char* des
   return result;
 }
 
-int voip_blf_subscribe(MessageClient* c, int start_flag, int acc_id, const char* number) {
+int voip_blf_subscribe(MessageClient* c, int start_flag, int acc_id, const char* number) noexcept {
   // The reply isn't used: a failed subscription comes back at the next
   // registration.
   json_object_put(request(c, "blf_subscribe",
@@ -265,7 +265,7 @@ int voip_blf_subscribe(MessageClient* c, int start_flag, int acc_id, const char*
   return 1;
 }
 
-int voip_phone_info_get(MessageClient* c, int* cur_hook_state, int* cur_dev_type, int* dial_flag) {
+int voip_phone_info_get(MessageClient* c, int* cur_hook_state, int* cur_dev_type, int* dial_flag) noexcept {
   if (cur_hook_state == nullptr || cur_dev_type == nullptr || dial_flag == nullptr) return 0;
   json_object* reply = request(c, "phone_info_get", nullptr);
   if (reply == nullptr) return 0;
@@ -276,7 +276,7 @@ int voip_phone_info_get(MessageClient* c, int* cur_hook_state, int* cur_dev_type
   return 1;
 }
 
-int voip_phone_state_get(MessageClient* c, int* acc1, int* acc2, int* acc3, int* acc4) {
+int voip_phone_state_get(MessageClient* c, int* acc1, int* acc2, int* acc3, int* acc4) noexcept {
   if (acc1 == nullptr || acc2 == nullptr || acc3 == nullptr || acc4 == nullptr) return 0;
   json_object* reply = request(c, "phone_state_get", nullptr);
   if (reply == nullptr) return 0;
@@ -288,7 +288,7 @@ int voip_phone_state_get(MessageClient* c, int* acc1, int* acc2, int* acc3, int*
   return 1;
 }
 
-int voip_phone_get_record_history(MessageClient* c, int* enable_flag) {
+int voip_phone_get_record_history(MessageClient* c, int* enable_flag) noexcept {
   if (enable_flag == nullptr) return 0;
   json_object* reply = request(c, "get_rec_history", nullptr);
   if (reply == nullptr) return 0;
@@ -297,7 +297,7 @@ int voip_phone_get_record_history(MessageClient* c, int* enable_flag) {
   return 1;
 }
 
-int voip_call_info(MessageClient* c, int call_id, char* from_account, char* to_account, int* acc_id) {
+int voip_call_info(MessageClient* c, int call_id, char* from_account, char* to_account, int* acc_id) noexcept {
   json_object* reply = request(c, "call_info", make_simple_data2(3, 1, "callId", call_id));
   if (reply == nullptr) return 0;
   const char* from = get_string_from_json(reply, 2, "data", "fromAccount");
@@ -309,15 +309,15 @@ int voip_call_info(MessageClient* c, int call_id, char* from_account, char* to_a
   return 1;
 }
 
-int voip_tip_info_get(MessageClient* c, char* number_text, int* unread, int* id, int* account) {
+int voip_tip_info_get(MessageClient* c, char* number_text, int* unread, int* id, int* account) noexcept {
   return tip_info(c, g_tip_calls_get, true, number_text, unread, id, account);
 }
 
-int voip_tip_info_get3(MessageClient* c, char* number_text, int* unread, int* id) {
+int voip_tip_info_get3(MessageClient* c, char* number_text, int* unread, int* id) noexcept {
   return tip_info(c, g_tip_calls_get3, false, number_text, unread, id, nullptr);
 }
 
-int voip_voice_get_power(MessageClient* c, int* power) {
+int voip_voice_get_power(MessageClient* c, int* power) noexcept {
   json_object* reply = send_sjson_to_sip_wait(c, "voice_get_power", nullptr, kPowerLimitMs);
   if (reply == nullptr) return -1;
   if (power != nullptr) *power = get_int_from_json_rl(reply, 2, "data", "power");
@@ -325,7 +325,7 @@ int voip_voice_get_power(MessageClient* c, int* power) {
   return 0;
 }
 
-int voip_in_val_get(MessageClient* c, int variable, int* value) {
+int voip_in_val_get(MessageClient* c, int variable, int* value) noexcept {
   json_object* reply =
       send_sjson_to_sip_wait(c, "voip_in_val_get", make_simple_data2(3, 1, "variable", variable), kReplyLimitMs);
   if (reply == nullptr) return -1;
@@ -338,14 +338,17 @@ int voip_in_val_get(MessageClient* c, int variable, int* value) {
   return result;
 }
 
-int voip_warnningist_get(MessageClient* c, int is_cleared, void* out, int* out_length) {
+int voip_warnningist_get(MessageClient* c, int is_cleared, void* out) noexcept {
+  // No session: nothing is built, so nothing is left over.
+  if (c == nullptr) return 0;
+  int length = 0;
   const int got = send_sjson_to_sip_hook_wait_buffer(c, "warnningist_get", kMsgtypeBinary,
-                                                     make_simple_data2(3, 1, "isCleard", is_cleared), out, out_length,
+                                                     make_simple_data2(3, 1, "isCleard", is_cleared), out, &length,
                                                      buffer_request_limit_ms());
   return got == 0 ? 1 : 0;
 }
 
-int voip_volume_get(MessageClient*, int, int* level) {
+int voip_volume_get(MessageClient*, int, int* level) noexcept {
   float volume = 0.0f;
   hal_current_volume_get_f(&volume);
   int value = 0;
@@ -353,7 +356,7 @@ int voip_volume_get(MessageClient*, int, int* level) {
   return 1;
 }
 
-int getCallStatus_common(void) {
+int getCallStatus_common(void) noexcept {
   FILE* f = std::fopen("/tmp/call_check.txt", "r");
   if (f == nullptr) return 0;
   char head[17] = {};
@@ -363,7 +366,8 @@ int getCallStatus_common(void) {
   return std::strcmp(head, "0") != 0 ? 1 : 0;
 }
 
-int getRealtimeNTStatus(MessageClient*, char* ip, char* mask, char* gateway, char* dns1, char* dns2, char* mac) {
+int getRealtimeNTStatus(MessageClient*, char* ip, char* mask, char* gateway, char* dns1, char* dns2,
+                        char* mac) noexcept {
   json_object* status = read_gnl_config(kCategoryLiveStatus, nullptr);
   if (status == nullptr) return -1;
   const struct {

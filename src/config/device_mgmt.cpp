@@ -92,50 +92,51 @@ int ask(GnlConfigRecord* r) {
 
 extern "C" {
 
-int quorrbitSetnetworkMode(const char* mode) { return set_members(kCategoryNetwork, "wan", {{"mode", mode}}); }
+int quorrbitSetnetworkMode(const char* mode) noexcept { return set_members(kCategoryNetwork, "wan", {{"mode", mode}}); }
 
-int quorrbitGetnetworkMode(char* receiver) {
+int quorrbitGetnetworkMode(char* receiver) noexcept {
   json_object* store = get_config_slot(kCategoryNetwork);
   return copy_text(receiver, store != nullptr ? get_string_from_json(store, 2, "wan", "mode") : nullptr);
 }
 
-int quorrbitGetNetcfg(char* receiver, const char* member) {
+int quorrbitGetNetcfg(char* receiver, const char* member) noexcept {
   json_object* store = get_config_slot(kCategoryNetwork);
   return copy_text(receiver, store != nullptr && member != nullptr ? get_string_from_json(store, 1, member) : nullptr);
 }
 
-int quorrbitWanStatic(const char* ipaddr, const char* netmask, const char* gateway, const char* dns1, const char* dns2) {
+int quorrbitWanStatic(const char* ipaddr, const char* netmask, const char* gateway, const char* dns1,
+                      const char* dns2) noexcept {
   // "static" here; the phone.cfg import has its own word, "static_ip".
   return set_members(kCategoryNetwork, "wan",
                      {{"mode", "static"}, {"ipaddr", ipaddr}, {"netmask", netmask}, {"gateway", gateway},
                       {"dns1", dns1}, {"dns2", dns2}});
 }
 
-int quorrbitLanStatic(const char* ipaddr, const char* netmask) {
+int quorrbitLanStatic(const char* ipaddr, const char* netmask) noexcept {
   return set_members(kCategoryNetwork, "lan", {{"ipaddr", ipaddr}, {"netmask", netmask}});
 }
 
 int quorrbitDhcpServer(const char* enable, const char* start, const char* stop, const char* netmask,
-                       const char* gateway, const char* dns1, const char* dns2) {
+                       const char* gateway, const char* dns1, const char* dns2) noexcept {
   return set_members(kCategoryNetwork, "dhcp",
                      {{"enable", enable}, {"ipstart", start}, {"ipstop", stop}, {"netmask", netmask},
                       {"gateway", gateway}, {"dns1", dns1}, {"dns2", dns2}});
 }
 
-int quorbit_get_cwmp_config(char* receiver) {
+int quorbit_get_cwmp_config(char* receiver) noexcept {
   json_object* store = get_config_slot(kCategoryCwmp);
   return copy_text(receiver, store != nullptr ? json_object_get_string(store) : nullptr);
 }
 
 int cwmp_set_local(const char* interface, const char* port, const char* username, const char* password,
-                   const char* provisioning_code, const char* logging_level) {
+                   const char* provisioning_code, const char* logging_level) noexcept {
   return set_members(kCategoryCwmp, "local",
                      {{"interface", interface}, {"port", port}, {"username", username}, {"password", password},
                       {"provisioning_code", provisioning_code}, {"logging_level", logging_level}});
 }
 
 int cwmp_set_acs(const char* url, const char* username, const char* password, const char* parameter_key,
-                 const char* periodic_enable, const char* periodic_interval, const char* periodic_time) {
+                 const char* periodic_enable, const char* periodic_interval, const char* periodic_time) noexcept {
   return set_members(kCategoryCwmp, "acs",
                      {{"url", url}, {"username", username}, {"password", password}, {"parameter_key", parameter_key},
                       {"periodic_enable", periodic_enable}, {"periodic_interval", periodic_interval},
@@ -143,23 +144,23 @@ int cwmp_set_acs(const char* url, const char* username, const char* password, co
 }
 
 int cwmp_set_device(const char* manufacturer, const char* oui, const char* product_class, const char* serial_number,
-                    const char* hardware_version, const char* software_version) {
+                    const char* hardware_version, const char* software_version) noexcept {
   return set_members(kCategoryCwmp, "device",
                      {{"manufacturer", manufacturer}, {"oui", oui}, {"product_class", product_class},
                       {"serial_number", serial_number}, {"hardware_version", hardware_version},
                       {"software_version", software_version}});
 }
 
-json_object* quorrbitGetSipConfig(void) { return get_config_slot(kCategoryAccount); }
+json_object* quorrbitGetSipConfig(void) noexcept { return get_config_slot(kCategoryAccount); }
 
-json_object* quorrbitGetLdapConfig(void) { return get_config_slot(kCategoryLdap); }
+json_object* quorrbitGetLdapConfig(void) noexcept { return get_config_slot(kCategoryLdap); }
 
-int quorrbitSaveSipConfig(json_object* object) {
+int quorrbitSaveSipConfig(json_object* object) noexcept {
   write_gnl_config(kCategoryAccount, nullptr, object);
   return 0;
 }
 
-const char* get_string_from_json2(int category, int depth, ...) {
+const char* get_string_from_json2(int category, int depth, ...) noexcept {
   json_object* o = get_config_slot(category);
   va_list keys;
   va_start(keys, depth);
@@ -172,15 +173,16 @@ const char* get_string_from_json2(int category, int depth, ...) {
   return o != nullptr ? json_object_get_string(o) : nullptr;
 }
 
-char* get_ipv4_mode(void) { return wan_member(ipv4_mode, "mode"); }
-char* get_ipv4_ipaddr(void) { return wan_member(ipv4_ipaddr, "ipaddr"); }
-char* get_ipv4_netmask(void) { return wan_member(ipv4_netmask, "netmask"); }
-char* get_ipv4_gateway(void) { return wan_member(ipv4_gateway, "gateway"); }
-char* get_ipv4_staticdns(void) { return wan_member(ipv4_staticdns, "staticdns"); }
-char* get_ipv4_dns1(void) { return wan_member(ipv4_dns1, "dns1"); }
-char* get_ipv4_dns2(void) { return wan_member(ipv4_dns2, "dns2"); }
+char* get_ipv4_mode(void) noexcept { return wan_member(ipv4_mode, "mode"); }
+char* get_ipv4_ipaddr(void) noexcept { return wan_member(ipv4_ipaddr, "ipaddr"); }
+char* get_ipv4_netmask(void) noexcept { return wan_member(ipv4_netmask, "netmask"); }
+char* get_ipv4_gateway(void) noexcept { return wan_member(ipv4_gateway, "gateway"); }
+char* get_ipv4_staticdns(void) noexcept { return wan_member(ipv4_staticdns, "staticdns"); }
+char* get_ipv4_dns1(void) noexcept { return wan_member(ipv4_dns1, "dns1"); }
+char* get_ipv4_dns2(void) noexcept { return wan_member(ipv4_dns2, "dns2"); }
 
-int sys_get_netinfor(char* mode, char* ipaddr, char* netmask, char* gateway, char* dns1, char* dns2, char* mac) {
+int sys_get_netinfor(char* mode, char* ipaddr, char* netmask, char* gateway, char* dns1, char* dns2,
+                     char* mac) noexcept {
   json_object* network = read_network_config();
   if (network == nullptr) return -1;
   auto wan = [&](const char* key) { return get_string_from_json(network, 2, "wan", key); };
@@ -198,7 +200,7 @@ int sys_get_netinfor(char* mode, char* ipaddr, char* netmask, char* gateway, cha
   return 0;
 }
 
-int sys_get_statusinfor(char* sw_version, char* hw_version, char* deviceid, char* ipaddr, char* mac) {
+int sys_get_statusinfor(char* sw_version, char* hw_version, char* deviceid, char* ipaddr, char* mac) noexcept {
   json_object* status = read_status_config();
   if (status == nullptr) return -1;
   printf("tolk_net sys_get_statusinfor json:%s\n", json_object_get_string(status));
@@ -211,7 +213,7 @@ int sys_get_statusinfor(char* sw_version, char* hw_version, char* deviceid, char
   return 0;
 }
 
-int config_read_other_infor(int type, void* receiver, int* length) {
+int config_read_other_infor(int type, void* receiver, int* length) noexcept {
   if (length != nullptr) *length = 0;
   GnlConfigRecord* r = new_question(type, nullptr);
   if (r == nullptr) return 0;
@@ -225,11 +227,11 @@ int config_read_other_infor(int type, void* receiver, int* length) {
   return 0;
 }
 
-int account_get_from_config(void* receiver, int* length) {
+int account_get_from_config(void* receiver, int* length) noexcept {
   return config_read_other_infor(kQuestionAccount, receiver, length);
 }
 
-int config_check_file_infor(int type, const char* name) {
+int config_check_file_infor(int type, const char* name) noexcept {
   if (name == nullptr) {
     printf("%s, %d (filename == NULL), return\n", __func__, __LINE__);
     return -1;
@@ -247,6 +249,6 @@ int config_check_file_infor(int type, const char* name) {
   return -2;
 }
 
-int sys_check_file_exist(const char* name) { return config_check_file_infor(kQuestionFileExists, name); }
+int sys_check_file_exist(const char* name) noexcept { return config_check_file_infor(kQuestionFileExists, name); }
 
 }  // extern "C"

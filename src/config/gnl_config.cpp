@@ -9,6 +9,7 @@
 #include <string>
 #include <algorithm>
 
+#include "base/c_boundary.h"
 #include "config/gnl_config_internal.h"
 #include "config/gnl_frame.h"
 #include "phonecore/config.h"
@@ -48,8 +49,11 @@ json_object* parse_reply(const uint8_t* bytes, size_t size) {
   auto head = decode_gnl_head({bytes, size});
   if (!head) return nullptr;
   const size_t n = std::min<size_t>({head->data_length, size - kGnlHeaderSize, kGnlDataSize - 1});
-  std::string text(reinterpret_cast<const char*>(bytes) + kGnlHeaderSize, n);
-  return json_tokener_parse(text.c_str());
+  // No memory for the copy reads as no reply.
+  return phonecore::base::or_failure(static_cast<json_object*>(nullptr), [&] {
+    std::string text(reinterpret_cast<const char*>(bytes) + kGnlHeaderSize, n);
+    return json_tokener_parse(text.c_str());
+  });
 }
 
 }  // namespace phonecore::config
@@ -99,14 +103,16 @@ extern "C" {
 
 json_object* g_config_json[GNL_CONFIG_CACHE_SIZE] = {};
 
-json_object* read_gnl_config(int category, const char* path) { return read_store(category, path, kFormatJson); }
+json_object* read_gnl_config(int category, const char* path) noexcept {
+  return read_store(category, path, kFormatJson);
+}
 
-json_object* read_gnl_config_json(const char* path) {
+json_object* read_gnl_config_json(const char* path) noexcept {
   if (path == nullptr) return nullptr;
   return read_store(kCategoryFile, path, kFormatJson);
 }
 
-int read_gnl_config_hex(const char* path, char** buffer) {
+int read_gnl_config_hex(const char* path, char** buffer) noexcept {
   if (path == nullptr) return -1;
   auto* r = static_cast<GnlConfigRecord*>(std::calloc(1, sizeof(GnlConfigRecord)));
   if (r == nullptr) return 0;
@@ -126,24 +132,24 @@ int read_gnl_config_hex(const char* path, char** buffer) {
   return result;
 }
 
-int write_gnl_config(int category, const char* path, json_object* object) {
+int write_gnl_config(int category, const char* path, json_object* object) noexcept {
   const char* text = object != nullptr ? json_object_get_string(object) : "";
   write_store(static_cast<uint16_t>(category), path, 0, false, text, std::strlen(text) + 1);
   return 0;
 }
 
-int write_gnl_config_json(const char* path, json_object* object) {
+int write_gnl_config_json(const char* path, json_object* object) noexcept {
   if (path == nullptr || object == nullptr) return -1;
   const char* text = json_object_get_string(object);
   return write_store(kCategoryFile, path, kFormatJson, true, text, std::strlen(text) + 1) ? 0 : -1;
 }
 
-int write_gnl_config_hex(const char* path, const void* buffer, int length) {
+int write_gnl_config_hex(const char* path, const void* buffer, int length) noexcept {
   if (path == nullptr || buffer == nullptr || length < 0) return -1;
   return write_store(kCategoryFile, path, kFormatRaw, true, buffer, static_cast<size_t>(length)) ? 0 : -1;
 }
 
-int reload_config(int category, const char* path) {
+int reload_config(int category, const char* path) noexcept {
   auto* r = static_cast<GnlConfigRecord*>(std::calloc(1, sizeof(GnlConfigRecord)));
   if (r == nullptr) return -1;
   fill_head(r, static_cast<uint16_t>(category), kOperationReload, kFormatRaw, path);
@@ -152,19 +158,19 @@ int reload_config(int category, const char* path) {
   return answered ? 0 : -1;
 }
 
-json_object* read_network_config(void) { return read_gnl_config(kCategoryNetwork, nullptr); }
+json_object* read_network_config(void) noexcept { return read_gnl_config(kCategoryNetwork, nullptr); }
 
-json_object* read_status_config(void) { return read_gnl_config(kCategoryStatus, nullptr); }
+json_object* read_status_config(void) noexcept { return read_gnl_config(kCategoryStatus, nullptr); }
 
-int open_config_client(void) {
+int open_config_client(void) noexcept {
   // The entries are forgotten, not released.
   for (json_object*& entry : g_config_json) entry = nullptr;
   return 0;
 }
 
-int close_config_client(void) { return 0; }
+int close_config_client(void) noexcept { return 0; }
 
-int refresh_config(int category, int direction, const char* path) {
+int refresh_config(int category, int direction, const char* path) noexcept {
   const int slot = slot_of(category);
   if (slot < 0) return 0;
   const bool shared = category >= kCategoryFile;
@@ -177,20 +183,20 @@ int refresh_config(int category, int direction, const char* path) {
   return 0;
 }
 
-json_object* get_config_slot(int category) {
+json_object* get_config_slot(int category) noexcept {
   const int slot = slot_of(category);
   if (slot < 0) return nullptr;
   if (g_config_json[slot] == nullptr) refresh_config(category, 0, nullptr);
   return g_config_json[slot];
 }
 
-int get_config_file_ABSpath(const char* name, char* destination) {
+int get_config_file_ABSpath(const char* name, char* destination) noexcept {
   if (destination == nullptr) return 0;
   sprintf(destination, "%s/%s", "/appconfigs", name != nullptr ? name : "");
   return 0;
 }
 
-int read_json_val_from_file(int argc, char** argv) {
+int read_json_val_from_file(int argc, char** argv) noexcept {
   if (argc < 3 || argv == nullptr || argv[2] == nullptr) return -1;
   json_object* root = json_object_from_file(argv[2]);
   if (root == nullptr) return -1;

@@ -7,6 +7,8 @@
 #include <cstring>
 #include <string>
 
+#include "base/c_boundary.h"
+
 #include "phonecore/config.h"
 
 namespace {
@@ -37,15 +39,24 @@ int rewrite(const char* path, const char* key, const char* value, Edit edit) {
   bool matched = false;
   char line[kLineSize];
   std::string line_key_text;
-  while (fgets(line, sizeof line, f) != nullptr) {
-    if (std::strlen(line) >= kMinKeyLine && line_key(line, &line_key_text) && line_key_text == key) {
-      matched = true;
-      if (edit == Edit::kReplace) out.append(key).append("=").append(value).append("\n");
-      continue;
+  // The new image is gathered in memory first; without the memory for it
+  // the file stays as it was.
+  const bool gathered = phonecore::base::or_failure(false, [&] {
+    while (fgets(line, sizeof line, f) != nullptr) {
+      if (std::strlen(line) >= kMinKeyLine && line_key(line, &line_key_text) && line_key_text == key) {
+        matched = true;
+        if (edit == Edit::kReplace) out.append(key).append("=").append(value).append("\n");
+        continue;
+      }
+      out.append(line);
     }
-    out.append(line);
+    if (!matched && edit == Edit::kReplace) out.append(key).append("=").append(value).append("\n");
+    return true;
+  });
+  if (!gathered) {
+    fclose(f);
+    return 2;
   }
-  if (!matched && edit == Edit::kReplace) out.append(key).append("=").append(value).append("\n");
   remove(path);
   fclose(f);
   f = fopen(path, "w+");
@@ -59,7 +70,7 @@ int rewrite(const char* path, const char* key, const char* value, Edit edit) {
 
 extern "C" {
 
-void delete_space(char* text) {
+void delete_space(char* text) noexcept {
   if (text == nullptr) return;
   const char* start = text;
   while (*start == ' ') ++start;
@@ -69,33 +80,36 @@ void delete_space(char* text) {
   text[n] = 0;
 }
 
-int ReadConfig(const char* path, const char* key, char* destination) {
+int ReadConfig(const char* path, const char* key, char* destination) noexcept {
   if (path == nullptr || key == nullptr || destination == nullptr) return 0;
   FILE* f = fopen(path, "r");
   if (f == nullptr) return 0;
   char line[kLineSize];
   std::string found_key;
-  while (fgets(line, sizeof line, f) != nullptr) {
-    const size_t n = std::strlen(line);
-    if (n < kMinKeyLine) continue;
-    if (line[n - 1] == '\n') line[n - 1] = 0;
-    if (!line_key(line, &found_key) || found_key != key) continue;
-    // The value without a terminator: the caller gives a cleared buffer.
-    const char* value = std::strchr(line, '=') + 1;
-    std::memcpy(destination, value, std::strlen(value));
-    delete_space(destination);
-    break;
-  }
+  phonecore::base::or_failure(0, [&] {
+    while (fgets(line, sizeof line, f) != nullptr) {
+      const size_t n = std::strlen(line);
+      if (n < kMinKeyLine) continue;
+      if (line[n - 1] == '\n') line[n - 1] = 0;
+      if (!line_key(line, &found_key) || found_key != key) continue;
+      // The value without a terminator: the caller gives a cleared buffer.
+      const char* value = std::strchr(line, '=') + 1;
+      std::memcpy(destination, value, std::strlen(value));
+      delete_space(destination);
+      break;
+    }
+    return 0;
+  });
   fclose(f);
   return 0;
 }
 
-int AddOrAltConfig(const char* path, const char* key, const char* value) {
+int AddOrAltConfig(const char* path, const char* key, const char* value) noexcept {
   if (path == nullptr || key == nullptr) return 0;
   return rewrite(path, key, value != nullptr ? value : "", Edit::kReplace);
 }
 
-int DeleteConfig(const char* path, const char* key) {
+int DeleteConfig(const char* path, const char* key) noexcept {
   if (path == nullptr || key == nullptr) return 0;
   return rewrite(path, key, "", Edit::kDelete);
 }

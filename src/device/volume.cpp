@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 
 #include "config/gnl_frame.h"
 #include "phonecore/config.h"
@@ -95,6 +96,19 @@ bool gl_exchange(uint16_t operation, uint16_t pair, int key, int value, GnlConfi
          capacity >= static_cast<int>(kGlValueOffset + sizeof v);
 }
 
+// One gl_data exchange on a record of its own: 32 KiB from the heap for
+// each call, so that any thread may ask. With read_value, the reply must be
+// a read's answer, and its value goes there.
+bool gl_call(uint16_t operation, uint16_t pair, int key, int value, int32_t* read_value) {
+  std::unique_ptr<GnlConfigRecord, decltype(&std::free)> r(
+      static_cast<GnlConfigRecord*>(std::malloc(sizeof(GnlConfigRecord))), &std::free);
+  if (r == nullptr || !gl_exchange(operation, pair, key, value, r.get())) return false;
+  if (read_value == nullptr) return true;
+  if (r->magic != kGnlMagic || r->operation != operation) return false;
+  std::memcpy(read_value, reinterpret_cast<uint8_t*>(r.get()) + kGlValueOffset, sizeof *read_value);
+  return true;
+}
+
 // The level of a channel in a mode: from gl_data in hotel mode, else from
 // the file. The output is cleared first.
 int read_level(int channel, int mode, int* level) {
@@ -128,7 +142,7 @@ extern "C" {
 int has_one_speaking_flag = 0;
 int hal_from_flag = 0;
 
-json_object* new_hal_config_file(void) {
+json_object* new_hal_config_file(void) noexcept {
   json_object* hal = json_object_new_object();
   json_object* audio = json_object_new_object();
   const struct {
@@ -150,58 +164,51 @@ json_object* new_hal_config_file(void) {
   return hal;
 }
 
-int gl_data_write(int key, int value) {
-  static GnlConfigRecord r;
-  gl_exchange(kGlWrite, kGlPairSize, key, value, &r);
+int gl_data_write(int key, int value) noexcept {
+  gl_call(kGlWrite, kGlPairSize, key, value, nullptr);
   return 0;
 }
 
-int gl_data_read(int key, int* value) {
-  static GnlConfigRecord r;
+int gl_data_read(int key, int* value) noexcept {
   if (value != nullptr) *value = 0;
-  if (gl_exchange(kGlRead, kGlPairSize, key, 0, &r) && r.magic == kGnlMagic && r.operation == kGlRead &&
-      value != nullptr) {
-    int32_t v;
-    std::memcpy(&v, reinterpret_cast<uint8_t*>(&r) + kGlValueOffset, sizeof v);
-    *value = v;
-  }
+  int32_t v = 0;
+  if (gl_call(kGlRead, kGlPairSize, key, 0, &v) && value != nullptr) *value = v;
   return 0;
 }
 
-int gl_data_reset_vol(void) {
-  static GnlConfigRecord r;
-  gl_exchange(kGlReset, 0, 0, 0, &r);
+int gl_data_reset_vol(void) noexcept {
+  gl_call(kGlReset, 0, 0, 0, nullptr);
   return 0;
 }
 
-int switch_audio_channel(int channel) {
+int switch_audio_channel(int channel) noexcept {
   g_channel = channel;
   return 0;
 }
 
-int get_audio_channel(void) { return g_channel; }
+int get_audio_channel(void) noexcept { return g_channel; }
 
-int set_audio_mode(int mode) { return gl_data_write(kAudioModeKey, mode); }
+int set_audio_mode(int mode) noexcept { return gl_data_write(kAudioModeKey, mode); }
 
-int get_audio_mode(void) {
+int get_audio_mode(void) noexcept {
   int mode = 0;
   gl_data_read(kAudioModeKey, &mode);
   return mode;
 }
 
-int set_speaking_flag(int value) {
+int set_speaking_flag(int value) noexcept {
   has_one_speaking_flag = value;
   return 0;
 }
 
-int set_hal_from_flag(int value) {
+int set_hal_from_flag(int value) noexcept {
   hal_from_flag = value;
   return 0;
 }
 
-int hal_volume_config_get(int channel, int* level) { return read_level(channel, get_audio_mode(), level); }
+int hal_volume_config_get(int channel, int* level) noexcept { return read_level(channel, get_audio_mode(), level); }
 
-int hal_volume_config_set(int channel, int level) {
+int hal_volume_config_set(int channel, int level) noexcept {
   if (level > kMaxLevel) return -1;
   json_object* hal = open_hal();
   refresh_hotel(hal);
@@ -216,29 +223,29 @@ int hal_volume_config_set(int channel, int level) {
   return 0;
 }
 
-int hal_current_volume_get(int* level) { return hal_volume_config_get(g_channel, level); }
+int hal_current_volume_get(int* level) noexcept { return hal_volume_config_get(g_channel, level); }
 
-int hal_current_volume_set(int level) { return hal_volume_config_set(g_channel, level); }
+int hal_current_volume_set(int level) noexcept { return hal_volume_config_set(g_channel, level); }
 
-int hal_current_volume_get_f(float* value) {
+int hal_current_volume_get_f(float* value) noexcept {
   int level = 0;
   hal_current_volume_get(&level);
   if (value != nullptr) *value = static_cast<float>(level) / kLevelScale;
   return 0;
 }
 
-int hal_current_volume_set_f(float value) { return hal_current_volume_set(static_cast<int>(value * kLevelScale)); }
+int hal_current_volume_set_f(float value) noexcept { return hal_current_volume_set(static_cast<int>(value * kLevelScale)); }
 
-int hal_volume_config_get_ringtones_int(int* level) { return read_level(g_channel, kModeRing, level); }
+int hal_volume_config_get_ringtones_int(int* level) noexcept { return read_level(g_channel, kModeRing, level); }
 
-int hal_volume_config_get_ringtones(float* value) {
+int hal_volume_config_get_ringtones(float* value) noexcept {
   int level = 0;
   hal_volume_config_get_ringtones_int(&level);
   if (value != nullptr) *value = static_cast<float>(level) / kLevelScale;
   return 0;
 }
 
-int hal_volume_config_set_ringtones(int level) {
+int hal_volume_config_set_ringtones(int level) noexcept {
   if (level > kMaxLevel) return -1;
   // Refused before hotel mode is looked at.
   if (get_allowringvolumeset() == 0) return -1;
@@ -250,7 +257,7 @@ int hal_volume_config_set_ringtones(int level) {
   return 0;
 }
 
-int hal_volume_config_get_mic(int channel, int* level) {
+int hal_volume_config_get_mic(int channel, int* level) noexcept {
   if (level == nullptr) return 0;
   *level = 0;
   json_object* hal = open_hal();
@@ -259,7 +266,7 @@ int hal_volume_config_get_mic(int channel, int* level) {
   return 0;
 }
 
-int hal_volume_config_set_mic(int channel, int level) {
+int hal_volume_config_set_mic(int channel, int level) noexcept {
   if (level > kMaxLevel) return -1;
   json_object* hal = open_hal();
   // Mic levels ignore hotel mode; another channel rewrites the file as it is.
@@ -269,18 +276,18 @@ int hal_volume_config_set_mic(int channel, int level) {
   return 0;
 }
 
-int hal_current_volume_get_mic_f(float* value) {
+int hal_current_volume_get_mic_f(float* value) noexcept {
   int level = 0;
   hal_volume_config_get_mic(g_channel, &level);
   if (value != nullptr) *value = static_cast<float>(level) / kLevelScale;
   return 0;
 }
 
-int hal_current_volume_set_mic_f(float value) {
+int hal_current_volume_set_mic_f(float value) noexcept {
   return hal_volume_config_set_mic(g_channel, static_cast<int>(value * kLevelScale));
 }
 
-int hal_get_default_audio(void) {
+int hal_get_default_audio(void) noexcept {
   json_object* hal = read_gnl_config_json(kHalFile);
   const char* text = hal != nullptr ? get_string_from_json(hal, 2, "audio", "DefaultAudio") : nullptr;
   const int on = text != nullptr && std::strcmp(text, "1") == 0;
@@ -288,7 +295,7 @@ int hal_get_default_audio(void) {
   return on;
 }
 
-int hotel_mode_set(int value) {
+int hotel_mode_set(int value) noexcept {
   json_object* hal = read_gnl_config_json(kHalFile);
   if (hal == nullptr) return -1;
   set_string_to_json2(hal, "HotelModelEnable", value == 1 ? "1" : "0", 1, "audio");
@@ -297,7 +304,7 @@ int hotel_mode_set(int value) {
   return 0;
 }
 
-int hotel_mode_get(void) {
+int hotel_mode_get(void) noexcept {
   json_object* hal = read_gnl_config_json(kHalFile);
   const char* text = hal != nullptr ? get_string_from_json(hal, 2, "audio", "HotelModelEnable") : nullptr;
   const int on = text != nullptr && std::strcmp(text, "1") == 0;
@@ -305,7 +312,7 @@ int hotel_mode_get(void) {
   return on;
 }
 
-int get_allowringvolumeset(void) {
+int get_allowringvolumeset(void) noexcept {
   json_object* hal = read_gnl_config_json(kHalFile);
   if (hal == nullptr) return -1;
   const int allowed = get_int_from_char_json(hal, 2, "audio", "RingVoluemEnable");

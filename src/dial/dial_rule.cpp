@@ -213,7 +213,7 @@ using namespace phonecore::dial;
 
 extern "C" {
 
-void vorn_rule_init(void) {
+void vorn_rule_init(void) noexcept {
   std::memset(g_rule_replace, 0, sizeof g_rule_replace);
   std::memset(g_rule_dial, 0, sizeof g_rule_dial);
   std::memset(g_rule_limit, 0, sizeof g_rule_limit);
@@ -224,7 +224,7 @@ void vorn_rule_init(void) {
   g_rule_zone.accounts[1] = 1;
 }
 
-int vorn_rule_all_load(void) {
+int vorn_rule_all_load(void) noexcept {
   vorn_rule_init();
   json_object* root = read_gnl_config_json(kCurrentStore);
   if (root == nullptr) return std::printf("tolk_rule vorn_rule_all_load read %s failed\n", kCurrentStore);
@@ -273,7 +273,7 @@ int vorn_rule_all_load(void) {
   return json_object_put(root);
 }
 
-int vorn_rule_all_load_obsoleted(void) {
+int vorn_rule_all_load_obsoleted(void) noexcept {
   vorn_rule_init();
   json_object* root = read_gnl_config_json(kOlderStore);
   if (root == nullptr) return std::printf("tolk_rule vorn_rule_all_load_obsoleted read %s failed\n", kOlderStore);
@@ -286,11 +286,11 @@ int vorn_rule_all_load_obsoleted(void) {
   return json_object_put(root);
 }
 
-int vorn_rule_replace_store(void) { return store_rows<ReplaceRows>(); }
-int vorn_rule_dial_store(void) { return store_rows<DialRows>(); }
-int vorn_rule_limit_store(void) { return store_rows<LimitRows>(); }
+int vorn_rule_replace_store(void) noexcept { return store_rows<ReplaceRows>(); }
+int vorn_rule_dial_store(void) noexcept { return store_rows<DialRows>(); }
+int vorn_rule_limit_store(void) noexcept { return store_rows<LimitRows>(); }
 
-int vorn_rule_zone_store(void) {
+int vorn_rule_zone_store(void) noexcept {
   json_object* root = older_store_root();
   json_object* zone = member(root, "ZoneInfo");
   if (zone == nullptr || !json_object_is_type(zone, json_type_object)) {
@@ -309,18 +309,20 @@ int vorn_rule_zone_store(void) {
   return write_older_store(root);
 }
 
-int vorn_rule_replace_update(int op, const RuleReplace* record) { return update_rows<ReplaceRows>(op, record); }
-int vorn_rule_dial_update(int op, const RuleDial* record) { return update_rows<DialRows>(op, record); }
-int vorn_rule_limit_update(int op, const RuleLimit* record) { return update_rows<LimitRows>(op, record); }
+int vorn_rule_replace_update(int op, const RuleReplace* record) noexcept {
+  return update_rows<ReplaceRows>(op, record);
+}
+int vorn_rule_dial_update(int op, const RuleDial* record) noexcept { return update_rows<DialRows>(op, record); }
+int vorn_rule_limit_update(int op, const RuleLimit* record) noexcept { return update_rows<LimitRows>(op, record); }
 
-int vorn_rule_zone_update(const RuleZone* record) {
+int vorn_rule_zone_update(const RuleZone* record) noexcept {
   if (record == nullptr) return 0;
   g_rule_zone = *record;
   vorn_rule_zone_store();
   return 0;
 }
 
-int vorn_rule_replace_match(const char* number, char* out, int account) {
+int vorn_rule_replace_match(const char* number, char* out, int account) noexcept {
   std::printf("tolk_rule vorn_rule_replace_match inputStr:%s accId:%d\n", shown(number), account);
   if (!number_usable(number, account) || out == nullptr) return 0;
   for (const RuleReplace& row : g_rule_replace) {
@@ -334,7 +336,7 @@ int vorn_rule_replace_match(const char* number, char* out, int account) {
   return vorn_rule_zone_match(number, out, account);
 }
 
-int vorn_rule_zone_match(const char* number, char* out, int account) {
+int vorn_rule_zone_match(const char* number, char* out, int account) noexcept {
   std::printf("tolk_rule vorn_rule_zone_match inputStr:%s accId:%d\n", shown(number), account);
   if (!number_usable(number, account) || out == nullptr) return 0;
   if (g_rule_zone.code[0] == '\0' || g_rule_zone.accounts[account - 1] <= 0) return 0;
@@ -345,7 +347,7 @@ int vorn_rule_zone_match(const char* number, char* out, int account) {
   return 1;
 }
 
-int vorn_rule_dial_match(const char* number, int account) {
+int vorn_rule_dial_match(const char* number, int account) noexcept {
   std::printf("tolk_rule vorn_rule_dial_match inputStr:%s accId:%d\n", shown(number), account);
   if (!number_usable(number, account)) return 0;
   for (const RuleDial& row : g_rule_dial) {
@@ -357,7 +359,7 @@ int vorn_rule_dial_match(const char* number, int account) {
   return 0;
 }
 
-int vorn_rule_limit_match(const char* number, int account) {
+int vorn_rule_limit_match(const char* number, int account) noexcept {
   std::printf("tolk_rule vorn_rule_limit_match inputStr:%s accId:%d\n", shown(number), account);
   if (!number_usable(number, account)) return 0;
   // All ten rows: "BlockOut1" to "BlockOut10" may have gaps.
@@ -369,7 +371,7 @@ int vorn_rule_limit_match(const char* number, int account) {
   return 0;
 }
 
-int parse_account(const char* text, int32_t* flags) {
+int parse_account(const char* text, int32_t* flags) noexcept {
   if (flags == nullptr) return 0;
   if (text == nullptr || text[0] == '\0') {
     all_accounts(flags);
@@ -411,7 +413,7 @@ int parse_account(const char* text, int32_t* flags) {
   return 1;
 }
 
-void format_account(char* out, const int32_t* flags) {
+void format_account(char* out, const int32_t* flags) noexcept {
   if (out == nullptr) return;
   out[0] = '\0';
   if (flags == nullptr) return;

@@ -295,7 +295,7 @@ using namespace phonecore::dial;
 
 extern "C" {
 
-regexp* dialplan_regexp_format(const char* pattern) {
+regexp* dialplan_regexp_format(const char* pattern) noexcept {
   if (pattern == nullptr) return nullptr;
   auto* re = static_cast<regexp*>(std::malloc(sizeof(regexp)));
   if (re == nullptr) return nullptr;
@@ -306,23 +306,23 @@ regexp* dialplan_regexp_format(const char* pattern) {
   return re;
 }
 
-void dialplan_regexp_free(regexp* compiled) { std::free(compiled); }
+void dialplan_regexp_free(regexp* compiled) noexcept { std::free(compiled); }
 
-dstring* dialplan_string_init(const char* text) {
+dstring* dialplan_string_init(const char* text) noexcept {
   auto* d = static_cast<dstring*>(std::malloc(sizeof(dstring)));
   if (d == nullptr) return nullptr;
   wrap_number(d, text);
   return d;
 }
 
-void dialplan_string_free(dstring* subject) { std::free(subject); }
+void dialplan_string_free(dstring* subject) noexcept { std::free(subject); }
 
-int dialplan_check(regexp* compiled, dstring* subject) {
+int dialplan_check(regexp* compiled, dstring* subject) noexcept {
   if (compiled == nullptr || subject == nullptr || subject->text == nullptr) return 0;
   return check_from(*compiled, *subject);
 }
 
-int get_dialplan_string_param(dstring* subject, int n, char* out, int out_size) {
+int get_dialplan_string_param(dstring* subject, int n, char* out, int out_size) noexcept {
   if (subject == nullptr || n < 1 || n > DIALPLAN_READABLE_PARAMS) return 0;
   const dstring_param& pair = subject->params[n - 1];
   if (pair.start == nullptr || pair.end == nullptr || pair.start > pair.end) return 0;
@@ -336,7 +336,7 @@ int get_dialplan_string_param(dstring* subject, int n, char* out, int out_size) 
 
 // The two conveniences compile and check in records of their own, on the
 // stack: nothing survives the call and nothing is taken from the heap.
-int dialplan_check_block(const char* pattern, const char* number) {
+int dialplan_check_block(const char* pattern, const char* number) noexcept {
   if (pattern == nullptr || number == nullptr) return 0;
   regexp re;
   dstring d;
@@ -345,7 +345,8 @@ int dialplan_check_block(const char* pattern, const char* number) {
   return check_from(re, d);
 }
 
-int dialplan_check_replace(const char* pattern, const char* replace, const char* number, char* out, int out_size) {
+int dialplan_check_replace(const char* pattern, const char* replace, const char* number, char* out,
+                           int out_size) noexcept {
   if (number == nullptr) return 0;
   // The template counts for at most 64 characters.
   char templ[DIALPLAN_REPLACE_SIZE + 1] = {};
@@ -381,7 +382,7 @@ int dialplan_check_replace(const char* pattern, const char* replace, const char*
   return 1;
 }
 
-int dialplan_test_regex_0818_done(void) {
+int dialplan_test_regex_0818_done(void) noexcept {
   const char* rule = "91[5-7]1234";
   const char* number = "9151234";
   std::printf("%s, %d,  rule = %s, string = %s\n", __func__, __LINE__, rule, number);
@@ -393,7 +394,7 @@ int dialplan_test_regex_0818_done(void) {
   return 0;
 }
 
-int dialplan_test_regex_0818(void) {
+int dialplan_test_regex_0818(void) noexcept {
   const char* prefix = "9([5-7])(.)";
   const char* replace = "5$2";
   const char* number = "96123";

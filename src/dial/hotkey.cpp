@@ -204,7 +204,7 @@ hotkey_handler_row hotkey_list[HOTKEY_HANDLER_COUNT] = {
 };
 static_assert(std::size(hotkey_list) == 6);
 
-int LocalReload(void) {
+int LocalReload(void) noexcept {
   json_object* root = read_gnl_config_json(kBindingsFile);
   if (root == nullptr) return 0;
   json_object* hot = data_array(root, kHotKeyArray);
@@ -226,7 +226,7 @@ int LocalReload(void) {
   return 0;
 }
 
-int parse_node(json_object* array, int count) {
+int parse_node(json_object* array, int count) noexcept {
   if (array == nullptr || !json_object_is_type(array, json_type_array)) return 0;
   const int length = static_cast<int>(json_object_array_length(array));
   pthread_mutex_lock(&g_rebuild_mutex);
@@ -235,7 +235,7 @@ int parse_node(json_object* array, int count) {
   return 0;
 }
 
-int LocalHoyKeyAddMonitor(MessageClient* client, int depth) {
+int LocalHoyKeyAddMonitor(MessageClient* client, int depth) noexcept {
   std::printf("%s, %d\n", __func__, __LINE__);
   MsgHook* hook = add_hook_bymsgtype(client, HOTKEY_MSGTYPE_RELOAD, depth * 16, depth);
   store(__gl_pHoykey_hook, hook);
@@ -243,12 +243,12 @@ int LocalHoyKeyAddMonitor(MessageClient* client, int depth) {
   return 0;
 }
 
-int LocalHoyKeyUpdateExt(void) {
+int LocalHoyKeyUpdateExt(void) noexcept {
   instant_message_send(BUS_ID_ALL, HOTKEY_MSGTYPE_RELOAD, 1, nullptr, 0);
   return 0;
 }
 
-int SetHotKeyVal(int key, int type, int line, const char* value, const char* label, const char* extension) {
+int SetHotKeyVal(int key, int type, int line, const char* value, const char* label, const char* extension) noexcept {
   json_object* root = read_gnl_config_json(kBindingsFile);
   if (root == nullptr) return 0;
   // The list is emptied, not rebuilt: lookups find nothing until the next
@@ -267,14 +267,14 @@ int SetHotKeyVal(int key, int type, int line, const char* value, const char* lab
   return 0;
 }
 
-int HoykeyProcess(int key) {
+int HoykeyProcess(int key) noexcept {
   hotkey_record record;
   if (!find_record(key, &record)) return 0;
   HotKeyFindAndProcess(&record, 0, 0);
   return record.Type;
 }
 
-int HotKeyFindAndProcess(hotkey_record* record, int a, int b) {
+int HotKeyFindAndProcess(hotkey_record* record, int a, int b) noexcept {
   if (record == nullptr) return -1;
   for (const hotkey_handler_row& row : hotkey_list) {
     if (row.type == record->Type) return row.handler != nullptr ? row.handler(record, a, b) : 0;
@@ -282,14 +282,14 @@ int HotKeyFindAndProcess(hotkey_record* record, int a, int b) {
   return -1;
 }
 
-int GetKeyDisplayContext(int key, char* out) {
+int GetKeyDisplayContext(int key, char* out) noexcept {
   hotkey_record record;
   if (!find_record(key, &record)) return -1;
   if (out != nullptr) copy_text(out, HOTKEY_TEXT_SIZE, record.Key, HOTKEY_TEXT_SIZE - 1);
   return 0;
 }
 
-int hotkey_node_set(const hotkey_node* node) {
+int hotkey_node_set(const hotkey_node* node) noexcept {
   if (node == nullptr) return -1;
   json_object* root = read_gnl_config_json(kBindingsFile);
   if (root == nullptr) return -1;
@@ -325,7 +325,7 @@ int hotkey_node_set(const hotkey_node* node) {
   return 0;
 }
 
-int hotkey_node_get(hotkey_node* slots, void** result) {
+int hotkey_node_get(hotkey_node* slots, void** result) noexcept {
   json_object* root = read_gnl_config_json(kBindingsFile);
   if (root == nullptr) return -1;
   json_object* array = data_array(root, kHotKeyArray);

@@ -82,7 +82,7 @@ using namespace phonecore::dial;
 
 extern "C" {
 
-int CheckHotkeyGetNumber(int key, int* type, int* line, char* value, char* label, char* extension) {
+int CheckHotkeyGetNumber(int key, int* type, int* line, char* value, char* label, char* extension) noexcept {
   json_object* root = read_gnl_config_json(kBindingsFile);
   if (root == nullptr) return -1;
   // As SetHotKeyVal does: the list is emptied until the next LocalReload.
@@ -103,7 +103,7 @@ int CheckHotkeyGetNumber(int key, int* type, int* line, char* value, char* label
   return 0;
 }
 
-int CheckKeyIsSpeedDailGetNumber(int key, char* number) {
+int CheckKeyIsSpeedDailGetNumber(int key, char* number) noexcept {
   int type = 0;
   int line = 0;
   char value[HOTKEY_TEXT_SIZE] = {};
@@ -117,7 +117,7 @@ int CheckKeyIsSpeedDailGetNumber(int key, char* number) {
   return 0;
 }
 
-int CheckKeyTypeGetNumberConf(int key, int* type, int* line, char* value, char*, char*, char* dtmf) {
+int CheckKeyTypeGetNumberConf(int key, int* type, int* line, char* value, char*, char*, char* dtmf) noexcept {
   json_object* root = read_gnl_config_json(kSettingsFile);
   if (root == nullptr) return -1;
   std::printf("%s, %d, keyval = %d\n", __func__, __LINE__, key);
@@ -139,7 +139,7 @@ int CheckKeyTypeGetNumberConf(int key, int* type, int* line, char* value, char*,
   return 0;
 }
 
-int CheckKeyTypeGetNumber(int key, char* number, int* type, char* dtmf) {
+int CheckKeyTypeGetNumber(int key, char* number, int* type, char* dtmf) noexcept {
   int line = 0;
   char value[HOTKEY_TEXT_SIZE] = {};
   char label[HOTKEY_TEXT_SIZE] = {};
@@ -149,7 +149,7 @@ int CheckKeyTypeGetNumber(int key, char* number, int* type, char* dtmf) {
   return 0;
 }
 
-int get_correct_number(json_object* root, char* value, json_object* key_object) {
+int get_correct_number(json_object* root, char* value, json_object* key_object) noexcept {
   if (root == nullptr) {
     std::printf("%s, %d, jfunction_root == NULL, return\n", __func__, __LINE__);
     return 0;

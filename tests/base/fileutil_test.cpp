@@ -220,23 +220,31 @@ TEST(AppconfigsBuffers, WriteAndReadBack) {
   std::remove("/appconfigs/buffer_test.bin");
 }
 
-TEST(AppconfigsBuffers, ReadFileToBuf2KeepsToTheRoom) {
+TEST(AppconfigsBuffers, ReadFileToBuf2TakesTheSizeAsOutputOnly) {
   writeFileToBuf("small.txt", "hello", 5);
-  char buffer[8];
-  std::memset(buffer, '#', sizeof buffer);
+  std::vector<char> buffer(READFILE_BUF2_MAX, '#');
+  for (int entry : {0, 3, -7, 1 << 30}) {
+    int size = entry;
+    EXPECT_EQ(readFileToBuf2("small.txt", buffer.data(), &size), 0) << entry;
+    EXPECT_EQ(size, 5) << entry;
+    EXPECT_STREQ(buffer.data(), "hello") << entry;
+  }
   int size = 8;
-  EXPECT_EQ(readFileToBuf2("small.txt", buffer, &size), 0);
-  EXPECT_EQ(size, 5);
-  EXPECT_STREQ(buffer, "hello");
-  std::memset(buffer, '#', sizeof buffer);
-  size = 3;
-  EXPECT_EQ(readFileToBuf2("small.txt", buffer, &size), 0);
-  EXPECT_EQ(size, 3);
-  EXPECT_EQ(std::string(buffer, 4), "hel#");
-  size = 8;
-  EXPECT_EQ(readFileToBuf2("none.txt", buffer, &size), -1);
+  EXPECT_EQ(readFileToBuf2("none.txt", buffer.data(), &size), -1);
   EXPECT_EQ(size, 0);
   std::remove("/appconfigs/small.txt");
+}
+
+TEST(AppconfigsBuffers, ReadFileToBuf2KeepsToItsRoom) {
+  const std::string big(READFILE_BUF2_MAX + 100, 'z');
+  writeFileToBuf("big.txt", big.data(), static_cast<int>(big.size()));
+  std::vector<char> buffer(READFILE_BUF2_MAX + 1, '#');
+  int size = 0;
+  EXPECT_EQ(readFileToBuf2("big.txt", buffer.data(), &size), 0);
+  EXPECT_EQ(size, READFILE_BUF2_MAX - 1);
+  EXPECT_EQ(buffer[READFILE_BUF2_MAX - 1], '\0');
+  EXPECT_EQ(buffer[READFILE_BUF2_MAX], '#');
+  std::remove("/appconfigs/big.txt");
 }
 
 TEST(Shell, SystemAndPopenRunTheirCommands) {
@@ -259,14 +267,24 @@ TEST(Shell, PopenGetParmTakesTheFirstLine) {
 }
 
 TEST(Shell, PopenCmdGetstrClearsItsBuffer) {
-  char out[8];
+  char out[POPEN_CMD_GETSTR_SIZE + 1];
   std::memset(out, '#', sizeof out);
-  EXPECT_EQ(popen_cmd_getstr("echo abcdefghij", out, sizeof out), 0);
-  EXPECT_STREQ(out, "abcdefg");
+  EXPECT_EQ(popen_cmd_getstr("echo abcdefghij", out), 0);
+  EXPECT_STREQ(out, "abcdefghij");
+  EXPECT_EQ(out[POPEN_CMD_GETSTR_SIZE - 1], '\0');
   std::memset(out, '#', sizeof out);
-  EXPECT_EQ(popen_cmd_getstr("true", out, sizeof out), -1);
+  EXPECT_EQ(popen_cmd_getstr("true", out), -1);
   EXPECT_EQ(out[0], '\0');
-  EXPECT_EQ(out[7], '\0');
+  EXPECT_EQ(out[POPEN_CMD_GETSTR_SIZE - 1], '\0');
+  EXPECT_EQ(out[POPEN_CMD_GETSTR_SIZE], '#') << "nothing past the room";
+}
+
+TEST(Shell, PopenCmdGetstrCutsALongLineAtItsRoom) {
+  char out[POPEN_CMD_GETSTR_SIZE + 1];
+  std::memset(out, '#', sizeof out);
+  EXPECT_EQ(popen_cmd_getstr("head -c 300 /dev/zero | tr '\\0' a", out), 0);
+  EXPECT_EQ(std::string(out), std::string(POPEN_CMD_GETSTR_SIZE - 1, 'a'));
+  EXPECT_EQ(out[POPEN_CMD_GETSTR_SIZE], '#');
 }
 
 unsigned long long expected_kb(const char* path, bool free) {
@@ -367,14 +385,11 @@ TEST(Arp, OverlongFieldsAreCut) {
 }
 
 TEST(Hosts, NameOfLoopback) {
-  char name[64] = "";
-  EXPECT_EQ(gethostnamebyip("127.0.0.1", name, sizeof name), 0);
+  char name[PHONECORE_HOSTNAME_MAX] = "";
+  EXPECT_EQ(gethostnamebyip("127.0.0.1", name), 0);
   EXPECT_STREQ(name, "localhost");
-  char small[4];
-  EXPECT_EQ(gethostnamebyip("127.0.0.1", small, sizeof small), 0);
-  EXPECT_STREQ(small, "loc");
-  EXPECT_EQ(gethostnamebyip("not an address", name, sizeof name), -1);
-  EXPECT_EQ(gethostnamebyip(nullptr, name, sizeof name), -1);
+  EXPECT_EQ(gethostnamebyip("not an address", name), -1);
+  EXPECT_EQ(gethostnamebyip(nullptr, name), -1);
 }
 
 }  // namespace

@@ -306,10 +306,20 @@ TEST(Replace, AtMostTheTableLimitIsReplaced) {
   EXPECT_EQ(got.substr(got.size() - 6), "x.....");
 }
 
-TEST(Replace, StrReplaceMeCountsAndCuts) {
-  char out[10];
-  EXPECT_EQ(str_replace_me("ab ab ab", "ab", "xyz", out, sizeof out), 3);
-  EXPECT_STREQ(out, "xyz xyz x");
+TEST(Replace, StrReplaceMeCountsAndReplaces) {
+  char out[STR_REPLACE_ME_OUT_SIZE];
+  EXPECT_EQ(str_replace_me("ab ab ab", "ab", "xyz", out), 3);
+  EXPECT_STREQ(out, "xyz xyz xyz");
+}
+
+TEST(Replace, StrReplaceMeCutsAtItsRoom) {
+  // The output grows past the room: it stops there, terminated, and the
+  // byte behind the room is never written.
+  const std::string text(STR_REPLACE_ME_OUT_SIZE, 'a');
+  std::vector<char> out(STR_REPLACE_ME_OUT_SIZE + 1, '#');
+  EXPECT_EQ(str_replace_me(text.c_str(), "a", "bb", out.data()), STR_REPLACE_ME_OUT_SIZE);
+  EXPECT_EQ(std::strlen(out.data()), static_cast<size_t>(STR_REPLACE_ME_OUT_SIZE - 1));
+  EXPECT_EQ(out[STR_REPLACE_ME_OUT_SIZE], '#');
 }
 
 TEST(Replace, StrReplaceWorksInPlace) {
@@ -343,24 +353,26 @@ TEST(CheckValidIp, RefusesLeadingZerosBigPartsBlanksAndSigns) {
 }
 
 TEST(ParseSubStr, TextBetweenTheMarksWithoutTerminator) {
-  char out[16];
+  char out[PARSE_SUB_STR_MAX];
   std::memset(out, '#', sizeof out);
-  EXPECT_EQ(parseSubStr("<a>hello</a>", "<a>", "</a>", out, sizeof out), 5);
+  EXPECT_EQ(parseSubStr("<a>hello</a>", "<a>", "</a>", out), 5);
   EXPECT_EQ(std::string(out, 5), "hello");
   EXPECT_EQ(out[5], '#');
 }
 
 TEST(ParseSubStr, NothingWhenAMarkIsMissing) {
-  char out[4] = {'#', '#', '#', '#'};
-  EXPECT_EQ(parseSubStr("<a>hello", "<a>", "</a>", out, sizeof out), -1);
-  EXPECT_EQ(parseSubStr("hello</a>", "<a>", "</a>", out, sizeof out), -1);
+  char out[PARSE_SUB_STR_MAX] = {'#', '#', '#', '#'};
+  EXPECT_EQ(parseSubStr("<a>hello", "<a>", "</a>", out), -1);
+  EXPECT_EQ(parseSubStr("hello</a>", "<a>", "</a>", out), -1);
   EXPECT_EQ(out[0], '#');
 }
 
 TEST(ParseSubStr, CutsAtTheRoom) {
-  char out[5] = {'#', '#', '#', '#', '#'};
-  EXPECT_EQ(parseSubStr("[abcdefgh]", "[", "]", out, 3), 3);
-  EXPECT_EQ(std::string(out, 4), "abc#");
+  const std::string text = "[" + std::string(PARSE_SUB_STR_MAX + 10, 'x') + "]";
+  std::vector<char> out(PARSE_SUB_STR_MAX + 1, '#');
+  EXPECT_EQ(parseSubStr(text.c_str(), "[", "]", out.data()), PARSE_SUB_STR_MAX);
+  EXPECT_EQ(out[PARSE_SUB_STR_MAX - 1], 'x');
+  EXPECT_EQ(out[PARSE_SUB_STR_MAX], '#');
 }
 
 }  // namespace

@@ -232,9 +232,35 @@ TEST_F(Receive, WiatHookKeepsATypeThreeHookAndRemovesATypeOneHook) {
   EXPECT_EQ(by_seq->hook_fifo, nullptr);
 }
 
+TEST_F(Receive, TheLengthOfAWaitIsAnOutputOnly) {
+  // Whatever the length holds on entry (zero, stale, garbage), the whole
+  // element comes out, and the length is the element's.
+  const std::string payload = R"({"msgtype":"lengthy","data":"0123456789012345678901234567890123456789"})";
+  for (int entry : {0, 3, -1, 0x7fffffff}) {
+    MsgHook* h = add_hook_bymsgname(client_, "lengthy", 1024, 2);
+    ASSERT_NE(h, nullptr);
+    sip_.send(1234, 9, payload);
+    std::vector<char> buf(1024 + 1, '#');
+    int len = entry;
+    EXPECT_EQ(wiat_hook(client_, h, buf.data(), &len, 1000), static_cast<int>(payload.size())) << entry;
+    EXPECT_EQ(len, static_cast<int>(payload.size())) << entry;
+    EXPECT_EQ(std::string(buf.data(), payload.size()), payload) << entry;
+    EXPECT_EQ(buf[1024], '#');
+    sip_.send(1234, 9, payload);
+    len = entry;
+    EXPECT_EQ(wiat_hook_intant(client_, h, buf.data(), &len, 1000), static_cast<int>(payload.size())) << entry;
+    EXPECT_EQ(len, static_cast<int>(payload.size())) << entry;
+  }
+  MsgHook* h = add_hook_bymsgname(client_, "lengthy", 1024, 2);
+  char buf[1024];
+  int len = 99;
+  EXPECT_EQ(wiat_hook_intant(client_, h, buf, &len, 20), 0);
+  EXPECT_EQ(len, 0) << "nothing came: the length is 0";
+}
+
 TEST_F(Receive, WiatHookIntantRemovesTheHookWhatever) {
   MsgHook* h = add_hook_bymsgname(client_, "once", 1024, 2);
-  char buf[64];
+  char buf[1024];
   int len = 0;
   EXPECT_EQ(wiat_hook_intant(client_, h, buf, &len, 20), 0);
   EXPECT_EQ(h->hook_type, 0u);

@@ -21,9 +21,7 @@ class Session : public ::testing::Test {
     ASSERT_TRUE(sip_.ok());
     client_ = request_pc_connect(1234, 97, nullptr, "test_client");
     ASSERT_NE(client_, nullptr);
-    // The listener binds after the connect returns; wait for it.
-    for (int i = 0; i < 200 && __atomic_load_n(&client_->listener.running, __ATOMIC_ACQUIRE) != 1; ++i) usleep(5000);
-    usleep(20000);
+    // The connect returns with the socket bound: no wait here.
   }
   void TearDown() override {
     if (client_ != nullptr) {
@@ -112,7 +110,23 @@ TEST_F(Session, PayloadOverSixteenKilobytesIsCutAtTheBuffer) {
   send_message2(client_, 4098, 0, 1, big.data(), static_cast<int>(big.size()));
   auto d = next();
   EXPECT_EQ(RawSession::header(d).length, 16384u);
-  EXPECT_EQ(d.size(), 16384u + 17u);
+  ASSERT_EQ(d.size(), 16384u + 17u);
+  EXPECT_EQ(d[16 + 16383], 'p');
+  EXPECT_EQ(d.back(), 0) << "a full payload still goes out with its terminator";
+}
+
+TEST_F(Session, AFullPayloadWithoutTerminatorFromSendMessage3) {
+  std::string full(16384, 'q');
+  send_message3(client_, 4098, 0, 1, 77, full.data(), static_cast<int>(full.size()));
+  auto d = next();
+  EXPECT_EQ(RawSession::header(d).seq, 77);
+  ASSERT_EQ(d.size(), 16384u + 16u);
+  EXPECT_EQ(d.back(), 'q');
+  // The terminator of the next, shorter packet lands inside the buffer.
+  send_message2(client_, 4098, 0, 1, "abc", 3);
+  d = next();
+  ASSERT_EQ(d.size(), 3u + 17u);
+  EXPECT_EQ(d.back(), 0);
 }
 
 TEST_F(Session, InstantMessageGoesWithoutSessionFromSource4110) {

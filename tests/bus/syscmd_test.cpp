@@ -161,8 +161,8 @@ TEST_F(Decode, ANullCallbackForTheCommandDoesNothing) {
 }
 
 TEST(FindPid, FindsThePeersOfTheBox) {
-  pid_t pids[8];
-  int count = 8;
+  pid_t pids[FIND_PID_MAX];
+  int count = 0;
   EXPECT_EQ(find_pid_by_name("msgserver", pids, &count), 0);
   ASSERT_EQ(count, 1);
   EXPECT_GT(pids[0], 1);
@@ -170,15 +170,15 @@ TEST(FindPid, FindsThePeersOfTheBox) {
 }
 
 TEST(FindPid, FindsItself) {
-  pid_t pids[4];
-  int count = 4;
+  pid_t pids[FIND_PID_MAX];
+  int count = -12345;  // stale: the count is an output only
   EXPECT_EQ(find_pid_by_name("syscmd_test", pids, &count), 0);
   ASSERT_EQ(count, 1);
   EXPECT_EQ(pids[0], getpid());
 }
 
 TEST(FindPid, ANameNobodyHasStoresZero) {
-  pid_t pids[4];
+  pid_t pids[FIND_PID_MAX];
   int count = 4;
   EXPECT_EQ(find_pid_by_name("no_such_process", pids, &count), -1);
   EXPECT_EQ(count, 0);
@@ -195,20 +195,20 @@ TEST(FindPid, NamesAreComparedAsTheKernelKeepsThem) {
     }
     children.push_back(child);
   }
-  pid_t pids[8];
+  pid_t pids[FIND_PID_MAX];
   int count = 0;
   // Wait until the three have their new name.
   for (int i = 0; i < 400; ++i) {
-    count = 8;
+    count = 0;
     if (find_pid_by_name("a_very_long_pro", pids, &count) == 0 && count == 3) break;
     usleep(5000);
   }
   EXPECT_EQ(count, 3);
   count = 8;
   EXPECT_EQ(find_pid_by_name("a_very_long_process_name", pids, &count), -1) << "past 15 characters nothing matches";
-  count = 2;
+  count = 1;
   EXPECT_EQ(find_pid_by_name("a_very_long_pro", pids, &count), 0);
-  EXPECT_EQ(count, 2) << "no more than the room of the array";
+  EXPECT_EQ(count, 3) << "a count on entry is no room: all three are found";
   for (pid_t child : children) {
     kill(child, SIGKILL);
     waitpid(child, nullptr, 0);

@@ -8,6 +8,7 @@
 
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "call/call_internal.h"
 #include "phonecore/voip.h"
@@ -87,9 +88,8 @@ TEST(TipCache, EveryFifthCallAsksTheSharedCacheAndTheFailureLimit) {
   // warnningist_get now gives up after 5 ms, not 100.
   timeval a, b;
   gettimeofday(&a, nullptr);
-  char out[16];
-  int length = 0;
-  EXPECT_EQ(voip_warnningist_get(c, 0, out, &length), 0);
+  std::vector<char> out(VOIP_WARNNINGIST_MAX);
+  EXPECT_EQ(voip_warnningist_get(c, 0, out.data()), 0);
   gettimeofday(&b, nullptr);
   const long took = (b.tv_sec - a.tv_sec) * 1000L + (b.tv_usec - a.tv_usec) / 1000;
   EXPECT_GE(took, 5);

@@ -339,20 +339,19 @@ TEST_F(Voip, InternalValueOfAnotherVariableAnswersMinusOneAndLeavesTheDestinatio
 
 TEST_F(Voip, WarningListComesAsBinaryAndIsClearedOnRequest) {
   sip_.control("set warnings low battery");
-  char out[64] = {};
-  int length = -1;
-  EXPECT_EQ(voip_warnningist_get(client_, 0, out, &length), 1);
-  EXPECT_EQ(length, 11);
-  EXPECT_EQ(std::string(out, 11), "low battery");
+  std::vector<char> out(VOIP_WARNNINGIST_MAX, '#');
+  EXPECT_EQ(voip_warnningist_get(client_, 0, out.data()), 1);
+  EXPECT_EQ(std::string(out.data(), 12), "low battery#");
   EXPECT_EQ(sip_.log().back(), R"(1 6 { "msgtype": "warnningist_get", "data": { "isCleard": 0 } })");
-  EXPECT_EQ(voip_warnningist_get(client_, 1, out, &length), 1);
-  EXPECT_EQ(length, 11);
-  EXPECT_EQ(voip_warnningist_get(client_, 0, out, &length), 1);
-  EXPECT_EQ(length, 0);
+  std::fill(out.begin(), out.end(), '#');
+  EXPECT_EQ(voip_warnningist_get(client_, 1, out.data()), 1);
+  EXPECT_EQ(std::string(out.data(), 12), "low battery#");
+  std::fill(out.begin(), out.end(), '#');
+  EXPECT_EQ(voip_warnningist_get(client_, 0, out.data()), 1);
+  EXPECT_EQ(out[0], '#') << "an empty list writes nothing";
   sip_.control("silent 1");
-  length = 3;
-  EXPECT_EQ(voip_warnningist_get(client_, 0, out, &length), 0);
-  EXPECT_EQ(length, 3);
+  EXPECT_EQ(voip_warnningist_get(client_, 0, out.data()), 0);
+  EXPECT_EQ(out[0], '#');
 }
 
 // hal.cfg's level of every path and mode set to one value.

@@ -1,19 +1,13 @@
-// Opens a library session in a test and waits until its listener runs (the
-// connect returns before the socket exists).
+// Opens a library session in a test (the connect returns once its socket
+// is bound).
 #pragma once
-
-#include <unistd.h>
 
 #include "phonecore/bus_client.h"
 
 namespace phonecore::testing {
 
 inline MessageClient* open_listening_session(uint16_t id, BusPacketCallback raw_callback, const char* name) {
-  MessageClient* c = request_pc_connect(id, 1, raw_callback, name);
-  if (c == nullptr) return nullptr;
-  for (int i = 0; i < 200 && __atomic_load_n(&c->listener.running, __ATOMIC_ACQUIRE) != 1; ++i) usleep(5000);
-  usleep(20000);  // the bind follows the thread's start
-  return c;
+  return request_pc_connect(id, 1, raw_callback, name);
 }
 
 }  // namespace phonecore::testing
