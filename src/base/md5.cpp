@@ -230,7 +230,7 @@ void ZKMD5Decode(uint32_t* output, const unsigned char* input, unsigned int leng
   }
 }
 
-int calculateStringMd5(const void* data, unsigned int length, char* out) {
+int calculateStringMd5(const void* data, unsigned int length, char* out) noexcept {
   if (out == nullptr) return -1;
   ZKMD5_CTX context;
   ZKMD5Init(&context);
@@ -241,7 +241,7 @@ int calculateStringMd5(const void* data, unsigned int length, char* out) {
   return 0;
 }
 
-int calculateFileMd5(const char* path, char* out) {
+int calculateFileMd5(const char* path, char* out) noexcept {
   if (path == nullptr || out == nullptr) return -1;
   const int fd = open(path, O_RDONLY);
   if (fd < 0) {
