@@ -12,14 +12,29 @@ want="libcurl4-openssl-dev:armhf libjson-c-dev:armhf libmxml-dev:armhf libgtest-
 stamp=$dir/.packages
 if [ -f "$stamp" ] && [ "$(cat "$stamp")" = "$want" ]; then exit 0; fi
 
+fail() { echo "armhf-sysroot: $*" >&2; exit 1; }
+
+# apt knows armhf packages only where armhf is a foreign architecture of
+# dpkg and the package lists were read since (./run cross sees to both).
+dpkg --print-foreign-architectures | grep -qx armhf ||
+  fail "armhf is not an architecture of dpkg here (dpkg --add-architecture armhf; apt-get update)"
+missing=
+for p in $want; do
+  apt-cache show "$p" >/dev/null 2>&1 || missing="$missing $p"
+done
+[ -z "$missing" ] || fail "apt knows no package$missing (apt-get update after adding armhf?)"
+
 debs=$dir.debs
 rm -rf "$dir" "$debs"
 mkdir -p "$dir" "$debs"
+# Every package the wanted ones need, but those the cross toolchain brings.
 closure=$(apt-cache depends --recurse --no-recommends --no-suggests --no-conflicts --no-breaks \
-            --no-replaces --no-enhances $want 2>/dev/null |
-          grep -E '^[a-z0-9]' | grep ':armhf$' | sort -u |
-          grep -v -E '^(libc6|libc6-dev|libgcc-s1|libstdc\+\+6|gcc-[0-9]+-base|linux-libc-dev|libcrypt1|libcrypt-dev):')
-(cd "$debs" && apt-get download $closure >/dev/null)
+            --no-replaces --no-enhances $want |
+          { grep -E '^[a-z0-9]' || true; } | { grep ':armhf$' || true; } | sort -u |
+          { grep -v -E '^(libc6|libc6-dev|libgcc-s1|libstdc\+\+6|gcc-[0-9]+-base|linux-libc-dev|libcrypt1|libcrypt-dev):' || true; }) ||
+  fail "apt-cache depends failed for $want"
+[ -n "$closure" ] || fail "apt-cache found no armhf packages for $want"
+(cd "$debs" && apt-get download $closure >/dev/null) || fail "apt-get download of the armhf packages failed"
 for deb in "$debs"/*.deb; do dpkg -x "$deb" "$dir"; done
 rm -rf "$debs"
 echo "$want" > "$stamp"

@@ -53,7 +53,6 @@ constexpr size_t kWords = kAccountRecordSize / sizeof(uint32_t);
 constexpr uint16_t kBroadcast = 65535;
 constexpr uint16_t kMsgtypeCommand = 5;
 constexpr uint16_t kKindCommand = 3;
-constexpr uint16_t kKindNumeric = 1;
 constexpr int kCategoryAccounts = 4097;
 constexpr size_t kWorkBuffer = 256;
 constexpr const char* kVoipList = "default/voiplist.cfg";

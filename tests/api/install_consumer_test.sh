@@ -16,6 +16,7 @@ export PKG_CONFIG_PATH=$libdir/pkgconfig
 cc -std=c99 -Wall -Werror $flags "$src/consumer.c" -o "$work/consumer-pc" $(pkg-config --cflags --libs phonecore)
 LD_LIBRARY_PATH=$libdir "$work/consumer-pc"
 
-cmake -S "$src" -B "$work/cmake-build" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_C_FLAGS="$flags" >/dev/null
+# Ninja, which ./run installs: a new user's machine need not have make.
+cmake -S "$src" -B "$work/cmake-build" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_C_FLAGS="$flags" >/dev/null
 cmake --build "$work/cmake-build" >/dev/null
 LD_LIBRARY_PATH=$libdir "$work/cmake-build/consumer"
