@@ -146,10 +146,11 @@ TEST(UdpSend, ExchangeAnswersMinusOneWhenNobodyAnswers) {
 }
 
 TEST(UdpSend, ExchangeStoresTheReplyLength) {
-  std::thread answer([] {
-    int fd = socket(AF_INET, SOCK_DGRAM, 0);
-    sockaddr_in a = UdpClient::address(45100);
-    bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a);
+  // Bound before the thread starts, so the request never finds the port closed.
+  int fd = socket(AF_INET, SOCK_DGRAM, 0);
+  sockaddr_in a = UdpClient::address(45100);
+  ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a), 0);
+  std::thread answer([fd] {
     char buf[16];
     sockaddr_in from{};
     socklen_t len = sizeof from;
@@ -157,7 +158,6 @@ TEST(UdpSend, ExchangeStoresTheReplyLength) {
     if (n > 0) sendto(fd, "pong!", 5, 0, reinterpret_cast<sockaddr*>(&from), len);
     close(fd);
   });
-  usleep(50000);
   char reply[32] = {};
   int capacity = sizeof reply;
   EXPECT_EQ(udp_send_data_wait("127.0.0.1", 45100, "ping", 4, reply, &capacity), 0);
