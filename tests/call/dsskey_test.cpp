@@ -89,8 +89,19 @@ class DssKeys : public ::testing::Test {
   int write(int key, DssKeyInfo info) {
     sip_.control("clear");
     const int r = voip_func_Dsskey_data(client_, 1, key, &info);
-    usleep(30000);  // commands without a reply arrive on their own time
+    heard_all();
     return r;
+  }
+  // Commands without a reply arrive on their own time: a mark sent after
+  // them on the same path arrives after them.
+  void heard_all() {
+    send_sjson_to_sip(client_, "test_mark", nullptr);
+    for (int i = 0; i < 2000; ++i) {
+      auto lines = sip_.log();
+      if (!lines.empty() && lines.back().find("test_mark") != std::string::npos) return;
+      usleep(5000);
+    }
+    ADD_FAILURE() << "the SIP process never heard the mark";
   }
 
   SipPeer sip_;

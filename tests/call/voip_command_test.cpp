@@ -176,8 +176,9 @@ TEST_F(Voip, ADialledCallGetsItsIdAndItsEventsConnectingThenConnect) {
   voip_phone_hold(client_, 1);
   ASSERT_TRUE(CallEvents::get().wait_for("invite_response acc=1 flags=200"));
   EXPECT_NE(sip_.control("state").find(R"("state":"held")"), std::string::npos);
+  CallEvents::get().clear();
   voip_phone_resume(client_, 1);
-  usleep(50000);
+  ASSERT_TRUE(CallEvents::get().wait_for("invite_response acc=1 flags=200"));  // sent after the state changed
   EXPECT_NE(sip_.control("state").find(R"("state":"connected")"), std::string::npos);
 
   voip_phone_hangup(client_, 1);
