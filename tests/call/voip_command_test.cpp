@@ -19,6 +19,7 @@
 #include "phonecore/hal.h"
 #include "phonecore/voip.h"
 #include "support/bus_session.h"
+#include "support/config_service.h"
 #include "support/sip_peer.h"
 
 using phonecore::testing::CallEvents;
@@ -426,8 +427,7 @@ TEST_F(Voip, RealtimeNetworkStatusComesFromTheLiveStatusStore) {
 
 // Last in this file: it stops the configuration service.
 TEST_F(Voip, RealtimeNetworkStatusWithoutTheServiceAnswersMinusOne) {
-  ASSERT_EQ(system("killall -q configd"), 0);
-  usleep(50000);
+  ASSERT_TRUE(phonecore::testing::stop_config_service());
   char ip[64] = "keep";
   EXPECT_EQ(getRealtimeNTStatus(client_, ip, nullptr, nullptr, nullptr, nullptr, nullptr), -1);
   EXPECT_STREQ(ip, "keep");

@@ -16,6 +16,7 @@
 #include "config/gnl_frame.h"
 #include "phonecore/config.h"
 #include "phonecore/json_msg.h"
+#include "support/config_service.h"
 #include "support/udp_client.h"
 #include "support/files.h"
 
@@ -158,12 +159,7 @@ TEST(GnlConfig, ReadJsonValFromFilePrintsTheValue) {
 class FakeService : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
-    ASSERT_EQ(system("killall -q configd"), 0);
-    for (int i = 0; i < 200; ++i) {
-      UdpClient probe(kConfigPort);
-      if (probe.bound()) break;
-      usleep(10000);
-    }
+    ASSERT_TRUE(phonecore::testing::stop_config_service());
   }
 
   // Plays the service for count requests: each is handed to answer, which
