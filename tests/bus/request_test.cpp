@@ -291,11 +291,12 @@ TEST(ShortConnect, NoTicksAndNoTriesStillSendsTwice) {
   ASSERT_TRUE(listener.ok());
   char reply[64];
   int reply_length = -1;
-  // One tick of 100 ms between the two sends: the session's socket exists
-  // by the second one. The first goes out right after the connect and may
-  // meet a socket that isn't there yet; it still takes seq 1.
+  // One tick of a second between the two sends: the session's socket
+  // exists by the second one, even on a loaded machine. The first goes out
+  // right after the connect and may meet a socket that isn't there yet; it
+  // still takes seq 1.
   EXPECT_EQ(request_short_connect(4099, 65535, 0, 1, "{\"msgtype\":\"settimezone\",\"data\":\"GMT+8\"}", 40, reply,
-                                  &reply_length, 0, 0, 100000),
+                                  &reply_length, 0, 0, 1000000),
             -1);
   EXPECT_EQ(reply_length, 0);
   std::vector<uint16_t> seqs;
