@@ -19,6 +19,7 @@
 #include "support/bus_session.h"
 #include "support/files.h"
 #include "support/sip_peer.h"
+#include "call/account_copy.h"
 #include "call/json_files.h"
 
 using phonecore::testing::SipPeer;
@@ -151,7 +152,7 @@ TEST_F(DssKeys, ReadingALineKeyTakesValueAndExtensionFromTheAccountCopy) {
   EXPECT_STREQ(k.label, "Office 1001");
   EXPECT_STREQ(k.value, "");  // no account copy yet
 
-  LocalAcountInforBufferAdd(client_, 4);
+  phonecore::testing::add_account_copy(client_, 4);
   k.type = -1;
   voip_func_Dsskey_data(client_, 0, 1, &k);
   EXPECT_STREQ(k.value, "1001");
