@@ -169,8 +169,12 @@ TEST_F(TimeZone, AnnouncementsThatAreNoJsonAreIgnored) {
   const char broken[] = "{\"msgtype\":\"settimezone\",\"data\":\"+6\"";
   hook_process_msgname(follower, "settimezone", broken, sizeof broken - 1);
   const std::string long_zone(400, '1');
-  send_time_zone(long_zone.c_str());
-  EXPECT_TRUE(tz_becomes("CST-" + std::string(63, '1'))) << "a zone text keeps 63 bytes";
+  bool followed = false;  // both copies may be lost on a loaded machine: send again
+  for (int send = 0; send < 10 && !followed; ++send) {
+    send_time_zone(long_zone.c_str());
+    followed = tz_becomes("CST-" + std::string(63, '1'));
+  }
+  EXPECT_TRUE(followed) << "a zone text keeps 63 bytes";
   EXPECT_EQ(del_time_hook(follower), 0);
   request_pc_disconnect(follower);
 }

@@ -13,6 +13,7 @@
 
 #include "bus/bus_wire.h"
 #include "phonecore/bus_client.h"
+#include "support/bus_session.h"
 #include "support/udp_client.h"
 
 using namespace phonecore::bus;
@@ -85,6 +86,7 @@ TEST_F(Connect, RequestIsSixteenBytesWithIdCodeAndMask) {
   FakeControl control([](int) { return reply(kReplyMagic, 0); });
   MessageClient* c = request_pc_connect(0x1234, 0x0102030405060708ull, nullptr, "bytes");
   ASSERT_NE(c, nullptr);
+  ASSERT_TRUE(phonecore::testing::wait_until_listening(c));  // before any disconnect
   ASSERT_EQ(control.requests().size(), 1u);
   const std::vector<uint8_t> expected{0xFF, 0x00, 0x00, 0x00, 0x34, 0x12, 0x01, 0x00,
                                       0x08, 0x07, 0x06, 0x05, 0x04, 0x03, 0x02, 0x01};
@@ -104,6 +106,7 @@ TEST_F(Connect, RefusedTryIsFollowedByAnotherFromAClearedRecord) {
   FakeControl control([](int n) { return n == 0 ? reply(kReplyMagic, 1, 9, 9) : reply(kReplyMagic, 0); });
   MessageClient* c = request_pc_connect(77, 1, nullptr, "retry");
   ASSERT_NE(c, nullptr);
+  ASSERT_TRUE(phonecore::testing::wait_until_listening(c));  // before any disconnect
   EXPECT_EQ(control.requests().size(), 2u);
   EXPECT_EQ(c->client_id, 77);
   EXPECT_EQ(c->server_port, 41000);
@@ -121,6 +124,7 @@ TEST_F(Connect, WrongReplyMagicCountsAsAFailedTry) {
   FakeControl control([](int n) { return n < 3 ? reply(0x0102, 0) : reply(kReplyMagic, 0); });
   MessageClient* c = request_pc_connect(79, 1, nullptr, "magic");
   ASSERT_NE(c, nullptr);
+  ASSERT_TRUE(phonecore::testing::wait_until_listening(c));  // before any disconnect
   EXPECT_EQ(control.requests().size(), 4u);
   request_pc_disconnect(c);
 }
@@ -129,6 +133,7 @@ TEST_F(Connect, DisconnectLooksAtTheReplyMagicOnly) {
   FakeControl control([](int n) { return n == 0 ? reply(kReplyMagic, 0) : reply(kReplyMagic, 7, 0, 0); });
   MessageClient* c = request_pc_connect(80, 1, nullptr, "status");
   ASSERT_NE(c, nullptr);
+  ASSERT_TRUE(phonecore::testing::wait_until_listening(c));  // before any disconnect
   EXPECT_EQ(request_pc_disconnect(c), 0);
 }
 
@@ -136,6 +141,7 @@ TEST_F(Connect, DisconnectWithAWrongReplyMagicAnswersMinusOneAndStillTearsDown) 
   FakeControl control([](int n) { return n == 0 ? reply(kReplyMagic, 0) : reply(0x0BAD, 0); });
   MessageClient* c = request_pc_connect(81, 1, nullptr, "gone");
   ASSERT_NE(c, nullptr);
+  ASSERT_TRUE(phonecore::testing::wait_until_listening(c));  // before any disconnect
   EXPECT_EQ(request_pc_disconnect(c), -1);
 }
 

@@ -14,6 +14,7 @@
 
 #include "phonecore/bus_client.h"
 #include "phonecore/json_msg.h"
+#include "support/armed_hook.h"
 #include "support/bus_session.h"
 #include "support/raw_session.h"
 #include "support/sip_peer.h"
@@ -310,14 +311,16 @@ TEST_F(Receive, WaitResponseWithNoTicksFillsEveryFreeEntryAndReturnsAtOnce) {
 }
 
 TEST_F(Receive, WaitResponseReturnsTheTicksLeftWhenTheReplyCame) {
+  // The answer leaves once the wait has written its seq (an earlier one
+  // would be lost), and a while later, so that ticks have passed.
   std::thread answer([&] {
-    usleep(30000);
+    if (phonecore::testing::wait_pending_seq(client_, 222)) usleep(100000);
     sip_.send(1234, 1, "{}", 222, 1);
   });
-  int left = wait_response(client_, 222, 200);
+  int left = wait_response(client_, 222, 2000);
   answer.join();
   EXPECT_GT(left, 0);
-  EXPECT_LT(left, 200);
+  EXPECT_LT(left, 2000);
   // Without an answer the ticks run out.
   EXPECT_EQ(wait_response(client_, 223, 4), 0);
 }
@@ -365,12 +368,14 @@ TEST_F(Receive, BadInputIsDroppedAndTheSessionKeepsWorking) {
     std::lock_guard<std::mutex> lock(g_mutex);
     g_seen.clear();
   }
-  // A normal request still succeeds.
+  // A normal request still succeeds. The answer leaves once the request's
+  // hook is armed: one that came before would be lost by design.
   std::thread sip([&] {
-    auto in = sip_.receive(2000);
-    if (in) sip_.send(1234, 9, R"({"msgtype":"phone_state_get_response","status":"0","data":{"state":"idle"}})");
+    auto in = sip_.receive(5000);
+    if (in && phonecore::testing::wait_reply_hook(client_, 0, 0, "phone_state_get_response"))
+      sip_.send(1234, 9, R"({"msgtype":"phone_state_get_response","status":"0","data":{"state":"idle"}})");
   });
-  json_object* reply = send_sjson_to_sip_hook_wait(client_, "phone_state_get", nullptr, 1000);
+  json_object* reply = send_sjson_to_sip_hook_wait(client_, "phone_state_get", nullptr, 5000);
   sip.join();
   ASSERT_NE(reply, nullptr);
   EXPECT_STREQ(get_string_from_json(reply, 2, "data", "state"), "idle");

@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "phonecore/json_msg.h"
+#include "support/armed_hook.h"
 #include "support/bus_session.h"
 #include "support/raw_session.h"
 #include "support/sip_peer.h"
@@ -20,16 +21,18 @@ using phonecore::testing::RawSession;
 namespace {
 
 // Answers each request it gets with what answer() returns (nothing for an
-// empty text), after delay_us.
+// empty text), once gate() agrees (it may wait; false drops the reply), and
+// then after delay_us.
 class SipPeer {
  public:
   using Answer = std::function<std::string(const std::string& payload, const phonecore::bus::BusPacketHeader&)>;
-  SipPeer(Answer answer, useconds_t delay_us = 0) : answer_(std::move(answer)), delay_(delay_us) {
+  using Gate = std::function<bool(const phonecore::bus::BusPacketHeader& request, const std::string& reply)>;
+  SipPeer(Answer answer, Gate gate = {}, useconds_t delay_us = 0)
+      : answer_(std::move(answer)), gate_(std::move(gate)), delay_(delay_us) {
     thread_ = std::thread([this] {
       while (!stop_) {
         auto in = session_.receive(50);
         if (!in) continue;
-        received_++;
         auto h = RawSession::header(*in);
         const std::string payload = RawSession::payload(*in);
         {
@@ -37,8 +40,10 @@ class SipPeer {
           last_ = payload;
           last_header_ = h;
         }
+        received_++;  // after the record: a test that sees the count reads it
         std::string reply = answer_(payload, h);
         if (reply.empty()) continue;
+        if (gate_ && !gate_(h, reply)) continue;
         if (delay_ > 0) usleep(delay_);
         session_.send(h.source, 9, reply, h.seq, h.msgtype);
       }
@@ -63,6 +68,7 @@ class SipPeer {
   bool released_ = phonecore::testing::release_sip_bus_id();
   RawSession session_{4098};
   Answer answer_;
+  Gate gate_;
   useconds_t delay_;
   std::atomic<bool> stop_{false};
   std::atomic<int> received_{0};
@@ -79,9 +85,22 @@ std::string response_of(const std::string& payload) {
   return R"({"msgtype":")" + name + R"(_response","status":"0","data":{"callId":"12"}})";
 }
 
-// The SIP process answers a little after the request: the library arms its
-// hook after the send, and a reply that beats the arming is lost by design.
-constexpr useconds_t kAnswerDelayUs = 3000;
+std::string msgtype_of(const std::string& json) {
+  json_object* o = json_tokener_parse(json.c_str());
+  const char* name = o != nullptr ? get_string_from_json(o, 1, "msgtype") : nullptr;
+  std::string out = name != nullptr ? name : "";
+  json_object_put(o);
+  return out;
+}
+
+// The library arms its hook after the send, and a reply that beats the
+// arming is lost by design: the peer answers once the hook that catches its
+// reply is there.
+SipPeer::Gate once_armed(const MessageClient* client) {
+  return [client](const phonecore::bus::BusPacketHeader& request, const std::string& reply) {
+    return phonecore::testing::wait_reply_hook(client, request.seq, request.msgtype, msgtype_of(reply));
+  };
+}
 
 class Requests : public ::testing::Test {
  protected:
@@ -105,8 +124,8 @@ TEST_F(Requests, SendSjsonToSipSendsKindNineWithTheMessageText) {
 }
 
 TEST_F(Requests, HookWaitReturnsTheParsedReply) {
-  SipPeer sip([](const std::string& p, const auto&) { return response_of(p); }, kAnswerDelayUs);
-  json_object* reply = send_sjson_to_sip_hook_wait(client_, "phone_dail", make_simple_data(2, "phoneNumber", "1002"), 100);
+  SipPeer sip([](const std::string& p, const auto&) { return response_of(p); }, once_armed(client_));
+  json_object* reply = send_sjson_to_sip_hook_wait(client_, "phone_dail", make_simple_data(2, "phoneNumber", "1002"), 2000);
   ASSERT_NE(reply, nullptr);
   EXPECT_STREQ(get_string_from_json(reply, 1, "msgtype"), "phone_dail_response");
   EXPECT_STREQ(get_string_from_json(reply, 2, "data", "callId"), "12");
@@ -124,38 +143,68 @@ TEST_F(Requests, HookWaitWithoutReplyGivesNullAndTheSlowCallLine) {
 }
 
 TEST_F(Requests, FastReplyPrintsNothing) {
-  SipPeer sip([](const std::string& p, const auto&) { return response_of(p); }, kAnswerDelayUs);
-  testing::internal::CaptureStdout();
-  json_object* reply = send_sjson_to_sip_hook_wait(client_, "phone_state_get", nullptr, 100);
-  std::string out = testing::internal::GetCapturedStdout();
-  ASSERT_NE(reply, nullptr);
-  json_object_put(reply);
-  EXPECT_EQ(out.find("time too long"), std::string::npos);
+  SipPeer sip([](const std::string& p, const auto&) { return response_of(p); }, once_armed(client_));
+  // A loaded machine may stretch a call beyond 50 ms, and then it prints by
+  // right: the test judges the calls that it timed itself at 50 ms or less
+  // (the call's own clock lies within that span), until it has one.
+  int fast_calls = 0;
+  for (int attempt = 0; attempt < 50 && fast_calls == 0; ++attempt) {
+    testing::internal::CaptureStdout();
+    const uint32_t start = system_get_times_msec();
+    json_object* reply = send_sjson_to_sip_hook_wait(client_, "phone_state_get", nullptr, 2000);
+    const uint32_t took = system_get_times_msec() - start;
+    std::string out = testing::internal::GetCapturedStdout();
+    ASSERT_NE(reply, nullptr);
+    json_object_put(reply);
+    if (took > 50) continue;
+    fast_calls++;
+    EXPECT_EQ(out.find("time too long"), std::string::npos) << out;
+  }
+  EXPECT_EQ(fast_calls, 1) << "no call of 50 ms or less in 50 tries";
 }
 
 TEST_F(Requests, LateReplyIsLostAndTheNextRequestIsNotFooledByIt) {
-  SipPeer sip([](const std::string& p, const auto&) { return response_of(p); }, 150000);
+  // The peer answers the first request only, and only after it has given
+  // up: once the test watches the pending table for the reply's seq.
+  std::atomic<int> asked{0};
+  SipPeer sip([&](const std::string& p, const auto&) { return asked++ == 0 ? response_of(p) : std::string(); },
+              [this](const auto& request, const std::string&) {
+                return phonecore::testing::wait_pending_seq(client_, request.seq);
+              });
   EXPECT_EQ(send_sjson_to_sip_hook_wait(client_, "tip_info_get", nullptr, 100), nullptr);
-  usleep(100000);  // the late reply arrives while no hook waits
+  for (int i = 0; i < 2000 && sip.received() == 0; ++i) usleep(5000);
+  ASSERT_EQ(sip.received(), 1);
+  // The late reply arrives while no hook waits.
+  EXPECT_GT(wait_response(client_, sip.last_header().seq, 2000), 0);
   json_object* second = send_sjson_to_sip_hook_wait(client_, "tip_info_get", nullptr, 100);
   EXPECT_EQ(second, nullptr);
   json_object_put(second);
 }
 
 TEST_F(Requests, SameNameRequestsFromTwoThreadsAreServedOneAtATimeAndTheLaterFails) {
-  SipPeer sip([](const std::string& p, const auto&) { return response_of(p); }, 60000);
+  // The reply leaves once the first waiter's hook is armed and the second
+  // waiter has set out, and then 60 ms later, when both wait on the slot.
+  std::atomic<bool> b_started{false};
+  auto armed = once_armed(client_);
+  SipPeer sip([](const std::string& p, const auto&) { return response_of(p); },
+              [&](const auto& request, const std::string& reply) {
+                for (int i = 0; i < 2000 && !b_started; ++i) usleep(5000);
+                return armed(request, reply);
+              },
+              60000);
   // A second session sends for the second thread; both wait on the hooks of
   // this session, as two threads of one process do.
   std::atomic<int> arrived{0};
   json_object* first = nullptr;
   json_object* later = nullptr;
   std::thread a([&] {
-    first = send_sjson_to_sip_hook_wait(client_, "voip_get_state", nullptr, 200);
+    first = send_sjson_to_sip_hook_wait(client_, "voip_get_state", nullptr, 2000);
     arrived++;
   });
   usleep(10000);
   std::thread b([&] {
     later = static_cast<json_object*>(nullptr);
+    b_started = true;
     char reply[256];
     later = wait_msgname_reply(client_, "voip_get_state_response", reply, sizeof reply, 200) >= 0
                 ? json_tokener_parse(reply)
@@ -172,8 +221,8 @@ TEST_F(Requests, SameNameRequestsFromTwoThreadsAreServedOneAtATimeAndTheLaterFai
 
 TEST_F(Requests, SameNameWaitUsesTheRequestsOwnName) {
   SipPeer sip([](const std::string&, const auto&) { return std::string(R"({"msgtype":"voice_get_power","data":{"power":7}})"); },
-              kAnswerDelayUs);
-  json_object* reply = send_sjson_to_sip_wait(client_, "voice_get_power", nullptr, 100);
+              once_armed(client_));
+  json_object* reply = send_sjson_to_sip_wait(client_, "voice_get_power", nullptr, 2000);
   ASSERT_NE(reply, nullptr);
   EXPECT_EQ(get_int_from_json_rl(reply, 2, "data", "power"), 7);
   json_object_put(reply);
@@ -182,10 +231,10 @@ TEST_F(Requests, SameNameWaitUsesTheRequestsOwnName) {
 TEST_F(Requests, BufferFormSendsKindOneAndCopiesTheBinaryPayload) {
   std::string records(676 * 2, '\x01');
   SipPeer sip([&](const std::string&, const auto& h) { return h.msgtype == 6 ? records : std::string(); },
-              kAnswerDelayUs);
+              once_armed(client_));
   std::vector<uint8_t> out(4096);
   int out_length = 0;
-  ASSERT_EQ(send_sjson_to_sip_hook_wait_buffer(client_, "account_get", 6, nullptr, out.data(), &out_length, 100), 0);
+  ASSERT_EQ(send_sjson_to_sip_hook_wait_buffer(client_, "account_get", 6, nullptr, out.data(), &out_length, 2000), 0);
   EXPECT_EQ(out_length, 1352);
   EXPECT_EQ(sip.last_header().kind, 1);
   EXPECT_EQ(sip.last_header().msgtype, 6);
@@ -216,11 +265,17 @@ TEST_F(Requests, ToAllGoesAsAnEventToEveryone) {
 }
 
 TEST_F(Requests, StringAndWaitCopiesTheReplyText) {
-  SipPeer sip([](const std::string&, const auto&) { return std::string(R"({"msgtype":"get_rec_history_response","n":3})"); },
-              3000);
+  // One answer, to the first request, 3 ms after the arming: a reply within
+  // the send's millisecond would make the call ask again.
+  std::atomic<int> asked{0};
+  SipPeer sip(
+      [&](const std::string&, const auto&) {
+        return asked++ == 0 ? std::string(R"({"msgtype":"get_rec_history_response","n":3})") : std::string();
+      },
+      once_armed(client_), 3000);
   char reply[1536] = {};
   const char req[] = "{\"msgtype\":\"get_rec_history\"}";
-  EXPECT_EQ(send_string_and_wait(client_, 4098, 0, "get_rec_history", req, sizeof req - 1, reply, 200), 0);
+  EXPECT_EQ(send_string_and_wait(client_, 4098, 0, "get_rec_history", req, sizeof req - 1, reply, 2000), 0);
   EXPECT_STREQ(reply, R"({"msgtype":"get_rec_history_response","n":3})");
   EXPECT_EQ(sip.received(), 1);
   EXPECT_EQ(send_string_and_wait(client_, 4098, 0, "get_rec_history", req, sizeof req - 1, nullptr, 200), 0);
@@ -236,11 +291,12 @@ TEST(ShortConnect, NoTicksAndNoTriesStillSendsTwice) {
   ASSERT_TRUE(listener.ok());
   char reply[64];
   int reply_length = -1;
-  // One tick of 100 ms between the two sends: the session's socket exists
-  // by the second one. The first goes out right after the connect and may
-  // meet a socket that isn't there yet; it still takes seq 1.
+  // One tick of a second between the two sends: the session's socket
+  // exists by the second one, even on a loaded machine. The first goes out
+  // right after the connect and may meet a socket that isn't there yet; it
+  // still takes seq 1.
   EXPECT_EQ(request_short_connect(4099, 65535, 0, 1, "{\"msgtype\":\"settimezone\",\"data\":\"GMT+8\"}", 40, reply,
-                                  &reply_length, 0, 0, 100000),
+                                  &reply_length, 0, 0, 1000000),
             -1);
   EXPECT_EQ(reply_length, 0);
   std::vector<uint16_t> seqs;
@@ -257,13 +313,19 @@ TEST(ShortConnect, NoTicksAndNoTriesStillSendsTwice) {
 
 TEST(ShortConnect, AnAnswerEndsTheWaitWithTheReply) {
   RawSession peer(3002);
+  // Every send is answered: the first may leave before the session's socket
+  // is bound, and then its answer is lost and the next try counts.
+  std::atomic<bool> done{false};
   std::thread answer([&] {
-    auto in = peer.receive(2000);
-    if (in) peer.send(RawSession::header(*in).source, 9, "answer!");
+    while (!done) {
+      auto in = peer.receive(50);
+      if (in) peer.send(RawSession::header(*in).source, 9, "answer!");
+    }
   });
   char reply[64] = {};
   int reply_length = 0;
   EXPECT_EQ(request_short_connect(4099, 3002, 0, 1, "{}", 2, reply, &reply_length, 100, 3, 10000), 0);
+  done = true;
   answer.join();
   EXPECT_EQ(reply_length, 7);
   EXPECT_STREQ(reply, "answer!");
@@ -274,7 +336,7 @@ TEST(TimeRule, MillisecondClockFollowsTheWallClock) {
   usleep(20000);
   uint32_t b = system_get_times_msec();
   EXPECT_GE(b - a, 19u);
-  EXPECT_LT(b - a, 1000u);
+  EXPECT_LT(b - a, 10000u);  // milliseconds, not microseconds; a loaded machine may sleep long
 }
 
 }  // namespace

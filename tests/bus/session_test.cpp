@@ -8,6 +8,7 @@
 #include <string>
 
 #include "phonecore/bus_client.h"
+#include "support/bus_session.h"
 #include "support/raw_session.h"
 #include "support/sip_peer.h"
 
@@ -152,6 +153,7 @@ TEST_F(Session, NullClientsAreRefused) {
 TEST(SessionLife, SecondConnectOfAnIdInUseFailsAfterTenRefusedTries) {
   MessageClient* first = request_pc_connect(2000, 1, nullptr, "first");
   ASSERT_NE(first, nullptr);
+  ASSERT_TRUE(phonecore::testing::wait_until_listening(first));
   EXPECT_EQ(request_pc_connect(2000, 1, nullptr, "second"), nullptr);
   std::ifstream log("/run/phonebox/msgserver.log");
   int refused = 0;
@@ -164,6 +166,7 @@ TEST(SessionLife, DisconnectTearsDownAndTheIdCanConnectAgain) {
   for (int round = 0; round < 3; ++round) {
     MessageClient* c = request_pc_connect(2001, 1, nullptr, "again");
     ASSERT_NE(c, nullptr) << round;
+    ASSERT_TRUE(phonecore::testing::wait_until_listening(c));
     EXPECT_EQ(request_pc_disconnect(c), 0);
   }
 }

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "call/account_copy.h"
 #include "call/call_events.h"
 #include "phonecore/account.h"
 #include "phonecore/config.h"
@@ -63,7 +64,7 @@ class Accounts : public ::testing::Test {
 };
 
 TEST_F(Accounts, TheCopyStartsWithTheRecordsOfAccountGet) {
-  EXPECT_EQ(LocalAcountInforBufferAdd(client_, 4), 0);
+  EXPECT_EQ(phonecore::testing::add_account_copy(client_, 4), 0);
   EXPECT_EQ(__atomic_load_n(&_gl_accountLen, __ATOMIC_ACQUIRE), 4);
   EXPECT_EQ(__atomic_load_n(&__gl_maxlen, __ATOMIC_ACQUIRE), 4);
   ASSERT_NE(__atomic_load_n(&__gl_pAccHook, __ATOMIC_ACQUIRE), nullptr);
@@ -113,7 +114,7 @@ TEST_F(Accounts, WithoutAnswerTheHookIsInstalledAndTheFirstBroadcastFillsTheCopy
 }
 
 TEST_F(Accounts, ABroadcastOfThreeRecordsKeepsTheFirstTwoWhenTwoAreKept) {
-  LocalAcountInforBufferAdd(client_, 2);
+  phonecore::testing::add_account_copy(client_, 2);
   EXPECT_EQ(__atomic_load_n(&_gl_accountLen, __ATOMIC_ACQUIRE), 4);  // what account_get gave, whatever the maximum
   AccountRecord three[3] = {};
   for (uint32_t i = 0; i < 3; ++i) {
@@ -130,7 +131,7 @@ TEST_F(Accounts, ABroadcastOfThreeRecordsKeepsTheFirstTwoWhenTwoAreKept) {
 }
 
 TEST_F(Accounts, TheBroadcastOfAllFiveRecordsFitsTheMonitor) {
-  LocalAcountInforBufferAdd(client_, 5);
+  phonecore::testing::add_account_copy(client_, 5);
   AccountRecord five[5] = {};
   for (uint32_t i = 0; i < 5; ++i) five[i].account_id = 21 + i;
   five[4].reg_state = 1;
@@ -140,7 +141,7 @@ TEST_F(Accounts, TheBroadcastOfAllFiveRecordsFitsTheMonitor) {
 }
 
 TEST_F(Accounts, RegistrationStateByAccountId) {
-  LocalAcountInforBufferAdd(client_, 4);
+  phonecore::testing::add_account_copy(client_, 4);
   EXPECT_EQ(get_reg_status(1), 0);
   callback_on_reg_changed(3, 1);
   EXPECT_EQ(get_reg_status(3), 1);
@@ -150,7 +151,7 @@ TEST_F(Accounts, RegistrationStateByAccountId) {
 }
 
 TEST_F(Accounts, DeletingTheCopyStopsTheBroadcastsFromReachingIt) {
-  LocalAcountInforBufferAdd(client_, 4);
+  phonecore::testing::add_account_copy(client_, 4);
   EXPECT_EQ(LocalAcountInforBufferDel(client_), 0);
   EXPECT_EQ(__atomic_load_n(&__gl_maxlen, __ATOMIC_ACQUIRE), 0);
   AccountRecord one[1] = {};

@@ -19,6 +19,7 @@
 #include "support/bus_session.h"
 #include "support/files.h"
 #include "support/sip_peer.h"
+#include "call/account_copy.h"
 #include "call/json_files.h"
 
 using phonecore::testing::SipPeer;
@@ -89,8 +90,19 @@ class DssKeys : public ::testing::Test {
   int write(int key, DssKeyInfo info) {
     sip_.control("clear");
     const int r = voip_func_Dsskey_data(client_, 1, key, &info);
-    usleep(30000);  // commands without a reply arrive on their own time
+    heard_all();
     return r;
+  }
+  // Commands without a reply arrive on their own time: a mark sent after
+  // them on the same path arrives after them.
+  void heard_all() {
+    send_sjson_to_sip(client_, "test_mark", nullptr);
+    for (int i = 0; i < 2000; ++i) {
+      auto lines = sip_.log();
+      if (!lines.empty() && lines.back().find("test_mark") != std::string::npos) return;
+      usleep(5000);
+    }
+    ADD_FAILURE() << "the SIP process never heard the mark";
   }
 
   SipPeer sip_;
@@ -140,7 +152,7 @@ TEST_F(DssKeys, ReadingALineKeyTakesValueAndExtensionFromTheAccountCopy) {
   EXPECT_STREQ(k.label, "Office 1001");
   EXPECT_STREQ(k.value, "");  // no account copy yet
 
-  LocalAcountInforBufferAdd(client_, 4);
+  phonecore::testing::add_account_copy(client_, 4);
   k.type = -1;
   voip_func_Dsskey_data(client_, 0, 1, &k);
   EXPECT_STREQ(k.value, "1001");

@@ -19,6 +19,7 @@
 #include "phonecore/hal.h"
 #include "phonecore/voip.h"
 #include "support/bus_session.h"
+#include "support/config_service.h"
 #include "support/sip_peer.h"
 
 using phonecore::testing::CallEvents;
@@ -30,6 +31,16 @@ long now_ms() {
   timeval tv;
   gettimeofday(&tv, nullptr);
   return tv.tv_sec * 1000L + tv.tv_usec / 1000;
+}
+
+// A reply has to come within the request's limit (100 ms for most); on a
+// loaded machine one now and then comes later, and the call answers as
+// without a reply. A test of a request that changes nothing asks again
+// then, a few times.
+int until_answered(const std::function<int()>& call, int no_reply) {
+  int result = no_reply;
+  for (int attempt = 0; attempt < 5 && result == no_reply; ++attempt) result = call();
+  return result;
 }
 
 class Voip : public ::testing::Test {
@@ -143,7 +154,7 @@ TEST_F(Voip, HookSwitchSwitchesTheLocalAudioChannelToo) {
 
 TEST_F(Voip, DialOnAnUnregisteredAccountIsRefusedWithItsText) {
   char desc[64] = "untouched";
-  EXPECT_EQ(voip_phone_dail(client_, 1, "1002", desc), -1);
+  EXPECT_EQ(until_answered([&] { return voip_phone_dail(client_, 1, "1002", desc); }, 0), -1);
   EXPECT_STREQ(desc, "Account not registered");
   auto lines = sip_.log();
   ASSERT_FALSE(lines.empty());
@@ -166,7 +177,7 @@ TEST_F(Voip, ADialledCallGetsItsIdAndItsEventsConnectingThenConnect) {
 
   char from[64] = "", to[64] = "";
   int acc = 0;
-  EXPECT_EQ(voip_call_info(client_, 1, from, to, &acc), 1);
+  EXPECT_EQ(until_answered([&] { return voip_call_info(client_, 1, from, to, &acc); }, 0), 1);
   EXPECT_STREQ(from, "1001");
   EXPECT_STREQ(to, "1002");
   EXPECT_EQ(acc, 1);
@@ -176,8 +187,9 @@ TEST_F(Voip, ADialledCallGetsItsIdAndItsEventsConnectingThenConnect) {
   voip_phone_hold(client_, 1);
   ASSERT_TRUE(CallEvents::get().wait_for("invite_response acc=1 flags=200"));
   EXPECT_NE(sip_.control("state").find(R"("state":"held")"), std::string::npos);
+  CallEvents::get().clear();
   voip_phone_resume(client_, 1);
-  usleep(50000);
+  ASSERT_TRUE(CallEvents::get().wait_for("invite_response acc=1 flags=200"));  // sent after the state changed
   EXPECT_NE(sip_.control("state").find(R"("state":"connected")"), std::string::npos);
 
   voip_phone_hangup(client_, 1);
@@ -231,7 +243,7 @@ TEST_F(Voip, BlfSubscribeAnswersOneWithOrWithoutReply) {
 TEST_F(Voip, PhoneInfoComesFromTheSipProcessState) {
   voip_hook_switch(client_, 2);
   int hook = -1, dev = -1, dial = -1;
-  EXPECT_EQ(voip_phone_info_get(client_, &hook, &dev, &dial), 1);
+  EXPECT_EQ(until_answered([&] { return voip_phone_info_get(client_, &hook, &dev, &dial); }, 0), 1);
   EXPECT_EQ(hook, 1);
   EXPECT_EQ(dev, 2);
   EXPECT_EQ(dial, 0);
@@ -239,7 +251,7 @@ TEST_F(Voip, PhoneInfoComesFromTheSipProcessState) {
   sip_.control("reg 2 1");
   sip_.control("outcome ring");
   voip_phone_dail(client_, 2, "1005", nullptr);
-  EXPECT_EQ(voip_phone_info_get(client_, &hook, &dev, &dial), 1);
+  EXPECT_EQ(until_answered([&] { return voip_phone_info_get(client_, &hook, &dev, &dial); }, 0), 1);
   EXPECT_EQ(dial, 1);
 }
 
@@ -269,7 +281,7 @@ TEST_F(Voip, PhoneStateTellsEachAccountsRegistration) {
   sip_.control("reg 1 1");
   sip_.control("reg 3 1");
   int a1 = -1, a2 = -1, a3 = -1, a4 = -1;
-  EXPECT_EQ(voip_phone_state_get(client_, &a1, &a2, &a3, &a4), 1);
+  EXPECT_EQ(until_answered([&] { return voip_phone_state_get(client_, &a1, &a2, &a3, &a4); }, 0), 1);
   EXPECT_EQ(a1, 1);
   EXPECT_EQ(a2, 0);
   EXPECT_EQ(a3, 1);
@@ -281,18 +293,18 @@ TEST_F(Voip, PhoneStateTellsEachAccountsRegistration) {
 
 TEST_F(Voip, RecordHistoryReadsBackWhatWasSet) {
   int flag = -1;
-  EXPECT_EQ(voip_phone_get_record_history(client_, &flag), 1);
+  EXPECT_EQ(until_answered([&] { return voip_phone_get_record_history(client_, &flag); }, 0), 1);
   EXPECT_EQ(flag, 0);
   voip_phone_set_record_history(client_, 1);
   sip_.wait_log(2);
-  EXPECT_EQ(voip_phone_get_record_history(client_, &flag), 1);
+  EXPECT_EQ(until_answered([&] { return voip_phone_get_record_history(client_, &flag); }, 0), 1);
   EXPECT_EQ(flag, 1);
 }
 
 TEST_F(Voip, CallInfoOfAnUnknownCallLeavesTheTexts) {
   char from[64] = "keep", to[64] = "keep";
   int acc = 9;
-  EXPECT_EQ(voip_call_info(client_, 42, from, to, &acc), 1);
+  EXPECT_EQ(until_answered([&] { return voip_call_info(client_, 42, from, to, &acc); }, 0), 1);
   EXPECT_STREQ(from, "keep");
   EXPECT_STREQ(to, "keep");
   EXPECT_EQ(acc, 0);
@@ -302,26 +314,29 @@ TEST_F(Voip, CallInfoOfAnUnknownCallLeavesTheTexts) {
 TEST_F(Voip, VoicePowerComesUnderTheRequestsOwnName) {
   sip_.control("set power 9");
   int power = -1;
-  EXPECT_EQ(voip_voice_get_power(client_, &power), 0);
+  EXPECT_EQ(until_answered([&] { return voip_voice_get_power(client_, &power); }, -1), 0);
   EXPECT_EQ(power, 9);
   EXPECT_EQ(sip_.log().back(), R"(9 0 { "msgtype": "voice_get_power" })");
 }
 
 TEST_F(Voip, VoicePowerWaitsTwoHundredMs) {
-  sip_.control("delay 150");
-  int power = -1;
-  EXPECT_EQ(voip_voice_get_power(client_, &power), 0);
   sip_.control("silent 1");
+  int power = -1;
   const long start = now_ms();
   EXPECT_EQ(voip_voice_get_power(client_, &power), -1);
   EXPECT_GE(now_ms() - start, 200);
+  // A reply 150 ms late, past the 100 ms of the other requests, is taken.
+  sip_.control("silent 0");
+  sip_.control("delay 150");
+  EXPECT_EQ(until_answered([&] { return voip_voice_get_power(client_, &power); }, -1), 0);
+  EXPECT_EQ(power, 12);
 }
 
 TEST_F(Voip, InternalValueReadsBackWhatWasSet) {
   voip_int_val_set(client_, 7, 42);
   sip_.wait_log(1);
   int value = 0;
-  EXPECT_EQ(voip_in_val_get(client_, 7, &value), 0);
+  EXPECT_EQ(until_answered([&] { return voip_in_val_get(client_, 7, &value); }, -1), 0);
   EXPECT_EQ(value, 42);
   EXPECT_EQ(sip_.log().back(), R"(9 0 { "msgtype": "voip_in_val_get", "data": { "variable": 7 } })");
 }
@@ -340,7 +355,7 @@ TEST_F(Voip, InternalValueOfAnotherVariableAnswersMinusOneAndLeavesTheDestinatio
 TEST_F(Voip, WarningListComesAsBinaryAndIsClearedOnRequest) {
   sip_.control("set warnings low battery");
   std::vector<char> out(VOIP_WARNNINGIST_MAX, '#');
-  EXPECT_EQ(voip_warnningist_get(client_, 0, out.data()), 1);
+  EXPECT_EQ(until_answered([&] { return voip_warnningist_get(client_, 0, out.data()); }, 0), 1);
   EXPECT_EQ(std::string(out.data(), 12), "low battery#");
   EXPECT_EQ(sip_.log().back(), R"(1 6 { "msgtype": "warnningist_get", "data": { "isCleard": 0 } })");
   std::fill(out.begin(), out.end(), '#');
@@ -411,8 +426,7 @@ TEST_F(Voip, RealtimeNetworkStatusComesFromTheLiveStatusStore) {
 
 // Last in this file: it stops the configuration service.
 TEST_F(Voip, RealtimeNetworkStatusWithoutTheServiceAnswersMinusOne) {
-  ASSERT_EQ(system("killall -q configd"), 0);
-  usleep(50000);
+  ASSERT_TRUE(phonecore::testing::stop_config_service());
   char ip[64] = "keep";
   EXPECT_EQ(getRealtimeNTStatus(client_, ip, nullptr, nullptr, nullptr, nullptr, nullptr), -1);
   EXPECT_STREQ(ip, "keep");

@@ -14,6 +14,7 @@
 #include "phonecore/config.h"
 #include "phonecore/dm.h"
 #include "phonecore/json_msg.h"
+#include "support/config_service.h"
 #include "support/files.h"
 
 namespace {
@@ -125,8 +126,7 @@ TEST_F(DeviceManagement, AccountQuestionCopiesTheAnswer) {
 }
 
 TEST(NoService, FileQuestionWithoutAnAnswerIsMinusTwo) {
-  ASSERT_EQ(system("killall -q configd"), 0);
-  usleep(100000);
+  ASSERT_TRUE(phonecore::testing::stop_config_service());
   testing::internal::CaptureStdout();
   EXPECT_EQ(sys_check_file_exist("hal.cfg"), -2);
   testing::internal::GetCapturedStdout();
