@@ -87,8 +87,7 @@ int jint(json_object* o, const char* key) {
 class SipPeer {
  public:
   bool start() {
-    control_fd_ = phonebox::bind_udp(kControlPortSip);
-    if (control_fd_ < 0) return false;
+    if (!control_.open(kControlPortSip)) return false;
     if (!connect_session()) return false;
     reset();
     return true;
@@ -100,21 +99,13 @@ class SipPeer {
       flush_due();
       int wait = -1;
       if (!queue_.empty()) wait = static_cast<int>(std::max<int64_t>(0, queue_.front().due - now_ms()));
-      pollfd fds[] = {{session_fd_, POLLIN, 0}, {control_fd_, POLLIN, 0}};
+      pollfd fds[] = {{session_fd_, POLLIN, 0}, {control_.fd(), POLLIN, 0}};
       if (poll(fds, 2, wait) < 0) continue;
       if (fds[0].revents & POLLIN) {
         ssize_t n = recv(session_fd_, buf.data(), buf.size(), 0);
         if (n > 0) on_packet(std::span<const uint8_t>(buf.data(), static_cast<size_t>(n)));
       }
-      if (fds[1].revents & POLLIN) {
-        sockaddr_in from{};
-        socklen_t len = sizeof from;
-        ssize_t n = recvfrom(control_fd_, buf.data(), buf.size() - 1, 0, reinterpret_cast<sockaddr*>(&from), &len);
-        if (n >= 0) {
-          std::string answer = on_control(std::string(reinterpret_cast<char*>(buf.data()), static_cast<size_t>(n)));
-          sendto(control_fd_, answer.data(), answer.size(), 0, reinterpret_cast<sockaddr*>(&from), len);
-        }
-      }
+      if (fds[1].revents & POLLIN) control_.serve(*this, kControl);
     }
   }
 
@@ -162,9 +153,9 @@ class SipPeer {
   void reset() {
     calls_.clear();
     blf_.clear();
-    record_.clear();
+    control_.clear();
+    control_.set_silent(false);
     queue_.clear();
-    silent_ = false;
     delay_ms_ = kDefaultDelayMs;
     outcome_ = "connect";
     next_call_ = 1;
@@ -301,7 +292,7 @@ class SipPeer {
 
   // A reply to a request: same seq, kind 9, to its source. Takes over data.
   void reply(const BusPacketHeader& req, const std::string& name, const char* status, json_object* data) {
-    if (silent_) {
+    if (control_.silent()) {
       json_object_put(data);
       return;
     }
@@ -315,7 +306,7 @@ class SipPeer {
   }
 
   void reply_binary(const BusPacketHeader& req, std::span<const uint8_t> payload) {
-    if (silent_) return;
+    if (control_.silent()) return;
     queue(packet(req.seq, kMsgtypeBinary, kKindNumeric, req.source, payload), delay_ms_);
   }
 
@@ -330,10 +321,10 @@ class SipPeer {
     while (!payload.empty() && payload.back() == '\0') payload.pop_back();
     char head[48];
     snprintf(head, sizeof head, "%u %u ", h->kind, h->msgtype);
-    record_.push_back(head + payload);
+    control_.record(head + payload);
 
     // A silent SIP process hears and records, and does nothing else.
-    if (silent_) return;
+    if (control_.silent()) return;
     json_object* root = json_tokener_parse(payload.c_str());
     if (root == nullptr) return;
     if (h->kind == kKindCommand) {
@@ -358,91 +349,134 @@ class SipPeer {
   static json_object* I(int v) { return json_object_new_int(v); }
   static json_object* S(const std::string& v) { return json_object_new_string(v.c_str()); }
 
+  // A request names its handler; what a row does not name is recorded and
+  // answered by nothing.
+  using RequestHandler = void (SipPeer::*)(const BusPacketHeader& h, const std::string& name, json_object* data);
+  struct RequestRow {
+    std::string_view name;
+    RequestHandler run;
+  };
+
   void on_request(const BusPacketHeader& h, const std::string& name, json_object* data) {
-    const std::string response = name + "_response";
-    if (h.msgtype == kMsgtypeBinary) {
-      if (name == "account_get") {
-        reply_binary(h, records(record_count_));
-      } else if (name == "warnningist_get") {
-        reply_binary(h, bytes(warnings_));
-        if (jint(data, "isCleard") != 0) warnings_.clear();
-      }
-      return;
-    }
-    if (name == "phone_dail") {
-      dial(h, jint(data, "dialAccId"), jtext(data, "phoneNumber"));
-    } else if (name == "phone_hangup") {
-      const int id = jint(data, "current_call");
-      auto c = calls_.find(id);
-      if (c != calls_.end()) {
-        event("disconnect", object({{"accNumber", I(c->second.account)}, {"call_id", I(id)}, {"flags", I(0)}}), 5);
-        calls_.erase(c);
-      }
-    } else if (name == "phone_hold" || name == "phone_resume") {
-      auto c = calls_.find(jint(data, "current_call"));
-      if (c != calls_.end() && c->second.state != "connecting" && c->second.state != "incoming") {
-        c->second.state = name == "phone_hold" ? "held" : "connected";
-        event("invite_response", object({{"accNumber", I(c->second.account)}, {"flags", I(200)}}), 5);
-      }
-    } else if (name == "phone_answer") {
-      answer(jint(data, "current_call"), jint(data, "acceptFlag"));
-    } else if (name == "phone_register") {
-      const int account = jint(data, "lineId");
-      if (account >= 1 && account <= kAccounts) {
-        load_accounts();
-        set_online(account, jint(data, "registerFlag") != 0 && accounts_[account - 1].enabled ? 1 : 0);
-      }
-    } else if (name == "hook_switch") {
-      dev_ = jint(data, "dev");
-    } else if (name == "set_rec_history") {
-      rec_history_ = jint(data, "enableFlag");
-    } else if (name == "voip_int_val_set") {
-      variables_[jint(data, "variable")] = jint(data, "value");
-    } else if (name == "tip_info_clear") {
-      tip_unread_ = 0;
-    } else if (name == "blf_subscribe") {
-      const int flag = jint(data, "startFlag");
-      auto target = std::make_pair(jint(data, "acc_id"), jtext(data, "number"));
-      if (flag & 1) blf_[target] = flag >> 8;
-      else blf_.erase(target);
-      reply(h, response, "0", nullptr);
-    } else if (name == "phone_info_get") {
-      int dialling = 0;
-      for (auto& [id, c] : calls_) dialling |= c.state == "connecting";
-      reply(h, response, "0",
-            object({{"curHookState", I(dev_ != 0 ? 1 : 0)}, {"curDevType", I(dev_)}, {"dialFlag", I(dialling)}}));
-    } else if (name == "phone_state_get") {
-      reply(h, response, "0",
-            object({{"acc1Status", I(accounts_[0].online)}, {"acc2Status", I(accounts_[1].online)},
-                    {"acc3Status", I(accounts_[2].online)}, {"acc4Status", I(accounts_[3].online)}}));
-    } else if (name == "get_rec_history") {
-      reply(h, response, "0", object({{"enableFlag", I(rec_history_)}}));
-    } else if (name == "call_info") {
-      auto c = calls_.find(jint(data, "callId"));
-      if (c == calls_.end()) {
-        reply(h, response, "-1", json_object_new_object());
-      } else {
-        const Account& a = accounts_[c->second.account - 1];
-        reply(h, response, "0",
-              object({{"fromAccount", S(c->second.outgoing ? a.user : c->second.number)},
-                      {"toAccount", S(c->second.outgoing ? c->second.number : a.user)},
-                      {"acc_id", I(c->second.account)}}));
-      }
-    } else if (name == "tip_info_get") {
-      reply(h, response, "0",
-            object({{"tranfernum", S(tip_number_)},
-                    {"unreadnum", I(tip_unread_)},
-                    {"id", I(tip_id_)},
-                    {"accID", I(tip_account_)}}));
-    } else if (name == "voice_get_power") {
-      reply(h, name, "0", object({{"power", I(power_)}}));
-    } else if (name == "voip_in_val_get") {
-      const int variable = jint(data, "variable");
-      reply(h, name, "0",
-            object({{"variable", I(wrong_variable_ ? variable + 1 : variable)}, {"value", I(variables_[variable])}}));
-    }
+    const auto& rows = h.msgtype == kMsgtypeBinary ? std::span<const RequestRow>(kBinaryRequests)
+                                                   : std::span<const RequestRow>(kRequests);
+    for (const RequestRow& row : rows)
+      if (row.name == name) return (this->*row.run)(h, name, data);
   }
 
+  static std::string response(const std::string& name) { return name + "_response"; }
+
+  void account_get(const BusPacketHeader& h, const std::string&, json_object*) {
+    reply_binary(h, records(record_count_));
+  }
+  void warnings_get(const BusPacketHeader& h, const std::string&, json_object* data) {
+    reply_binary(h, bytes(warnings_));
+    if (jint(data, "isCleard") != 0) warnings_.clear();
+  }
+  void phone_dail(const BusPacketHeader& h, const std::string&, json_object* data) {
+    dial(h, jint(data, "dialAccId"), jtext(data, "phoneNumber"));
+  }
+  void phone_hangup(const BusPacketHeader&, const std::string&, json_object* data) {
+    const int id = jint(data, "current_call");
+    auto c = calls_.find(id);
+    if (c == calls_.end()) return;
+    event("disconnect", object({{"accNumber", I(c->second.account)}, {"call_id", I(id)}, {"flags", I(0)}}), 5);
+    calls_.erase(c);
+  }
+  void hold_or_resume(const BusPacketHeader&, const std::string& name, json_object* data) {
+    auto c = calls_.find(jint(data, "current_call"));
+    if (c == calls_.end() || c->second.state == "connecting" || c->second.state == "incoming") return;
+    c->second.state = name == "phone_hold" ? "held" : "connected";
+    event("invite_response", object({{"accNumber", I(c->second.account)}, {"flags", I(200)}}), 5);
+  }
+  void phone_answer(const BusPacketHeader&, const std::string&, json_object* data) {
+    answer(jint(data, "current_call"), jint(data, "acceptFlag"));
+  }
+  void phone_register(const BusPacketHeader&, const std::string&, json_object* data) {
+    const int account = jint(data, "lineId");
+    if (account < 1 || account > kAccounts) return;
+    load_accounts();
+    set_online(account, jint(data, "registerFlag") != 0 && accounts_[account - 1].enabled ? 1 : 0);
+  }
+  void hook_switch(const BusPacketHeader&, const std::string&, json_object* data) { dev_ = jint(data, "dev"); }
+  void set_rec_history(const BusPacketHeader&, const std::string&, json_object* data) {
+    rec_history_ = jint(data, "enableFlag");
+  }
+  void int_val_set(const BusPacketHeader&, const std::string&, json_object* data) {
+    variables_[jint(data, "variable")] = jint(data, "value");
+  }
+  void tip_info_clear(const BusPacketHeader&, const std::string&, json_object*) { tip_unread_ = 0; }
+  void blf_subscribe(const BusPacketHeader& h, const std::string& name, json_object* data) {
+    const int flag = jint(data, "startFlag");
+    auto target = std::make_pair(jint(data, "acc_id"), jtext(data, "number"));
+    if (flag & 1) blf_[target] = flag >> 8;
+    else blf_.erase(target);
+    reply(h, response(name), "0", nullptr);
+  }
+  void phone_info_get(const BusPacketHeader& h, const std::string& name, json_object*) {
+    int dialling = 0;
+    for (auto& [id, c] : calls_) dialling |= c.state == "connecting";
+    reply(h, response(name), "0",
+          object({{"curHookState", I(dev_ != 0 ? 1 : 0)}, {"curDevType", I(dev_)}, {"dialFlag", I(dialling)}}));
+  }
+  void phone_state_get(const BusPacketHeader& h, const std::string& name, json_object*) {
+    reply(h, response(name), "0",
+          object({{"acc1Status", I(accounts_[0].online)}, {"acc2Status", I(accounts_[1].online)},
+                  {"acc3Status", I(accounts_[2].online)}, {"acc4Status", I(accounts_[3].online)}}));
+  }
+  void get_rec_history(const BusPacketHeader& h, const std::string& name, json_object*) {
+    reply(h, response(name), "0", object({{"enableFlag", I(rec_history_)}}));
+  }
+  void call_info(const BusPacketHeader& h, const std::string& name, json_object* data) {
+    auto c = calls_.find(jint(data, "callId"));
+    if (c == calls_.end()) return reply(h, response(name), "-1", json_object_new_object());
+    const Account& a = accounts_[c->second.account - 1];
+    reply(h, response(name), "0",
+          object({{"fromAccount", S(c->second.outgoing ? a.user : c->second.number)},
+                  {"toAccount", S(c->second.outgoing ? c->second.number : a.user)},
+                  {"acc_id", I(c->second.account)}}));
+  }
+  void tip_info_get(const BusPacketHeader& h, const std::string& name, json_object*) {
+    reply(h, response(name), "0",
+          object({{"tranfernum", S(tip_number_)},
+                  {"unreadnum", I(tip_unread_)},
+                  {"id", I(tip_id_)},
+                  {"accID", I(tip_account_)}}));
+  }
+  // These two answer under their own name.
+  void voice_get_power(const BusPacketHeader& h, const std::string& name, json_object*) {
+    reply(h, name, "0", object({{"power", I(power_)}}));
+  }
+  void int_val_get(const BusPacketHeader& h, const std::string& name, json_object* data) {
+    const int variable = jint(data, "variable");
+    reply(h, name, "0",
+          object({{"variable", I(wrong_variable_ ? variable + 1 : variable)}, {"value", I(variables_[variable])}}));
+  }
+
+  static constexpr RequestRow kBinaryRequests[] = {
+      {"account_get", &SipPeer::account_get},
+      {"warnningist_get", &SipPeer::warnings_get},
+  };
+  static constexpr RequestRow kRequests[] = {
+      {"phone_dail", &SipPeer::phone_dail},
+      {"phone_hangup", &SipPeer::phone_hangup},
+      {"phone_hold", &SipPeer::hold_or_resume},
+      {"phone_resume", &SipPeer::hold_or_resume},
+      {"phone_answer", &SipPeer::phone_answer},
+      {"phone_register", &SipPeer::phone_register},
+      {"hook_switch", &SipPeer::hook_switch},
+      {"set_rec_history", &SipPeer::set_rec_history},
+      {"voip_int_val_set", &SipPeer::int_val_set},
+      {"tip_info_clear", &SipPeer::tip_info_clear},
+      {"blf_subscribe", &SipPeer::blf_subscribe},
+      {"phone_info_get", &SipPeer::phone_info_get},
+      {"phone_state_get", &SipPeer::phone_state_get},
+      {"get_rec_history", &SipPeer::get_rec_history},
+      {"call_info", &SipPeer::call_info},
+      {"tip_info_get", &SipPeer::tip_info_get},
+      {"voice_get_power", &SipPeer::voice_get_power},
+      {"voip_in_val_get", &SipPeer::int_val_get},
+  };
   void dial(const BusPacketHeader& h, int account, const std::string& number) {
     if (account < 1 || account > kAccounts || accounts_[account - 1].online != 1) {
       reply(h, "phone_dail_response", "-1", object({{"desc", S("Account not registered")}}));
@@ -493,91 +527,93 @@ class SipPeer {
   }
 
   // Control ------------------------------------------------------------------
+  // ping, log, clear and silent are the control port's own; these are the
+  // SIP process's.
 
-  std::string on_control(const std::string& line) {
-    std::istringstream in(line);
-    std::string cmd;
-    in >> cmd;
-    std::string rest;
-    std::getline(in >> std::ws, rest);
-    if (cmd == "ping") return "pong";
-    if (cmd == "log") {
-      std::string out;
-      for (auto& r : record_) out += r + "\n";
-      return out;
-    }
-    if (cmd == "clear") {
-      record_.clear();
-      return "ok";
-    }
-    if (cmd == "reset") {
-      reset();
-      return "ok";
-    }
-    if (cmd == "silent") {
-      silent_ = rest != "0";
-      return "ok";
-    }
-    if (cmd == "delay") {
-      delay_ms_ = std::max(0, std::atoi(rest.c_str()));
-      return "ok";
-    }
-    if (cmd == "outcome") {
-      if (rest != "connect" && rest != "disconnect" && rest != "ring") return "error: outcome connect|disconnect|ring";
-      outcome_ = rest;
-      return "ok";
-    }
-    if (cmd == "event") {
-      // A raw event text, sent as it is (kind 2, dest 65535).
-      queue(packet(0x0F0F, 0, kKindEvent, kBusIdAll, bytes(rest)), 0);
-      return "ok";
-    }
-    if (cmd == "reg") {
-      int account = 0, online = 0;
-      std::istringstream(rest) >> account >> online;
-      if (account < 1 || account > kAccounts) return "error: reg ACCOUNT(1-4) ONLINE";
-      load_accounts();
-      set_online(account, online);
-      return "ok";
-    }
-    if (cmd == "incoming") {
-      int account = 0;
-      std::string number;
-      std::istringstream(rest) >> account >> number;
-      if (account < 1 || account > kAccounts || number.empty()) return "error: incoming ACCOUNT NUMBER";
-      const int id = next_call_++;
-      calls_[id] = Call{account, number, "incoming", false};
-      event("incoming_call",
-            object({{"callID", S(number)}, {"calledID", S(accounts_[account - 1].user)}, {"accNumber", I(account)},
-                    {"flags", I(0)}, {"dirInFlag", I(1)}}),
-            0);
-      return std::to_string(id);
-    }
-    if (cmd == "set") {
-      std::istringstream args(rest);
-      std::string what;
-      args >> what;
-      if (what == "power") args >> power_;
-      else if (what == "wrongvar") args >> wrong_variable_;
-      else if (what == "records") args >> record_count_;
-      else if (what == "tip") args >> tip_number_ >> tip_unread_ >> tip_id_ >> tip_account_;
-      else if (what == "warnings") std::getline(args >> std::ws, warnings_);
-      else return "error: set power|wrongvar|records|tip|warnings";
-      record_count_ = std::clamp(record_count_, 0, 16);
-      return "ok";
-    }
-    if (cmd == "state") return state_text();
-    if (cmd == "leave") {
-      leave_session();
-      return "ok";
-    }
-    if (cmd == "join") {
-      if (session_fd_ >= 0) return "ok";
-      return connect_session() ? "ok" : "error: bus id 4098 taken";
-    }
-    return "error: unknown command";
+  std::string reset_command(const std::string&) {
+    reset();
+    return "ok";
+  }
+  std::string delay_command(const std::string& rest) {
+    delay_ms_ = std::max(0, std::atoi(rest.c_str()));
+    return "ok";
+  }
+  std::string outcome_command(const std::string& rest) {
+    if (rest != "connect" && rest != "disconnect" && rest != "ring") return "error: outcome connect|disconnect|ring";
+    outcome_ = rest;
+    return "ok";
+  }
+  // A raw event text, sent as it is (kind 2, dest 65535).
+  std::string event_command(const std::string& rest) {
+    queue(packet(0x0F0F, 0, kKindEvent, kBusIdAll, bytes(rest)), 0);
+    return "ok";
+  }
+  std::string reg_command(const std::string& rest) {
+    int account = 0, online = 0;
+    std::istringstream(rest) >> account >> online;
+    if (account < 1 || account > kAccounts) return "error: reg ACCOUNT(1-4) ONLINE";
+    load_accounts();
+    set_online(account, online);
+    return "ok";
+  }
+  std::string incoming_command(const std::string& rest) {
+    int account = 0;
+    std::string number;
+    std::istringstream(rest) >> account >> number;
+    if (account < 1 || account > kAccounts || number.empty()) return "error: incoming ACCOUNT NUMBER";
+    const int id = next_call_++;
+    calls_[id] = Call{account, number, "incoming", false};
+    event("incoming_call",
+          object({{"callID", S(number)}, {"calledID", S(accounts_[account - 1].user)}, {"accNumber", I(account)},
+                  {"flags", I(0)}, {"dirInFlag", I(1)}}),
+          0);
+    return std::to_string(id);
   }
 
+  // The values of "set WHAT ...".
+  void set_power(std::istringstream& args) { args >> power_; }
+  void set_wrongvar(std::istringstream& args) { args >> wrong_variable_; }
+  void set_records(std::istringstream& args) { args >> record_count_; }
+  void set_tip(std::istringstream& args) { args >> tip_number_ >> tip_unread_ >> tip_id_ >> tip_account_; }
+  void set_warnings(std::istringstream& args) { std::getline(args >> std::ws, warnings_); }
+  struct SetRow {
+    std::string_view what;
+    void (SipPeer::*run)(std::istringstream& args);
+  };
+  static constexpr SetRow kSettings[] = {
+      {"power", &SipPeer::set_power},       {"wrongvar", &SipPeer::set_wrongvar},
+      {"records", &SipPeer::set_records},   {"tip", &SipPeer::set_tip},
+      {"warnings", &SipPeer::set_warnings},
+  };
+  std::string set_command(const std::string& rest) {
+    std::istringstream args(rest);
+    std::string what;
+    args >> what;
+    const SetRow* row = nullptr;
+    for (const SetRow& r : kSettings)
+      if (r.what == what) row = &r;
+    if (row == nullptr) return "error: set power|wrongvar|records|tip|warnings";
+    (this->*row->run)(args);
+    record_count_ = std::clamp(record_count_, 0, 16);
+    return "ok";
+  }
+  std::string state_command(const std::string&) { return state_text(); }
+  std::string leave_command(const std::string&) {
+    leave_session();
+    return "ok";
+  }
+  std::string join_command(const std::string&) {
+    if (session_fd_ >= 0) return "ok";
+    return connect_session() ? "ok" : "error: bus id 4098 taken";
+  }
+
+  static constexpr phonebox::ControlCommand<SipPeer> kControl[] = {
+      {"reset", &SipPeer::reset_command},       {"delay", &SipPeer::delay_command},
+      {"outcome", &SipPeer::outcome_command},   {"event", &SipPeer::event_command},
+      {"reg", &SipPeer::reg_command},           {"incoming", &SipPeer::incoming_command},
+      {"set", &SipPeer::set_command},           {"state", &SipPeer::state_command},
+      {"leave", &SipPeer::leave_command},       {"join", &SipPeer::join_command},
+  };
   std::string state_text() {
     json_object* root = json_object_new_object();
     json_object* accounts = json_object_new_array();
@@ -599,15 +635,13 @@ class SipPeer {
     return text;
   }
 
-  int control_fd_ = -1;
+  phonebox::ControlPort control_;
   int session_fd_ = -1;
   uint16_t server_port_ = 0;
   Account accounts_[kAccounts];
   std::map<int, Call> calls_;
   std::map<std::pair<int, std::string>, int> blf_;  // (account, number) -> key
-  std::vector<std::string> record_;
   std::deque<Outgoing> queue_;
-  bool silent_ = false;
   int delay_ms_ = 0;
   std::string outcome_;
   int next_call_ = 1;
