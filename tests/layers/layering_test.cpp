@@ -1,0 +1,173 @@
+// The library's folders are layers: base <- bus <- config <- {call, dial,
+// device, network, directory} <- provision <- remote. A file may include
+// its own folder and the layers below it, never one above, and the
+// subsystems of the middle layer do not include each other. This test reads
+// every #include under src/ and fails on each arrow against that order that
+// is not one of the named exceptions below.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <regex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct Layer {
+  std::string_view folder;
+  int rank;
+};
+
+constexpr Layer kLayers[] = {
+    {"base", 0},   {"bus", 1},     {"config", 2},    {"call", 3},   {"dial", 3},
+    {"device", 3}, {"network", 3}, {"directory", 3}, {"provision", 4}, {"remote", 5},
+};
+
+// The public headers, by the folder whose code they belong to.
+struct PublicHeader {
+  std::string_view name;
+  std::string_view folder;
+};
+
+constexpr PublicHeader kPublicHeaders[] = {
+    {"export.h", "base"},    {"fileutil.h", "base"},   {"md5.h", "base"},       {"profile.h", "base"},
+    {"text.h", "base"},      {"timezone.h", "base"},   {"zklog.h", "base"},     {"bus_client.h", "bus"},
+    {"fifo.h", "bus"},       {"json_msg.h", "bus"},    {"udp.h", "bus"},        {"syscmd.h", "bus"},
+    {"config.h", "config"},  {"dm.h", "config"},       {"account.h", "call"},   {"dsskey.h", "call"},
+    {"prompt.h", "call"},    {"voip.h", "call"},       {"dial_rule.h", "dial"}, {"dialplan.h", "dial"},
+    {"hotkey.h", "dial"},    {"hal.h", "device"},      {"phonecore.h", "remote"},
+};
+
+// Arrows against the order that are known and allowed, each with its
+// reason: the file (below src/) and the folder it reaches.
+struct Exception {
+  std::string_view file;
+  std::string_view reaches;
+  std::string_view reason;
+};
+
+constexpr Exception kExceptions[] = {
+    {"call/voip_command.cpp", "device",
+     "the call's voice level command sends the current volume, which the device layer owns"},
+    // Until the foundation helpers and the time zone and system-command
+    // units are moved where they fit.
+    {"base/timezone.cpp", "bus", "broadcasts the new zone to the bus"},
+    {"base/timezone.cpp", "config", "reads the zone from the settings store"},
+    {"bus/system_cmd.cpp", "config", "the commands read the configuration stores"},
+};
+
+std::optional<Layer> layer_of(std::string_view folder) {
+  for (const Layer& l : kLayers)
+    if (l.folder == folder) return l;
+  return std::nullopt;
+}
+
+struct Arrow {
+  std::string file;  // below src/
+  std::string line;  // the #include as written
+  std::string from;  // folder of the file
+  std::string to;    // folder it reaches
+};
+
+// Every #include "..." of every file below src/ that reaches another folder.
+std::vector<Arrow> arrows(std::vector<std::string>& errors) {
+  const fs::path src = fs::path(PHONECORE_SOURCE_DIR) / "src";
+  const std::regex include(R"(^\s*#\s*include\s*[<"]([^">]+)[">])");
+  std::vector<Arrow> out;
+  for (const auto& entry : fs::recursive_directory_iterator(src)) {
+    if (!entry.is_regular_file()) continue;
+    const std::string ext = entry.path().extension().string();
+    if (ext != ".h" && ext != ".cpp" && ext != ".c") continue;
+    const fs::path rel = fs::relative(entry.path(), src);
+    if (rel.begin() == rel.end() || std::next(rel.begin()) == rel.end()) continue;  // src/ itself holds no code
+    const std::string folder = rel.begin()->string();
+    std::ifstream in(entry.path());
+    for (std::string line; std::getline(in, line);) {
+      std::smatch m;
+      if (!std::regex_search(line, m, include)) continue;
+      const std::string target = m[1];
+      const size_t slash = target.find('/');
+      if (slash == std::string::npos) continue;  // its own folder, or a system header
+      const std::string head = target.substr(0, slash);
+      std::string to;
+      if (head == "phonecore") {
+        const std::string name = target.substr(slash + 1);
+        auto it = std::find_if(std::begin(kPublicHeaders), std::end(kPublicHeaders),
+                               [&](const PublicHeader& p) { return p.name == name; });
+        if (it == std::end(kPublicHeaders)) {
+          errors.push_back("public header " + target + " has no layer in this test's table (" + rel.string() + ")");
+          continue;
+        }
+        to = it->folder;
+      } else if (fs::is_directory(src / head)) {
+        to = head;
+      } else {
+        continue;  // a system or dependency header
+      }
+      if (to != folder) out.push_back({rel.string(), line, folder, to});
+    }
+  }
+  return out;
+}
+
+bool excepted(const Arrow& a) {
+  return std::any_of(std::begin(kExceptions), std::end(kExceptions),
+                     [&](const Exception& e) { return e.file == a.file && e.reaches == a.to; });
+}
+
+TEST(Layers, EveryFolderHasALayer) {
+  const fs::path src = fs::path(PHONECORE_SOURCE_DIR) / "src";
+  for (const auto& entry : fs::directory_iterator(src)) {
+    if (entry.is_directory()) {
+      EXPECT_TRUE(layer_of(entry.path().filename().string())) << entry.path().filename() << " is in no layer";
+    }
+  }
+}
+
+TEST(Layers, NoIncludeAgainstTheOrder) {
+  std::vector<std::string> errors;
+  const auto all = arrows(errors);
+  for (const std::string& e : errors) ADD_FAILURE() << e;
+  EXPECT_FALSE(all.empty());  // the reader found the includes at all
+  for (const Arrow& a : all) {
+    auto from = layer_of(a.from);
+    auto to = layer_of(a.to);
+    if (!from || !to) continue;  // the test above names the folder
+    const bool upward = to->rank > from->rank;
+    const bool sideways = to->rank == from->rank;
+    if ((upward || sideways) && !excepted(a))
+      ADD_FAILURE() << a.file << ": " << a.line << "  (" << a.from << " must not reach " << (upward ? "up " : "across ")
+                    << "to " << a.to << ")";
+  }
+}
+
+TEST(Layers, EveryExceptionIsStillNeeded) {
+  std::vector<std::string> errors;
+  const auto all = arrows(errors);
+  for (const Exception& e : kExceptions) {
+    const bool used =
+        std::any_of(all.begin(), all.end(), [&](const Arrow& a) { return a.file == e.file && a.to == e.reaches; });
+    EXPECT_TRUE(used) << e.file << " no longer reaches " << e.reaches << ": drop the exception";
+  }
+}
+
+// The check itself: an upward and a sideways arrow are caught, a downward
+// one is not.
+TEST(Layers, TheOrderIsReadAsWritten) {
+  EXPECT_LT(layer_of("base")->rank, layer_of("bus")->rank);
+  EXPECT_LT(layer_of("bus")->rank, layer_of("config")->rank);
+  for (std::string_view mid : {"call", "dial", "device", "network", "directory"}) {
+    EXPECT_LT(layer_of("config")->rank, layer_of(mid)->rank) << mid;
+    EXPECT_LT(layer_of(mid)->rank, layer_of("provision")->rank) << mid;
+  }
+  EXPECT_LT(layer_of("provision")->rank, layer_of("remote")->rank);
+}
+
+}  // namespace
