@@ -2,13 +2,16 @@
 //
 // One GnlConfigRecord in, one out. Numbered stores map to files below
 // /appconfigs (the live status is built from the box's interfaces);
-// category 4102 names its file by the path field. What each answer holds
-// is written down in sim/README.md.
+// category 4102 names its file by the path field. Every request is
+// recorded, and a control port (UDP 27026) lets tests read that record or
+// silence the service. What each answer holds is written down in
+// sim/README.md.
 
 #include <arpa/inet.h>
 #include <ifaddrs.h>
 #include <json-c/json.h>
 #include <net/if.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
@@ -33,6 +36,7 @@ using namespace phonecore::config;
 namespace {
 
 constexpr const char* kPeer = "configd";
+constexpr uint16_t kControlPortConfig = 27026;
 constexpr const char* kRoot = "/appconfigs";
 
 struct Store {
@@ -183,11 +187,15 @@ class ConfigService {
  public:
   bool start() {
     fd_ = phonebox::bind_udp(kConfigPort);
-    return fd_ >= 0;
+    return fd_ >= 0 && control_.open(kControlPortConfig);
   }
 
   void run() {
     for (;;) {
+      pollfd fds[] = {{fd_, POLLIN, 0}, {control_.fd(), POLLIN, 0}};
+      if (poll(fds, 2, -1) < 0) continue;
+      if (fds[1].revents & POLLIN) control_.serve();
+      if (!(fds[0].revents & POLLIN)) continue;
       sockaddr_in from{};
       socklen_t from_len = sizeof from;
       // One byte more than the record, so that an oversized datagram is seen
@@ -214,6 +222,9 @@ class ConfigService {
     std::memcpy(&req_, in_.data(), n);
     // The data length is cut to what the datagram really holds.
     req_data_len_ = std::min<size_t>(head->data_length, n - kGnlHeaderSize);
+    record_request();
+    // A silent service hears and records, and answers nothing.
+    if (control_.silent()) return 0;
     std::memset(&out_, 0, kGnlHeaderSize);
     out_.magic = kGnlMagic;
     out_.category = req_.category;
@@ -239,6 +250,24 @@ class ConfigService {
     }
     out_.data[out_.data_length] = 0;
     return gnl_datagram_size(out_.data_length);
+  }
+
+  // One record line: category, operation, format, path and data length,
+  // in decimal. The path is cut as a read cuts it; "-" when empty, bytes
+  // other than printable ones as \xNN (gl_data and the questions carry
+  // numbers in that field).
+  void record_request() {
+    const size_t n = strnlen(req_.path, std::min<size_t>(req_.path_length, kGnlPathSize - 1));
+    std::string path;
+    for (size_t i = 0; i < n; ++i) {
+      const auto c = static_cast<unsigned char>(req_.path[i]);
+      char escaped[5];
+      snprintf(escaped, sizeof escaped, "\\x%02x", c);
+      path += c > ' ' && c < 0x7F && c != '\\' ? std::string(1, static_cast<char>(c)) : std::string(escaped);
+    }
+    char line[64];
+    snprintf(line, sizeof line, "%u %u %u ", req_.category, req_.operation, req_.format);
+    control_.record(line + (path.empty() ? std::string("-") : path) + " " + std::to_string(req_data_len_));
   }
 
   int32_t field32(size_t offset) const {
@@ -379,6 +408,7 @@ class ConfigService {
   }
 
   int fd_ = -1;
+  phonebox::ControlPort control_;
   std::vector<uint8_t> in_ = std::vector<uint8_t>(kGnlBufferSize + 1);
   GnlConfigRecord req_{};
   size_t req_data_len_ = 0;
@@ -392,7 +422,7 @@ int main(int argc, char** argv) {
   signal(SIGPIPE, SIG_IGN);
   static ConfigService service;  // two 32 KiB records: not on the stack
   if (!service.start()) {
-    perror("configd: bind");
+    phonebox::log_line(kPeer, "cannot start: port %u or control port %u taken", kConfigPort, kControlPortConfig);
     return 1;
   }
   phonebox::announce_ready(argc > 1 ? argv[1] : nullptr);
