@@ -63,8 +63,6 @@ constexpr uint32_t kHookByName = 2;
 constexpr uint32_t kHookByMsgtype = 3;
 constexpr useconds_t kPollUs = 5000;
 constexpr useconds_t kMonitorStopPollUs = 20000;
-constexpr uint16_t kKindEvent = 2;
-constexpr uint16_t kKindDirected = 9;
 
 // Hook names are compared and written byte by byte with atomic accesses:
 // the listener reads them while a caller may be arming or clearing a slot.

@@ -49,10 +49,6 @@ namespace phonecore::call {
 namespace {
 
 constexpr size_t kWords = kAccountRecordSize / sizeof(uint32_t);
-constexpr uint16_t kBroadcast = 65535;
-constexpr uint16_t kMsgtypeCommand = 5;
-constexpr uint16_t kKindCommand = 3;
-constexpr uint16_t kKindNumeric = 1;
 constexpr int kCategoryAccounts = 4097;
 constexpr size_t kWorkBuffer = 256;
 constexpr const char* kVoipList = "default/voiplist.cfg";
@@ -75,7 +71,7 @@ int account_update_monitor(uint16_t, uint16_t, void* element, uint32_t length) {
 }
 
 int broadcast_command(const char* text) {
-  instant_message_send(kBroadcast, kMsgtypeCommand, kKindCommand, text, static_cast<int>(std::strlen(text)) + 1);
+  instant_message_send(bus::kBusIdAll, bus::kMsgtypeCommand, bus::kKindCommand, text, static_cast<int>(std::strlen(text)) + 1);
   return 0;
 }
 
@@ -228,7 +224,7 @@ int LocalAcountInforBufferDel(MessageClient* c) {
 }
 
 int LocalAcountInforUpdateExt(const void* records, int count) {
-  instant_message_send(65535, kMsgtypeAccounts, 1, records, static_cast<int>(kAccountRecordSize) * count);
+  instant_message_send(phonecore::bus::kBusIdAll, kMsgtypeAccounts, phonecore::bus::kKindNumeric, records, static_cast<int>(kAccountRecordSize) * count);
   return 0;
 }
 

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "base/json_fields.h"
+#include "bus/vocabulary.h"
 #include "phonecore/account.h"
 
 
@@ -17,10 +18,8 @@ using phonecore::base::copy_text;
 // 64-byte text fields: at most 63 characters and a terminator.
 constexpr size_t kTextField = 64;
 
-// msgtype of the binary requests to the SIP process and of their replies.
-constexpr int kMsgtypeBinary = 6;
-// msgtype of the account broadcasts.
-constexpr int kMsgtypeAccounts = 7;
+using phonecore::bus::kMsgtypeAccounts;
+using phonecore::bus::kMsgtypeBinary;
 
 // kAccountRecordSize: see AccountRecord; kMaxRecords: _gl_accountArr.
 constexpr size_t kAccountRecordSize = 676;

@@ -24,6 +24,7 @@
 #include <iterator>
 
 #include "bus/atomic_field.h"
+#include "bus/vocabulary.h"
 #include "dial/dial_json.h"
 #include "dial/hotkey_internal.h"
 #include "phonecore/bus_client.h"
@@ -244,7 +245,7 @@ int LocalHoyKeyAddMonitor(MessageClient* client, int depth) {
 }
 
 int LocalHoyKeyUpdateExt(void) {
-  instant_message_send(BUS_ID_ALL, HOTKEY_MSGTYPE_RELOAD, 1, nullptr, 0);
+  instant_message_send(phonecore::bus::kBusIdAll, phonecore::bus::kMsgtypeHotkeyReload, phonecore::bus::kKindNumeric, nullptr, 0);
   return 0;
 }
 
