@@ -16,15 +16,10 @@
 #include "phonecore/config.h"
 #include "phonecore/dm.h"
 #include "phonecore/json_msg.h"
-#include "phonecore/udp.h"
 
 using namespace phonecore::config;
 
 namespace {
-
-constexpr uint16_t kCategoryQuestion = 4108;  // 0x100C
-constexpr int kQuestionAccount = 0x2004;
-constexpr int kQuestionFileExists = 0x3008;
 
 // The members of one section of a cached store, set in order; stops at the
 // first that fails.
@@ -81,11 +76,8 @@ GnlConfigRecord* new_question(int type, const char* name) {
 // Sends a question and takes the reply into the same record; the reply's
 // length, or -1.
 int ask(GnlConfigRecord* r) {
-  int capacity = static_cast<int>(kGnlBufferSize);
-  if (udp_send_data_wait("127.0.0.1", kConfigPort, r, static_cast<int>(gnl_datagram_size(r->data_length)), r,
-                         &capacity) != 0)
-    return -1;
-  return capacity;
+  const auto got = frame_exchange(kConfigPort, *r, *r);
+  return got ? static_cast<int>(*got) : -1;
 }
 
 }  // namespace

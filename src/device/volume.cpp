@@ -27,17 +27,8 @@ constexpr int kModeRing = 2;
 constexpr int kModeCall = 3;
 constexpr int kAudioModeKey = 9;  // gl_data key of the audio mode
 
-// gl_data requests: the GnlConfigRecord frame, category 0x1006 (the file
-// category, told apart by the operation), format 2.
-constexpr uint16_t kCategoryGlData = 0x1006;
-static_assert(kCategoryGlData == kCategoryFile);
-constexpr uint16_t kGlDataFormat = 2;
-constexpr uint16_t kGlWrite = 0x3005;
-constexpr uint16_t kGlRead = 0x3006;
-constexpr uint16_t kGlReset = 0x3007;
-constexpr size_t kGlKeyOffset = 10;
-constexpr size_t kGlValueOffset = 14;
-constexpr uint16_t kGlPairSize = 8;  // the word at offset 8: key and value bytes
+// gl_data requests go on the file category, told apart by the operation.
+constexpr uint16_t kCategoryGlData = kCategoryFile;
 
 int g_channel = 1;
 int g_hotel = 0;  // refreshed at each volume call
@@ -85,14 +76,9 @@ bool gl_exchange(uint16_t operation, uint16_t pair, int key, int value, GnlConfi
   r->category = kCategoryGlData;
   r->operation = operation;
   r->format = kGlDataFormat;
-  r->path_length = pair;
-  auto* bytes = reinterpret_cast<uint8_t*>(r);
-  const auto k = static_cast<int32_t>(key), v = static_cast<int32_t>(value);
-  std::memcpy(bytes + kGlKeyOffset, &k, sizeof k);
-  std::memcpy(bytes + kGlValueOffset, &v, sizeof v);
-  int capacity = static_cast<int>(kGnlBufferSize);
-  return udp_send_data_wait("127.0.0.1", kConfigPort, r, static_cast<int>(gnl_datagram_size(0)), r, &capacity) == 0 &&
-         capacity >= static_cast<int>(kGlValueOffset + sizeof v);
+  put_gl_body(*r, GlDataBody{pair, static_cast<int32_t>(key), static_cast<int32_t>(value)});
+  const auto got = frame_exchange(kConfigPort, *r, *r);
+  return got && *got >= kGlBodyOffset + sizeof(GlDataBody);
 }
 
 // The level of a channel in a mode: from gl_data in hotel mode, else from
