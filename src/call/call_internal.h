@@ -4,16 +4,12 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "base/json_fields.h"
+#include "base/json.h"
 #include "bus/vocabulary.h"
 #include "phonecore/account.h"
 
 
 namespace phonecore::call {
-
-using phonecore::base::array_at;
-using phonecore::base::array_length;
-using phonecore::base::copy_text;
 
 // 64-byte text fields: at most 63 characters and a terminator.
 constexpr size_t kTextField = 64;

@@ -12,10 +12,13 @@
 #include <initializer_list>
 #include <utility>
 
+#include "base/json.h"
 #include "config/gnl_frame.h"
 #include "phonecore/config.h"
 #include "phonecore/dm.h"
 #include "phonecore/json_msg.h"
+
+namespace json = phonecore::json;
 
 using namespace phonecore::config;
 
@@ -27,13 +30,15 @@ int set_members(int category, const char* section, std::initializer_list<std::pa
   json_object* store = get_config_slot(category);
   if (store == nullptr) return -1;
   for (const auto& [key, value] : members)
-    if (set_string_to_json(store, key, value, 1, section) != 0) return -1;
+    if (json::set(store, key, json::new_text(value), section) != 0) return -1;
   return 0;
 }
 
-int copy_text(char* receiver, const char* text) {
+// A store's text into a receiver of room bytes, cut there; -1 when either
+// is missing.
+int answer(char* receiver, size_t room, const char* text) {
   if (text == nullptr || receiver == nullptr) return -1;
-  std::strcpy(receiver, text);
+  json::copy_text(receiver, room, text);
   return 0;
 }
 
@@ -43,7 +48,7 @@ template <size_t N>
 char* wan_member(char (&buffer)[N], const char* member) {
   std::memset(buffer, 0, N);
   json_object* network = read_network_config();
-  const char* text = network != nullptr ? get_string_from_json(network, 2, "wan", member) : nullptr;
+  const char* text = network != nullptr ? json::text(network, "wan", member) : nullptr;
   if (text != nullptr) std::strncpy(buffer, text, N - 1);
   json_object_put(network);
   return buffer;
@@ -88,12 +93,13 @@ int quorrbitSetnetworkMode(const char* mode) { return set_members(kCategoryNetwo
 
 int quorrbitGetnetworkMode(char* receiver) {
   json_object* store = get_config_slot(kCategoryNetwork);
-  return copy_text(receiver, store != nullptr ? get_string_from_json(store, 2, "wan", "mode") : nullptr);
+  return answer(receiver, DM_TEXT_SIZE, store != nullptr ? json::text(store, "wan", "mode") : nullptr);
 }
 
 int quorrbitGetNetcfg(char* receiver, const char* member) {
   json_object* store = get_config_slot(kCategoryNetwork);
-  return copy_text(receiver, store != nullptr && member != nullptr ? get_string_from_json(store, 1, member) : nullptr);
+  return answer(receiver, DM_TEXT_SIZE,
+                store != nullptr && member != nullptr ? json::text(store, member) : nullptr);
 }
 
 int quorrbitWanStatic(const char* ipaddr, const char* netmask, const char* gateway, const char* dns1, const char* dns2) {
@@ -116,7 +122,7 @@ int quorrbitDhcpServer(const char* enable, const char* start, const char* stop, 
 
 int quorbit_get_cwmp_config(char* receiver) {
   json_object* store = get_config_slot(kCategoryCwmp);
-  return copy_text(receiver, store != nullptr ? json_object_get_string(store) : nullptr);
+  return answer(receiver, DM_STORE_TEXT_SIZE, store != nullptr ? json_object_get_string(store) : nullptr);
 }
 
 int cwmp_set_local(const char* interface, const char* port, const char* username, const char* password,
@@ -175,7 +181,7 @@ char* get_ipv4_dns2(void) { return wan_member(ipv4_dns2, "dns2"); }
 int sys_get_netinfor(char* mode, char* ipaddr, char* netmask, char* gateway, char* dns1, char* dns2, char* mac) {
   json_object* network = read_network_config();
   if (network == nullptr) return -1;
-  auto wan = [&](const char* key) { return get_string_from_json(network, 2, "wan", key); };
+  auto wan = [&](const char* key) { return json::text(network, "wan", key); };
   // The first four always (an absent one as an empty text); the others only
   // when present and not empty, so their receivers keep what they held.
   for (auto [receiver, key] : {std::pair{mode, "mode"}, {ipaddr, "ipaddr"}, {netmask, "netmask"}, {gateway, "gateway"}}) {
@@ -196,7 +202,7 @@ int sys_get_statusinfor(char* sw_version, char* hw_version, char* deviceid, char
   printf("tolk_net sys_get_statusinfor json:%s\n", json_object_get_string(status));
   for (auto [receiver, key] : {std::pair{sw_version, "SWVersion"}, {hw_version, "HWVersion"}, {deviceid, "deviceid"},
                                {ipaddr, "ipaddr"}, {mac, "mac"}}) {
-    const char* text = get_string_from_json(status, 1, key);
+    const char* text = json::text(status, key);
     if (receiver != nullptr && text != nullptr) std::strcpy(receiver, text);
   }
   json_object_put(status);

@@ -9,11 +9,14 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/json.h"
 #include "config/gnl_frame.h"
 #include "phonecore/config.h"
 #include "phonecore/hal.h"
 #include "phonecore/json_msg.h"
 #include "phonecore/udp.h"
+
+namespace json = phonecore::json;
 
 using namespace phonecore::config;
 
@@ -65,7 +68,7 @@ json_object* open_hal() {
 }
 
 void refresh_hotel(json_object* hal) {
-  const char* text = get_string_from_json(hal, 2, "audio", "HotelModelEnable");
+  const char* text = json::text(hal, "audio", "HotelModelEnable");
   g_hotel = text != nullptr && std::strcmp(text, "1") == 0;
 }
 
@@ -93,7 +96,7 @@ int read_level(int channel, int mode, int* level) {
   } else {
     char key[32];
     level_key(channel, mode, key, sizeof key);
-    *level = get_int_from_json_rl(hal, 2, "audio", key);
+    *level = json::integer(hal, "audio", key);
   }
   json_object_put(hal);
   return 0;
@@ -102,7 +105,7 @@ int read_level(int channel, int mode, int* level) {
 int set_level(int channel, int mode, int level, json_object* hal) {
   char key[32];
   level_key(channel, mode, key, sizeof key);
-  set_int_to_json2(hal, key, level, 1, "audio");
+  json::set_creating(hal, key, json_object_new_int(level), "audio");
   write_gnl_config_json(kHalFile, hal);
   return 0;
 }
@@ -240,7 +243,7 @@ int hal_volume_config_get_mic(int channel, int* level) {
   if (level == nullptr) return 0;
   *level = 0;
   json_object* hal = open_hal();
-  if (channel >= 1 && channel <= 3) *level = get_int_from_json_rl(hal, 2, "audio", kPaths[channel - 1].mic);
+  if (channel >= 1 && channel <= 3) *level = json::integer(hal, "audio", kPaths[channel - 1].mic);
   json_object_put(hal);
   return 0;
 }
@@ -249,7 +252,7 @@ int hal_volume_config_set_mic(int channel, int level) {
   if (level > kMaxLevel) return -1;
   json_object* hal = open_hal();
   // Mic levels ignore hotel mode; another channel rewrites the file as it is.
-  if (channel >= 1 && channel <= 3) set_int_to_json2(hal, kPaths[channel - 1].mic, level, 1, "audio");
+  if (channel >= 1 && channel <= 3) json::set_creating(hal, kPaths[channel - 1].mic, json_object_new_int(level), "audio");
   write_gnl_config_json(kHalFile, hal);
   json_object_put(hal);
   return 0;
@@ -268,7 +271,7 @@ int hal_current_volume_set_mic_f(float value) {
 
 int hal_get_default_audio(void) {
   json_object* hal = read_gnl_config_json(kHalFile);
-  const char* text = hal != nullptr ? get_string_from_json(hal, 2, "audio", "DefaultAudio") : nullptr;
+  const char* text = hal != nullptr ? json::text(hal, "audio", "DefaultAudio") : nullptr;
   const int on = text != nullptr && std::strcmp(text, "1") == 0;
   json_object_put(hal);
   return on;
@@ -277,7 +280,7 @@ int hal_get_default_audio(void) {
 int hotel_mode_set(int value) {
   json_object* hal = read_gnl_config_json(kHalFile);
   if (hal == nullptr) return -1;
-  set_string_to_json2(hal, "HotelModelEnable", value == 1 ? "1" : "0", 1, "audio");
+  json::set_creating(hal, "HotelModelEnable", json::new_text(value == 1 ? "1" : "0"), "audio");
   write_gnl_config_json(kHalFile, hal);
   json_object_put(hal);
   return 0;
@@ -285,7 +288,7 @@ int hotel_mode_set(int value) {
 
 int hotel_mode_get(void) {
   json_object* hal = read_gnl_config_json(kHalFile);
-  const char* text = hal != nullptr ? get_string_from_json(hal, 2, "audio", "HotelModelEnable") : nullptr;
+  const char* text = hal != nullptr ? json::text(hal, "audio", "HotelModelEnable") : nullptr;
   const int on = text != nullptr && std::strcmp(text, "1") == 0;
   json_object_put(hal);
   return on;
@@ -294,7 +297,7 @@ int hotel_mode_get(void) {
 int get_allowringvolumeset(void) {
   json_object* hal = read_gnl_config_json(kHalFile);
   if (hal == nullptr) return -1;
-  const int allowed = get_int_from_char_json(hal, 2, "audio", "RingVoluemEnable");
+  const int allowed = json::text_integer(hal, "audio", "RingVoluemEnable");
   json_object_put(hal);
   return allowed;
 }
