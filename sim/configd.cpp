@@ -163,20 +163,6 @@ std::string live_status() {
   return text;
 }
 
-// gl_data: volatile 32-bit values by key; key and value at frame offsets 10
-// and 14. Its category, 0x1006, is the file category 4102: the operation
-// words 0x3005 to 0x3007 tell the requests apart.
-constexpr uint16_t kGlWrite = 0x3005;
-constexpr uint16_t kGlRead = 0x3006;
-constexpr uint16_t kGlReset = 0x3007;
-constexpr size_t kGlKeyOffset = 10;
-constexpr size_t kGlValueOffset = 14;
-
-// Questions, category 4108.
-constexpr uint16_t kCategoryQuestion = 4108;
-constexpr uint16_t kQuestionAccount = 0x2004;
-constexpr uint16_t kQuestionFileExists = 0x3008;
-
 // The volume keys 0 to 8 of gl_data and the hal.cfg levels that a reset
 // gives them back.
 constexpr std::array<const char*, 9> kVolumeKeys{

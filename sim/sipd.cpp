@@ -35,12 +35,6 @@ namespace {
 constexpr const char* kPeer = "sipd";
 constexpr uint16_t kControlPortSip = 27098;
 constexpr uint16_t kSelf = kBusIdSip;
-constexpr uint16_t kKindNumeric = 1;
-constexpr uint16_t kKindEvent = 2;
-constexpr uint16_t kKindCommand = 3;
-constexpr uint16_t kKindDirected = 9;
-constexpr uint16_t kMsgtypeBinary = 6;
-constexpr uint16_t kMsgtypeAccounts = 7;
 constexpr int kAccounts = 4;
 constexpr int kConnectAfterMs = 40;  // far end answers (or refuses) this long after the dial
 constexpr size_t kDatagramBuffer = 65536;

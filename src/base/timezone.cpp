@@ -10,10 +10,13 @@
 #include <cstring>
 #include <ctime>
 
+#include "base/json.h"
 #include "bus/atomic_field.h"
 #include "phonecore/config.h"
 #include "phonecore/json_msg.h"
 #include "phonecore/timezone.h"
+
+namespace json = phonecore::json;
 
 MsgHook* _g_vorn_timers_phook = nullptr;
 
@@ -65,7 +68,7 @@ extern "C" {
 int load_time_zone(void) {
   json_object* root = read_gnl_config_json("default/settinglist.cfg");
   if (root == nullptr) return -1;
-  const char* offset = get_string_from_json(root, 2, "SettingDateTime", "CurrentTimeZoneTime");
+  const char* offset = json::text(root, "SettingDateTime", "CurrentTimeZoneTime");
   if (offset != nullptr && offset[0] != '0') put_zone(offset);
   tzset();
   json_object_put(root);

@@ -33,7 +33,6 @@ constexpr int kEventFifoSlots = 32;
 constexpr useconds_t kDispatchStopPollUs = 10000;
 constexpr useconds_t kReleasePauseUs = 20000;
 constexpr const char* kLoopback = "127.0.0.1";
-constexpr uint16_t kSessionlessSeq = 0x0F0F;
 
 // The control exchange with port 27000: the reply, if one came with the
 // reply magic.

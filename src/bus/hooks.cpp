@@ -16,12 +16,15 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/json.h"
 #include "bus/atomic_field.h"
 #include "bus/bus_wire.h"
 #include "bus/fifo_internal.h"
 #include "bus/hooks.h"
 #include "phonecore/bus_client.h"
 #include "phonecore/json_msg.h"
+
+namespace json = phonecore::json;
 
 using namespace phonecore::bus;
 
@@ -63,8 +66,6 @@ constexpr uint32_t kHookByName = 2;
 constexpr uint32_t kHookByMsgtype = 3;
 constexpr useconds_t kPollUs = 5000;
 constexpr useconds_t kMonitorStopPollUs = 20000;
-constexpr uint16_t kKindEvent = 2;
-constexpr uint16_t kKindDirected = 9;
 
 // Hook names are compared and written byte by byte with atomic accesses:
 // the listener reads them while a caller may be arming or clearing a slot.
@@ -172,12 +173,12 @@ int on_connecting_event(json_object* root) {
   printf("message_client voip_connecting  jroot =%s\n", json_object_get_string(root));
   ClientOps* o = ops();
   if (o == nullptr || o->on_connecting == nullptr) return 0;
-  o->on_connecting(get_int_from_json_rl(root, 2, "data", "acc"), get_string_from_json(root, 2, "data", "from"),
-                   get_string_from_json(root, 2, "data", "to"), get_int_from_json_rl(root, 2, "data", "id"),
-                   get_int_from_json_rl(root, 2, "data", "inF"), get_int_from_json_rl(root, 2, "data", "tFlag"),
-                   get_string_from_json(root, 2, "data", "div"), get_string_from_json(root, 2, "data", "dis"),
-                   get_int_from_json_rl(root, 2, "data", "backup_callid"),
-                   get_string_from_json(root, 2, "data", "call_id_gl"));
+  o->on_connecting(json::integer(root, "data", "acc"), json::text(root, "data", "from"),
+                   json::text(root, "data", "to"), json::integer(root, "data", "id"),
+                   json::integer(root, "data", "inF"), json::integer(root, "data", "tFlag"),
+                   json::text(root, "data", "div"), json::text(root, "data", "dis"),
+                   json::integer(root, "data", "backup_callid"),
+                   json::text(root, "data", "call_id_gl"));
   return 0;
 }
 
@@ -185,13 +186,13 @@ int on_connect_event(json_object* root) {
   printf("message_client voip_connect  jroot =%s\n", json_object_get_string(root));
   ClientOps* o = ops();
   if (o == nullptr) return 0;
-  const int acc = get_int_from_json_rl(root, 2, "data", "accNumber");
-  const int call_id = get_int_from_json_rl(root, 2, "data", "call_id");
-  const int flags = get_int_from_json_rl(root, 2, "data", "flags");
-  const int handfree_tag = get_int_from_json_rl(root, 2, "data", "handfree_tag");
-  const char* called = get_string_from_json(root, 2, "data", "calledID");
-  const char* caller = get_string_from_json(root, 2, "data", "callID");
-  const char* dis = get_string_from_json(root, 2, "data", "dis");
+  const int acc = json::integer(root, "data", "accNumber");
+  const int call_id = json::integer(root, "data", "call_id");
+  const int flags = json::integer(root, "data", "flags");
+  const int handfree_tag = json::integer(root, "data", "handfree_tag");
+  const char* called = json::text(root, "data", "calledID");
+  const char* caller = json::text(root, "data", "callID");
+  const char* dis = json::text(root, "data", "dis");
   if (o->on_connect != nullptr) o->on_connect(acc, call_id, flags, flags == 1 ? caller : called, called, dis);
   // Only after on_connect, and unchecked: a process that gets hand-free
   // connects must have the slot.
@@ -202,8 +203,8 @@ int on_connect_event(json_object* root) {
 int on_invite_response_event(json_object* root) {
   ClientOps* o = ops();
   if (o != nullptr && o->on_invite_response != nullptr)
-    o->on_invite_response(get_int_from_json_rl(root, 2, "data", "accNumber"),
-                          get_int_from_json_rl(root, 2, "data", "flags"));
+    o->on_invite_response(json::integer(root, "data", "accNumber"),
+                          json::integer(root, "data", "flags"));
   return 0;
 }
 
@@ -211,40 +212,40 @@ int on_disconnect_event(json_object* root) {
   printf("message_client voip_disconnect  jroot =%s\n", json_object_get_string(root));
   ClientOps* o = ops();
   if (o != nullptr && o->on_disconnect != nullptr)
-    o->on_disconnect(get_int_from_json_rl(root, 2, "data", "accNumber"),
-                     get_int_from_json_rl(root, 2, "data", "call_id"), get_int_from_json_rl(root, 2, "data", "flags"));
+    o->on_disconnect(json::integer(root, "data", "accNumber"),
+                     json::integer(root, "data", "call_id"), json::integer(root, "data", "flags"));
   return 0;
 }
 
 int on_upgrade_status_event(json_object* root) {
   ClientOps* o = ops();
   if (o != nullptr && o->on_upgrade_status != nullptr)
-    o->on_upgrade_status(get_int_from_json_rl(root, 2, "data", "updateid"),
-                         get_int_from_json_rl(root, 2, "data", "process"));
+    o->on_upgrade_status(json::integer(root, "data", "updateid"),
+                         json::integer(root, "data", "process"));
   return 0;
 }
 
 int on_response_event(json_object* root) {
   // The name of the answered request is read and dropped.
-  (void)get_string_from_json(root, 1, "msgname");
+  (void)json::text(root, "msgname");
   return 0;
 }
 
 int on_reg_changed_event(json_object* root) {
   ClientOps* o = ops();
   if (o != nullptr && o->on_reg_changed != nullptr)
-    o->on_reg_changed(get_int_from_json_rl(root, 2, "data", "acc_id"), get_int_from_json_rl(root, 2, "data", "bOnline"));
+    o->on_reg_changed(json::integer(root, "data", "acc_id"), json::integer(root, "data", "bOnline"));
   return 0;
 }
 
 int on_mwi_message_event(json_object* root) {
   ClientOps* o = ops();
   if (o != nullptr && o->on_mwi_message != nullptr)
-    o->on_mwi_message(get_int_from_json_rl(root, 2, "data", "accId"), get_int_from_json_rl(root, 2, "data", "waiting"),
-                      get_int_from_json_rl(root, 2, "data", "miss_unread"),
-                      get_int_from_json_rl(root, 2, "data", "miss_read"),
-                      get_int_from_json_rl(root, 2, "data", "urgent_miss_unread"),
-                      get_int_from_json_rl(root, 2, "data", "urgent_miss_read"));
+    o->on_mwi_message(json::integer(root, "data", "accId"), json::integer(root, "data", "waiting"),
+                      json::integer(root, "data", "miss_unread"),
+                      json::integer(root, "data", "miss_read"),
+                      json::integer(root, "data", "urgent_miss_unread"),
+                      json::integer(root, "data", "urgent_miss_read"));
   return 0;
 }
 
@@ -257,16 +258,16 @@ int on_account_info_invalidated_event(json_object* root) {
 int on_transfer_complete_event(json_object* root) {
   ClientOps* o = ops();
   if (o != nullptr && o->on_transfer_complete != nullptr)
-    o->on_transfer_complete(get_int_from_json_rl(root, 2, "data", "callId"));
+    o->on_transfer_complete(json::integer(root, "data", "callId"));
   return 0;
 }
 
 int on_incoming_call_event(json_object* root) {
-  const char* caller = get_string_from_json(root, 2, "data", "callID");
-  const char* called = get_string_from_json(root, 2, "data", "calledID");
-  const int acc = get_int_from_json_rl(root, 2, "data", "accNumber");
-  const int flags = get_int_from_json_rl(root, 2, "data", "flags");
-  (void)get_int_from_json_rl(root, 2, "data", "dirInFlag");
+  const char* caller = json::text(root, "data", "callID");
+  const char* called = json::text(root, "data", "calledID");
+  const int acc = json::integer(root, "data", "accNumber");
+  const int flags = json::integer(root, "data", "flags");
+  (void)json::integer(root, "data", "dirInFlag");
   printf("voip_incoming %s-->%s  accIndex:%d flags:%d\n", caller != nullptr ? caller : "(null)",
          called != nullptr ? called : "(null)", acc, flags);
   ClientOps* o = ops();

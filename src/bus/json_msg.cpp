@@ -44,8 +44,6 @@ constexpr int kSameNameReply = 256;        // reply of send_sjson_to_sip_wait
 constexpr int kHookWaitReply = 3072;       // reply of send_sjson_to_sip_hook_wait
 constexpr int kStringWaitReply = 1536;     // reply of send_string_and_wait
 constexpr int kBufferWaitFifo = 16384;     // FIFO and global buffer of the buffer form
-constexpr uint16_t kKindEvent = 2;
-constexpr uint16_t kKindDirected = 9;
 
 // The one buffer of send_sjson_to_sip_hook_wait_buffer: one caller at a
 // time per process.

@@ -11,11 +11,14 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/json.h"
 #include "phonecore/config.h"
 #include "phonecore/fileutil.h"
 #include "phonecore/json_msg.h"
 #include "phonecore/profile.h"
 #include "phonecore/syscmd.h"
+
+namespace json = phonecore::json;
 
 namespace phonecore::bus {
 namespace {
@@ -60,7 +63,7 @@ int system_cmd_decode(const char* text, void (*on_reboot)(void), void (*on_upgra
   } else if (std::strcmp(command, "reboot") == 0) {
     if (on_reboot != nullptr) on_reboot();
   } else if (std::strcmp(command, "upgrade") == 0) {
-    if (on_upgrade != nullptr) on_upgrade(get_int_from_json_rl(root, 1, "progress"));
+    if (on_upgrade != nullptr) on_upgrade(json::integer(root, "progress"));
   } else if (std::strcmp(command, "default_reset") == 0) {
     if (on_reset != nullptr) on_reset(1);
   }
@@ -100,7 +103,7 @@ int system_send_start_cmd(const char* command) {
 int SystemGetVersion(char* destination) {
   if (destination == nullptr) return 0;
   json_object* root = read_gnl_config_json("quorbit_ota.cfg");
-  const char* version = root != nullptr ? get_string_from_json(root, 2, "QuorbitOta", "sw_version") : nullptr;
+  const char* version = root != nullptr ? json::text(root, "QuorbitOta", "sw_version") : nullptr;
   std::snprintf(destination, SYSTEM_VERSION_SIZE, "%s", version != nullptr ? version : "000000");
   if (root != nullptr) json_object_put(root);
   return 0;

@@ -12,12 +12,16 @@
 #include <cstring>
 #include <string>
 
+#include "base/json.h"
 #include "bus/atomic_field.h"
 #include "bus/bus_wire.h"
 #include "call/call_internal.h"
+#include "config/gnl_frame.h"
 #include "phonecore/account.h"
 #include "phonecore/config.h"
 #include "phonecore/json_msg.h"
+
+namespace json = phonecore::json;
 
 using phonecore::bus::load;
 using phonecore::bus::store;
@@ -49,11 +53,6 @@ namespace phonecore::call {
 namespace {
 
 constexpr size_t kWords = kAccountRecordSize / sizeof(uint32_t);
-constexpr uint16_t kBroadcast = 65535;
-constexpr uint16_t kMsgtypeCommand = 5;
-constexpr uint16_t kKindCommand = 3;
-constexpr uint16_t kKindNumeric = 1;
-constexpr int kCategoryAccounts = 4097;
 constexpr size_t kWorkBuffer = 256;
 constexpr const char* kVoipList = "default/voiplist.cfg";
 constexpr const char* kDefaultPort = "5060";
@@ -75,7 +74,7 @@ int account_update_monitor(uint16_t, uint16_t, void* element, uint32_t length) {
 }
 
 int broadcast_command(const char* text) {
-  instant_message_send(kBroadcast, kMsgtypeCommand, kKindCommand, text, static_cast<int>(std::strlen(text)) + 1);
+  instant_message_send(bus::kBusIdAll, bus::kMsgtypeCommand, bus::kKindCommand, text, static_cast<int>(std::strlen(text)) + 1);
   return 0;
 }
 
@@ -228,7 +227,7 @@ int LocalAcountInforBufferDel(MessageClient* c) {
 }
 
 int LocalAcountInforUpdateExt(const void* records, int count) {
-  instant_message_send(65535, kMsgtypeAccounts, 1, records, static_cast<int>(kAccountRecordSize) * count);
+  instant_message_send(phonecore::bus::kBusIdAll, kMsgtypeAccounts, phonecore::bus::kKindNumeric, records, static_cast<int>(kAccountRecordSize) * count);
   return 0;
 }
 
@@ -262,7 +261,7 @@ int get_reg_status(int acc_id) {
 }
 
 int voip_send_reg_status(MessageClient* c, int acc_id, int online) {
-  json_object* data = make_simple_data2(6, 1, "acc_id", acc_id, 1, "bOnline", online);
+  json_object* data = json::Builder().integer("acc_id", acc_id).integer("bOnline", online).release();
   printf("reg_changed=%s\n\r", json_object_get_string(data));
   return send_sjson_to_all(c, "reg_changed", data);
 }
@@ -272,12 +271,12 @@ int setSipAccount(int index, const char* label, const char* user_name, const cha
                   int enable, const char* port2, const char* address2) {
   char registrar[kWorkBuffer] = {};
   char id[kWorkBuffer] = {};
-  json_object* root = read_gnl_config(kCategoryAccounts, nullptr);
+  json_object* root = read_gnl_config(phonecore::config::kCategoryAccount, nullptr);
   if (root == nullptr) return -1;
 
   char addr1[kWorkBuffer] = {}, addr2[kWorkBuffer] = {};
-  copy_text(addr1, sizeof addr1, address1);
-  copy_text(addr2, sizeof addr2, address2);
+  json::copy_text(addr1, sizeof addr1, address1);
+  json::copy_text(addr2, sizeof addr2, address2);
   replace_stars(addr1);
   replace_stars(addr2);
   const char* reg = or_empty(register_name);
@@ -289,10 +288,10 @@ int setSipAccount(int index, const char* label, const char* user_name, const cha
   json_object_object_add(root, "Account", json_object_new_string(number));
   // The store is assumed to hold its accounts; a missing element or
   // "cred_acc" is passed over rather than written through.
-  json_object* account = array_at(json_object_object_get(root, "account"), index);
+  json_object* account = json::element(json_object_object_get(root, "account"), index);
   if (account != nullptr) {
     json_object_object_add(account, "enable", json_object_new_int(enable));
-    json_object* cred = array_at(json_object_object_get(account, "cred_acc"), 0);
+    json_object* cred = json::element(json_object_object_get(account, "cred_acc"), 0);
     if (cred != nullptr) {
       json_object_object_add(cred, "label", json_object_new_string(or_empty(label)));
       json_object_object_add(cred, "username", json_object_new_string(or_empty(user_name)));
@@ -306,20 +305,39 @@ int setSipAccount(int index, const char* label, const char* user_name, const cha
                "transport-type2", registrar, id);
     json_object_object_add(account, "outbound", json_object_new_array());
   }
-  write_gnl_config(kCategoryAccounts, nullptr, root);
+  write_gnl_config(phonecore::config::kCategoryAccount, nullptr, root);
   json_object_put(root);
 
   if (p1[0] == 0) p1 = kDefaultPort;
   if (p2[0] == 0) p2 = kDefaultPort;
-  json_object* page = make_simple_data2(
-      78, 0, "page", "setAccountRegister", 1, "Account", index, 0, "RegisterStatus", "unregistered", 1,
-      "AccountEnable", enable, 0, "AccountLabel", or_empty(label), 0, "AccountDisplayName", or_empty(display_name), 0,
-      "AccountRegisterName", reg, 0, "AccountUserName", or_empty(user_name), 0, "AccountPassword",
-      or_empty(password), 0, "SIP1ServerAddr", addr1, 0, "SIP1ServerAddrPort", p1, 0, "SIP1Transport", "udp", 1,
-      "SIP1HeartbeatMessage", 60, 1, "SIP1RetryCount", 10, 0, "SIP2ServerAddr", addr2, 0, "SIP2ServerAddrPort", p2, 0,
-      "SIP2Transport", "udp", 1, "SIP2HeartbeatMessage", 60, 1, "SIP2RetryCount", 10, 1, "AccountOutboundSwitch", 0,
-      0, "AccountOutboundProxy1", "", 0, "child_account_register_Outbound1port", "", 0, "AccountOutboundProxy2", "",
-      0, "child_account_register_Outbound2port", "", 0, "AccountProxyFallbackInterval", "", 0, "Nat", "disabled");
+  json_object* page = json::Builder()
+      .text("page", "setAccountRegister")
+      .integer("Account", index)
+      .text("RegisterStatus", "unregistered")
+      .integer("AccountEnable", enable)
+      .text("AccountLabel", or_empty(label))
+      .text("AccountDisplayName", or_empty(display_name))
+      .text("AccountRegisterName", reg)
+      .text("AccountUserName", or_empty(user_name))
+      .text("AccountPassword", or_empty(password))
+      .text("SIP1ServerAddr", addr1)
+      .text("SIP1ServerAddrPort", p1)
+      .text("SIP1Transport", "udp")
+      .integer("SIP1HeartbeatMessage", 60)
+      .integer("SIP1RetryCount", 10)
+      .text("SIP2ServerAddr", addr2)
+      .text("SIP2ServerAddrPort", p2)
+      .text("SIP2Transport", "udp")
+      .integer("SIP2HeartbeatMessage", 60)
+      .integer("SIP2RetryCount", 10)
+      .integer("AccountOutboundSwitch", 0)
+      .text("AccountOutboundProxy1", "")
+      .text("child_account_register_Outbound1port", "")
+      .text("AccountOutboundProxy2", "")
+      .text("child_account_register_Outbound2port", "")
+      .text("AccountProxyFallbackInterval", "")
+      .text("Nat", "disabled")
+      .release();
   if (page == nullptr) {
     printf("%s, %d, jsonBuf = NULL, error\n", __func__, __LINE__);
     return 0;
@@ -336,8 +354,8 @@ int setSipAccount(int index, const char* label, const char* user_name, const cha
   // are compared by their text forms.
   const char* wanted = json_object_get_string(json_object_object_get(page, "Account"));
   json_object* found = nullptr;
-  for (size_t i = 0; i < array_length(array) && found == nullptr; ++i) {
-    json_object* element = array_at(array, i);
+  for (size_t i = 0; i < json::length(array) && found == nullptr; ++i) {
+    json_object* element = json::element(array, i);
     json_object* account_field = json_object_object_get(element, "Account");
     if (account_field != nullptr && std::strcmp(json_object_get_string(account_field), wanted) == 0) found = element;
   }
@@ -368,7 +386,7 @@ int reload_cmd_broadcast(const char* name) {
 int set_voip_log_disable(void) {
   json_object* settings = read_gnl_config_json("default/settinglist.cfg");
   if (settings != nullptr) {
-    set_string_to_json2(settings, "LocalLogSwitch", "0", 1, "SettingConfiguration");
+    json::set_creating(settings, "LocalLogSwitch", json::new_text("0"), "SettingConfiguration");
     write_gnl_config_json("default/settinglist.cfg", settings);
     json_object_put(settings);
   }
@@ -383,8 +401,8 @@ int set_telnet_ssh_type_disable(void) {
   usleep(100);
   json_object* system_cfg = read_gnl_config_json("system.cfg");
   if (system_cfg != nullptr) {
-    set_string_to_json2(system_cfg, "telnet_type", "0", 1, "systeminfo");
-    set_string_to_json2(system_cfg, "ssh_type", "0", 1, "systeminfo");
+    json::set_creating(system_cfg, "telnet_type", json::new_text("0"), "systeminfo");
+    json::set_creating(system_cfg, "ssh_type", json::new_text("0"), "systeminfo");
     write_gnl_config_json("system.cfg", system_cfg);
     json_object_put(system_cfg);
     startSomething();
