@@ -36,7 +36,6 @@ using namespace phonecore::config;
 namespace {
 
 constexpr const char* kPeer = "configd";
-constexpr uint16_t kControlPortConfig = 27026;
 constexpr const char* kRoot = "/appconfigs";
 
 struct Store {
@@ -173,7 +172,7 @@ class ConfigService {
  public:
   bool start() {
     fd_ = phonebox::bind_udp(kConfigPort);
-    return fd_ >= 0 && control_.open(kControlPortConfig);
+    return fd_ >= 0 && control_.open(phonebox::kControlPortConfig);
   }
 
   void run() {
@@ -256,23 +255,17 @@ class ConfigService {
     control_.record(line + (path.empty() ? std::string("-") : path) + " " + std::to_string(req_data_len_));
   }
 
-  int32_t field32(size_t offset) const {
-    int32_t v;
-    std::memcpy(&v, reinterpret_cast<const uint8_t*>(&req_) + offset, sizeof v);
-    return v;
-  }
-
   size_t gl_data() {
     std::memcpy(&out_, &req_, kGnlHeaderSize);  // the frame comes back as it was
     out_.data_length = 0;
-    const int32_t key = field32(kGlKeyOffset);
+    GlDataBody body = gl_body(req_);
     switch (req_.operation) {
       case kGlWrite:
-        gl_data_[key] = field32(kGlValueOffset);
+        gl_data_[body.key] = body.value;
         break;
       case kGlRead: {
-        const int32_t value = gl_data_.count(key) != 0 ? gl_data_[key] : 0;
-        std::memcpy(reinterpret_cast<uint8_t*>(&out_) + kGlValueOffset, &value, sizeof value);
+        body.value = gl_data_.count(body.key) != 0 ? gl_data_[body.key] : 0;
+        put_gl_body(out_, body);
         break;
       }
       case kGlReset: {
@@ -408,7 +401,7 @@ int main(int argc, char** argv) {
   signal(SIGPIPE, SIG_IGN);
   static ConfigService service;  // two 32 KiB records: not on the stack
   if (!service.start()) {
-    phonebox::log_line(kPeer, "cannot start: port %u or control port %u taken", kConfigPort, kControlPortConfig);
+    phonebox::log_line(kPeer, "cannot start: port %u or control port %u taken", kConfigPort, phonebox::kControlPortConfig);
     return 1;
   }
   phonebox::announce_ready(argc > 1 ? argv[1] : nullptr);

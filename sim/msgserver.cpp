@@ -26,7 +26,6 @@ using namespace phonecore::bus;
 namespace {
 
 constexpr const char* kPeer = "msgserver";
-constexpr uint16_t kControlPortServer = 27020;  // the box's own control-and-record port
 constexpr uint16_t kFirstSessionPort = 40000;
 constexpr uint16_t kLastSessionPort = 59998;
 constexpr size_t kDatagramBuffer = 65536;
@@ -49,7 +48,7 @@ class MessageServer {
   bool start() {
     control_fd_ = phonebox::bind_udp(kControlPort);
     sessionless_fd_ = phonebox::bind_udp(kSessionlessPort);
-    return control_fd_ >= 0 && sessionless_fd_ >= 0 && record_.open(kControlPortServer);
+    return control_fd_ >= 0 && sessionless_fd_ >= 0 && record_.open(phonebox::kControlPortMessageServer);
   }
 
   void run() {
@@ -240,7 +239,7 @@ int main(int argc, char** argv) {
   MessageServer server;
   if (!server.start()) {
     phonebox::log_line(kPeer, "cannot start: port %u, %u or %u taken", kControlPort, kSessionlessPort,
-                       kControlPortServer);
+                       phonebox::kControlPortMessageServer);
     return 1;
   }
   phonebox::announce_ready(ready);

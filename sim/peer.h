@@ -18,6 +18,8 @@
 #include <type_traits>
 #include <vector>
 
+#include "control_ports.h"
+
 namespace phonebox {
 
 inline sockaddr_in loopback(uint16_t port) {

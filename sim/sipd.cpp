@@ -33,8 +33,9 @@ using namespace phonecore::bus;
 namespace {
 
 constexpr const char* kPeer = "sipd";
-constexpr uint16_t kControlPortSip = 27098;
 constexpr uint16_t kSelf = kBusIdSip;
+// The seq of the packets that answer no request: events and broadcasts.
+constexpr uint16_t kUnaskedSeq = 0x0F0F;
 constexpr int kAccounts = 4;
 constexpr int kConnectAfterMs = 40;  // far end answers (or refuses) this long after the dial
 constexpr size_t kDatagramBuffer = 65536;
@@ -81,7 +82,7 @@ int jint(json_object* o, const char* key) {
 class SipPeer {
  public:
   bool start() {
-    if (!control_.open(kControlPortSip)) return false;
+    if (!control_.open(phonebox::kControlPortSip)) return false;
     if (!connect_session()) return false;
     reset();
     return true;
@@ -233,7 +234,7 @@ class SipPeer {
     json_object_object_add(data, "bOnline", json_object_new_int(online));
     event("reg_changed", data, 0);
     std::vector<uint8_t> recs = records(kAccounts);
-    queue(packet(0x0F0F, kMsgtypeAccounts, kKindNumeric, kBusIdAll, recs), 0);
+    queue(packet(kUnaskedSeq, kMsgtypeAccounts, kKindNumeric, kBusIdAll, recs), 0);
   }
 
   // Registers every configured account and drops the others.
@@ -281,7 +282,7 @@ class SipPeer {
     json_object_object_add(root, "data", data);
     std::string text = json_object_to_json_string_ext(root, JSON_C_TO_STRING_PLAIN);
     json_object_put(root);
-    queue(packet(0x0F0F, 0, kKindEvent, kBusIdAll, bytes(text)), after_ms);
+    queue(packet(kUnaskedSeq, kMsgtypeJson, kKindEvent, kBusIdAll, bytes(text)), after_ms);
   }
 
   // A reply to a request: same seq, kind 9, to its source. Takes over data.
@@ -296,7 +297,7 @@ class SipPeer {
     if (data != nullptr) json_object_object_add(root, "data", data);
     std::string text = json_object_to_json_string_ext(root, JSON_C_TO_STRING_PLAIN);
     json_object_put(root);
-    queue(packet(req.seq, 0, kKindDirected, req.source, bytes(text)), delay_ms_);
+    queue(packet(req.seq, kMsgtypeJson, kKindDirected, req.source, bytes(text)), delay_ms_);
   }
 
   void reply_binary(const BusPacketHeader& req, std::span<const uint8_t> payload) {
@@ -539,7 +540,7 @@ class SipPeer {
   }
   // A raw event text, sent as it is (kind 2, dest 65535).
   std::string event_command(const std::string& rest) {
-    queue(packet(0x0F0F, 0, kKindEvent, kBusIdAll, bytes(rest)), 0);
+    queue(packet(kUnaskedSeq, kMsgtypeJson, kKindEvent, kBusIdAll, bytes(rest)), 0);
     return "ok";
   }
   std::string reg_command(const std::string& rest) {
@@ -656,7 +657,7 @@ int main(int argc, char** argv) {
   signal(SIGPIPE, SIG_IGN);
   SipPeer peer;
   if (!peer.start()) {
-    phonebox::log_line(kPeer, "cannot start: control port %u or bus id %u taken", kControlPortSip, kSelf);
+    phonebox::log_line(kPeer, "cannot start: control port %u or bus id %u taken", phonebox::kControlPortSip, kSelf);
     return 1;
   }
   phonebox::announce_ready(argc > 1 ? argv[1] : nullptr);

@@ -212,9 +212,9 @@ TEST(MessageServer, SurvivesBadInputAndGoesOnServing) {
 
 // The control port (UDP 27020) -------------------------------------------
 
-constexpr uint16_t kServerControlPort = 27020;
-
-phonecore::testing::PeerControl server_control() { return phonecore::testing::PeerControl(kServerControlPort); }
+phonecore::testing::PeerControl server_control() {
+  return phonecore::testing::PeerControl(phonebox::kControlPortMessageServer);
+}
 
 // Speaks again when the test ends, whatever happened in it.
 struct Silenced {

@@ -26,7 +26,7 @@ struct ConfigRequest {
 
 class ConfigPeer : public PeerControl {
  public:
-  static constexpr uint16_t kControlPort = 27026;
+  static constexpr uint16_t kControlPort = phonebox::kControlPortConfig;
 
   ConfigPeer() : PeerControl(kControlPort) {}
 

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "sim/control_ports.h"
 #include "support/udp_client.h"
 
 namespace phonecore::testing {

@@ -10,7 +10,7 @@ namespace phonecore::testing {
 
 class SipPeer : public PeerControl {
  public:
-  static constexpr uint16_t kControlPort = 27098;
+  static constexpr uint16_t kControlPort = phonebox::kControlPortSip;
 
   SipPeer() : PeerControl(kControlPort) {}
 
