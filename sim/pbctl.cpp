@@ -30,29 +30,12 @@ using namespace phonecore;
 
 namespace {
 
-int udp_socket(int timeout_ms) {
-  int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  timeval tv{timeout_ms / 1000, (timeout_ms % 1000) * 1000};
-  setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
-  return fd;
-}
-
-std::vector<uint8_t> exchange(uint16_t port, std::span<const uint8_t> out, size_t capacity) {
-  int fd = udp_socket(2000);
-  sockaddr_in to = phonebox::loopback(port);
-  sendto(fd, out.data(), out.size(), 0, reinterpret_cast<sockaddr*>(&to), sizeof to);
-  std::vector<uint8_t> in(capacity);
-  ssize_t n = recv(fd, in.data(), in.size(), 0);
-  close(fd);
-  in.resize(n > 0 ? static_cast<size_t>(n) : 0);
-  return in;
-}
-
 std::optional<bus::BusControlReply> control(uint16_t id, uint16_t code) {
   bus::BusControlRequest req{bus::kControlMagic, 0, id, code, 1};
   uint8_t out[bus::kControlRequestSize];
   bus::encode_record(req, out);
-  return bus::decode_control_reply(exchange(bus::kControlPort, out, bus::kControlReplyBuffer));
+  auto in = phonebox::exchange(bus::kControlPort, out, bus::kControlReplyBuffer);
+  return in ? bus::decode_control_reply(*in) : std::nullopt;
 }
 
 int cmd_connect(uint16_t id) {
@@ -144,14 +127,14 @@ int cmd_control(const ControlPeer& peer, int first, int argc, char** argv) {
     if (i > first) line += ' ';
     line += argv[i];
   }
-  std::vector<uint8_t> in =
-      exchange(peer.port, std::span<const uint8_t>(reinterpret_cast<const uint8_t*>(line.data()), line.size()), 65536);
-  if (in.empty()) {
+  auto in = phonebox::exchange(peer.port, {reinterpret_cast<const uint8_t*>(line.data()), line.size()}, 65536);
+  if (!in) {
     fprintf(stderr, "%.*s did not answer\n", static_cast<int>(peer.name.size()), peer.name.data());
     return 1;
   }
-  std::string answer(in.begin(), in.end());
-  printf("%s%s", answer.c_str(), answer.empty() || answer.back() != '\n' ? "\n" : "");
+  // An empty answer (an empty record) prints nothing.
+  std::string answer(in->begin(), in->end());
+  printf("%s%s", answer.c_str(), answer.empty() || answer.back() == '\n' ? "" : "\n");
   return answer.rfind("error", 0) == 0 ? 1 : 0;
 }
 

@@ -6,11 +6,13 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
+#include <optional>
 #include <span>
 #include <sstream>
 #include <string>
@@ -42,6 +44,28 @@ inline int bind_udp(uint16_t port) {
     return -1;
   }
   return fd;
+}
+
+// Sends bytes to 127.0.0.1:port from a socket of its own and takes one
+// datagram back, sending again (tries times in all) while none comes within
+// timeout_ms. Nothing when nothing came (an empty datagram is an answer).
+inline std::optional<std::vector<uint8_t>> exchange(uint16_t port, std::span<const uint8_t> out, size_t capacity,
+                                     int timeout_ms = 2000, int tries = 1) {
+  int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  if (fd < 0) return std::nullopt;
+  timeval tv{timeout_ms / 1000, (timeout_ms % 1000) * 1000};
+  setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
+  sockaddr_in to = loopback(port);
+  std::vector<uint8_t> in(capacity);
+  ssize_t n = -1;
+  for (int attempt = 0; attempt < tries && n < 0; ++attempt) {
+    sendto(fd, out.data(), out.size(), 0, reinterpret_cast<sockaddr*>(&to), sizeof to);
+    n = recv(fd, in.data(), in.size(), 0);
+  }
+  close(fd);
+  if (n < 0) return std::nullopt;
+  in.resize(static_cast<size_t>(n));
+  return in;
 }
 
 inline void log_line(const char* peer, const char* fmt, ...) __attribute__((format(printf, 2, 3)));

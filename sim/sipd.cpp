@@ -109,34 +109,23 @@ class SipPeer {
   // id 4098 itself.
   void leave_session() {
     if (session_fd_ < 0) return;
-    int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    BusControlRequest req{kControlMagic, 0, kSelf, kControlDisconnect, 1};
-    sockaddr_in server = phonebox::loopback(kControlPort);
-    timeval tv{2, 0};
-    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
-    sendto(fd, &req, sizeof req, 0, reinterpret_cast<sockaddr*>(&server), sizeof server);
-    uint8_t in[kControlReplyBuffer];
-    recv(fd, in, sizeof in, 0);
-    close(fd);
+    bus_control(kControlDisconnect, 1);
     close(session_fd_);
     session_fd_ = -1;
     queue_.clear();
   }
 
+  // One request of bus id 4098 to the message server's control port, and
+  // its reply.
+  std::optional<BusControlReply> bus_control(uint16_t code, int tries) {
+    uint8_t out[kControlRequestSize];
+    encode_record(BusControlRequest{kControlMagic, 0, kSelf, code, 1}, out);
+    auto in = phonebox::exchange(kControlPort, out, kControlReplyBuffer, 2000, tries);
+    return in ? decode_control_reply(*in) : std::nullopt;
+  }
+
   bool connect_session() {
-    int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    BusControlRequest req{kControlMagic, 0, kSelf, kControlConnect, 1};
-    sockaddr_in server = phonebox::loopback(kControlPort);
-    timeval tv{2, 0};
-    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
-    std::optional<BusControlReply> reply;
-    for (int attempt = 0; attempt < 5 && !reply; ++attempt) {
-      sendto(fd, &req, sizeof req, 0, reinterpret_cast<sockaddr*>(&server), sizeof server);
-      uint8_t in[kControlReplyBuffer];
-      ssize_t n = recv(fd, in, sizeof in, 0);
-      if (n > 0) reply = decode_control_reply(std::span<const uint8_t>(in, static_cast<size_t>(n)));
-    }
-    close(fd);
+    auto reply = bus_control(kControlConnect, 5);
     if (!reply || reply->status != 0) return false;
     server_port_ = reply->server_port;
     session_fd_ = phonebox::bind_udp(reply->local_port);
