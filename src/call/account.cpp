@@ -16,6 +16,7 @@
 #include "base/json.h"
 #include "bus/atomic_field.h"
 #include "bus/bus_wire.h"
+#include "bus/command_broadcast.h"
 #include "call/call_internal.h"
 #include "config/gnl_frame.h"
 #include "phonecore/account.h"
@@ -71,11 +72,6 @@ int account_update_monitor(uint16_t, uint16_t, void* element, uint32_t length) {
   const auto* records = static_cast<const uint8_t*>(element) + bus::kPacketHeaderSize;
   for (int i = 0; i < count; ++i) store_account(i, records + i * kAccountRecordSize);
   store(_gl_accountLen, count);
-  return 0;
-}
-
-int broadcast_command(const char* text) {
-  instant_message_send(bus::kBusIdAll, bus::kMsgtypeCommand, bus::kKindCommand, text, static_cast<int>(std::strlen(text)) + 1);
   return 0;
 }
 
@@ -331,7 +327,8 @@ int LocalAcountInforBufferDel(MessageClient* c) {
 }
 
 int LocalAcountInforUpdateExt(const void* records, int count) {
-  instant_message_send(phonecore::bus::kBusIdAll, kMsgtypeAccounts, phonecore::bus::kKindNumeric, records, static_cast<int>(kAccountRecordSize) * count);
+  instant_message_send(phonecore::bus::kBusIdAll, kMsgtypeAccounts, phonecore::bus::kKindNumeric, records,
+                       static_cast<int>(kAccountRecordSize) * count);
   return 0;
 }
 
@@ -398,16 +395,14 @@ int setSipAccount(int index, const char* label, const char* user_name, const cha
   return 0;
 }
 
-int reload_account_all(void) { return broadcast_command("{\"cmd\":\"reload_account\"}"); }
-int start_network(void) { return broadcast_command("{\"cmd\":\"start_network\"}"); }
-int startSomething(void) { return broadcast_command("{\"cmd\":\"startSomething\"}"); }
-int startSomething_ssh(void) { return broadcast_command("{\"cmd\":\"startSomething_ssh\"}"); }
-int reload_sip_base(void) { return broadcast_command("{\"cmd\":\"reload_sip_base\"}"); }
+int reload_account_all(void) { return phonecore::bus::broadcast_command("reload_account"); }
+int start_network(void) { return phonecore::bus::broadcast_command("start_network"); }
+int startSomething(void) { return phonecore::bus::broadcast_command("startSomething"); }
+int startSomething_ssh(void) { return phonecore::bus::broadcast_command("startSomething_ssh"); }
+int reload_sip_base(void) { return phonecore::bus::broadcast_command("reload_sip_base"); }
 
 int reload_cmd_broadcast(const char* name) {
-  char text[256];
-  snprintf(text, sizeof text, "{\"cmd\":\"%s\"}", or_empty(name));
-  return broadcast_command(text);
+  return phonecore::bus::broadcast_command(name);
 }
 
 int set_voip_log_disable(void) {
@@ -417,7 +412,7 @@ int set_voip_log_disable(void) {
     write_gnl_config_json("default/settinglist.cfg", settings);
     json_object_put(settings);
   }
-  broadcast_command("{\"cmd\":\"log_config_indicate\"}");
+  phonecore::bus::broadcast_command("log_config_indicate");
   usleep(100);
   return 0;
 }
