@@ -14,7 +14,7 @@
 #include <utility>
 
 #include "base/json.h"
-#include "bus/atomic_field.h"
+#include "base/atomic_field.h"
 #include "bus/bus_wire.h"
 #include "bus/command_broadcast.h"
 #include "call/call_internal.h"
@@ -25,8 +25,8 @@
 
 namespace json = phonecore::json;
 
-using phonecore::bus::load;
-using phonecore::bus::store;
+using phonecore::base::load;
+using phonecore::base::store;
 
 static_assert(sizeof(AccountRecord) == phonecore::call::kAccountRecordSize);
 static_assert(offsetof(AccountRecord, account_id) == 0);
