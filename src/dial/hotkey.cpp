@@ -36,6 +36,7 @@ namespace json = phonecore::json;
 using phonecore::base::load;
 using phonecore::base::store;
 
+static_assert(HOTKEY_MSGTYPE_RELOAD == phonecore::bus::kMsgtypeHotkeyReload);
 static_assert(sizeof(hotkey_record) == 12 + 4 * HOTKEY_TEXT_SIZE);
 static_assert(offsetof(hotkey_record, Type) == 4 && offsetof(hotkey_record, Line) == 8 &&
               offsetof(hotkey_record, Key) == 12 && offsetof(hotkey_record, Value) == 76 &&
