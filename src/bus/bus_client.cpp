@@ -9,10 +9,13 @@
 #include <cstring>
 #include <span>
 
-#include "bus/atomic_field.h"
+#include "base/atomic_field.h"
 #include "bus/bus_wire.h"
 #include "bus/hooks.h"
 #include "phonecore/bus_client.h"
+
+using phonecore::base::load;
+using phonecore::base::store;
 
 using namespace phonecore::bus;
 

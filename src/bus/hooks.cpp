@@ -17,12 +17,15 @@
 #include <cstring>
 
 #include "base/json.h"
-#include "bus/atomic_field.h"
+#include "base/atomic_field.h"
 #include "bus/bus_wire.h"
 #include "bus/fifo_internal.h"
 #include "bus/hooks.h"
 #include "phonecore/bus_client.h"
 #include "phonecore/json_msg.h"
+
+using phonecore::base::load;
+using phonecore::base::store;
 
 namespace json = phonecore::json;
 

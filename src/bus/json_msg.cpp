@@ -11,12 +11,15 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "bus/atomic_field.h"
+#include "base/atomic_field.h"
 #include "bus/bus_wire.h"
 #include "bus/fifo_internal.h"
 #include "bus/hooks.h"
 #include "bus/json_msg_internal.h"
 #include "phonecore/json_msg.h"
+
+using phonecore::base::load;
+using phonecore::base::store;
 
 using namespace phonecore::bus;
 

@@ -1,13 +1,13 @@
 // The words of the message bus that both ends must agree on: packet kinds,
 // message numbers and bus ids. The library, its tests and the peers of the
-// box take them from here; the public macros of phonecore/bus_client.h and
-// phonecore/hotkey.h are tied to them below, so that the two cannot drift.
+// box take them from here; the public macros are tied to them by
+// static_assert (here for phonecore/bus_client.h, in the dial code for
+// phonecore/hotkey.h), so that the two cannot drift.
 #pragma once
 
 #include <cstdint>
 
 #include "phonecore/bus_client.h"
-#include "phonecore/hotkey.h"
 
 namespace phonecore::bus {
 
@@ -37,6 +37,5 @@ constexpr uint16_t kSessionlessSeq = 0x0F0F;
 
 static_assert(kBusIdSip == BUS_ID_SIP);
 static_assert(kBusIdAll == BUS_ID_ALL);
-static_assert(kMsgtypeHotkeyReload == HOTKEY_MSGTYPE_RELOAD);
 
 }  // namespace phonecore::bus

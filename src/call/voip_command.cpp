@@ -11,7 +11,7 @@
 #include <cstring>
 
 #include "base/json.h"
-#include "bus/atomic_field.h"
+#include "base/atomic_field.h"
 #include "call/call_internal.h"
 #include "config/gnl_frame.h"
 #include "phonecore/config.h"
@@ -21,8 +21,8 @@
 
 namespace json = phonecore::json;
 
-using phonecore::bus::load;
-using phonecore::bus::store;
+using phonecore::base::load;
+using phonecore::base::store;
 
 namespace phonecore::call {
 

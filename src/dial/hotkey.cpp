@@ -24,7 +24,7 @@
 #include <iterator>
 
 #include "base/json.h"
-#include "bus/atomic_field.h"
+#include "base/atomic_field.h"
 #include "bus/vocabulary.h"
 #include "dial/hotkey_internal.h"
 #include "phonecore/bus_client.h"
@@ -33,9 +33,10 @@
 
 namespace json = phonecore::json;
 
-using phonecore::bus::load;
-using phonecore::bus::store;
+using phonecore::base::load;
+using phonecore::base::store;
 
+static_assert(HOTKEY_MSGTYPE_RELOAD == phonecore::bus::kMsgtypeHotkeyReload);
 static_assert(sizeof(hotkey_record) == 12 + 4 * HOTKEY_TEXT_SIZE);
 static_assert(offsetof(hotkey_record, Type) == 4 && offsetof(hotkey_record, Line) == 8 &&
               offsetof(hotkey_record, Key) == 12 && offsetof(hotkey_record, Value) == 76 &&

@@ -13,14 +13,14 @@
 #include <iterator>
 
 #include "base/json.h"
-#include "bus/atomic_field.h"
+#include "base/atomic_field.h"
 #include "dial/hotkey_internal.h"
 #include "phonecore/config.h"
 #include "phonecore/hotkey.h"
 
 namespace json = phonecore::json;
 
-using phonecore::bus::store;
+using phonecore::base::store;
 
 namespace phonecore::dial {
 namespace {

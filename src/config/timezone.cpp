@@ -11,7 +11,7 @@
 #include <ctime>
 
 #include "base/json.h"
-#include "bus/atomic_field.h"
+#include "base/atomic_field.h"
 #include "phonecore/config.h"
 #include "phonecore/json_msg.h"
 #include "phonecore/timezone.h"
@@ -20,11 +20,11 @@ namespace json = phonecore::json;
 
 MsgHook* _g_vorn_timers_phook = nullptr;
 
-namespace phonecore::base {
+namespace phonecore::config {
 namespace {
 
-using phonecore::bus::load;
-using phonecore::bus::store;
+using phonecore::base::load;
+using phonecore::base::store;
 
 constexpr uint16_t kTimeZoneSender = 4099;
 constexpr int kHookSize = 256;
@@ -59,9 +59,9 @@ int on_time_zone(uint16_t, uint16_t, void* packet, uint32_t length) {
 }
 
 }  // namespace
-}  // namespace phonecore::base
+}  // namespace phonecore::config
 
-using namespace phonecore::base;
+using namespace phonecore::config;
 
 extern "C" {
 

@@ -1,5 +1,4 @@
-// The command broadcasts' decoder, process lookup, the starter's mailbox
-// and small readings of the system.
+// Process lookup, the starter's mailbox and small readings of the system.
 
 #include <dirent.h>
 #include <json-c/json.h>
@@ -48,29 +47,6 @@ bool process_name(const char* pid, char* name, size_t size) {
 using namespace phonecore::bus;
 
 extern "C" {
-
-int system_cmd_decode(const char* text, void (*on_reboot)(void), void (*on_upgrade)(int), void (*on_reset)(int)) {
-  if (text == nullptr) return -1;
-  json_object* root = json_tokener_parse(text);
-  if (root == nullptr) return -1;
-  json_object* cmd = nullptr;
-  if (!json_object_object_get_ex(root, "cmd", &cmd)) {
-    json_object_put(root);
-    return 0;
-  }
-  const char* command = json_object_get_string(cmd);
-  if (command == nullptr) {
-  } else if (std::strcmp(command, "reboot") == 0) {
-    if (on_reboot != nullptr) on_reboot();
-  } else if (std::strcmp(command, "upgrade") == 0) {
-    if (on_upgrade != nullptr) on_upgrade(json::integer(root, "progress"));
-  } else if (std::strcmp(command, "default_reset") == 0) {
-    if (on_reset != nullptr) on_reset(1);
-  }
-  json_object_put(root);
-  // Whatever the command was: the result says nothing of success.
-  return -1;
-}
 
 int find_pid_by_name(const char* name, pid_t* pids, int* count) {
   DIR* proc = opendir("/proc");
