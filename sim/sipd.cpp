@@ -24,11 +24,13 @@
 #include <tuple>
 #include <vector>
 
+#include "base/json.h"
 #include "bus/bus_wire.h"
 #include "peer.h"
 #include "phonecore/account.h"
 
 using namespace phonecore::bus;
+namespace json = phonecore::json;
 
 namespace {
 
@@ -68,16 +70,7 @@ struct Outgoing {
   std::vector<uint8_t> bytes;
 };
 
-std::string jtext(json_object* o, const char* key) {
-  json_object* v = nullptr;
-  if (!json_object_object_get_ex(o, key, &v)) return "";
-  const char* s = json_object_get_string(v);
-  return s != nullptr ? s : "";
-}
-int jint(json_object* o, const char* key) {
-  json_object* v = nullptr;
-  return json_object_object_get_ex(o, key, &v) ? json_object_get_int(v) : 0;
-}
+std::string or_empty(const char* text) { return text != nullptr ? text : ""; }
 
 class SipPeer {
  public:
@@ -160,29 +153,21 @@ class SipPeer {
 
   // Accounts as the account store describes them; registration stays.
   void load_accounts() {
-    json_object* root = json_object_from_file("/appconfigs/voip.cfg");
-    json_object* array = nullptr;
-    if (root != nullptr) json_object_object_get_ex(root, "account", &array);
+    json::Owned root(json_object_from_file("/appconfigs/voip.cfg"));
+    json_object* array = json::array(root.get(), "account");
     for (int i = 0; i < kAccounts; ++i) {
       Account& a = accounts_[i];
-      json_object* e = json_object_is_type(array, json_type_array) && static_cast<size_t>(i) < json_object_array_length(array)
-                           ? json_object_array_get_idx(array, static_cast<size_t>(i))
-                           : nullptr;
-      json_object* creds = nullptr;
-      json_object* cred = nullptr;
-      if (e != nullptr && json_object_object_get_ex(e, "cred_acc", &creds) &&
-          json_object_is_type(creds, json_type_array) && json_object_array_length(creds) > 0)
-        cred = json_object_array_get_idx(creds, 0);
-      a.enabled = e != nullptr && jint(e, "enable") == 1 && !jtext(e, "registrar").empty();
-      a.server = e != nullptr ? jtext(e, "SIP1ServerAddr") : "";
-      a.port = e != nullptr ? jtext(e, "SIP1ServerAddrPort") : "";
-      a.label = cred != nullptr ? jtext(cred, "label") : "";
-      a.user = cred != nullptr ? jtext(cred, "username") : "";
-      a.display = cred != nullptr ? jtext(cred, "display") : "";
-      a.regname = cred != nullptr ? jtext(cred, "regname") : "";
+      json_object* e = json::element(array, static_cast<size_t>(i));
+      json_object* cred = json::element(json::array(e, "cred_acc"), 0);
+      a.enabled = e != nullptr && json::integer(e, "enable") == 1 && !or_empty(json::text(e, "registrar")).empty();
+      a.server = or_empty(json::text(e, "SIP1ServerAddr"));
+      a.port = or_empty(json::text(e, "SIP1ServerAddrPort"));
+      a.label = or_empty(json::text(cred, "label"));
+      a.user = or_empty(json::text(cred, "username"));
+      a.display = or_empty(json::text(cred, "display"));
+      a.regname = or_empty(json::text(cred, "regname"));
       if (a.user.empty()) a.enabled = false;
     }
-    if (root != nullptr) json_object_put(root);
   }
 
   // Record i in the wire layout the library reads.
@@ -218,10 +203,7 @@ class SipPeer {
     if (a.online == online) return;
     a.online = online;
     phonebox::log_line(kPeer, "account %d %s", account, online ? "registered" : "unregistered");
-    json_object* data = json_object_new_object();
-    json_object_object_add(data, "acc_id", json_object_new_int(account));
-    json_object_object_add(data, "bOnline", json_object_new_int(online));
-    event("reg_changed", data, 0);
+    event("reg_changed", json::Builder().integer("acc_id", account).integer("bOnline", online).release(), 0);
     std::vector<uint8_t> recs = records(kAccounts);
     queue(packet(kUnaskedSeq, kMsgtypeAccounts, kKindNumeric, kBusIdAll, recs), 0);
   }
@@ -266,11 +248,9 @@ class SipPeer {
 
   // An event to every session: kind 2, dest 65535. Takes over data.
   void event(const char* name, json_object* data, int after_ms) {
-    json_object* root = json_object_new_object();
-    json_object_object_add(root, "msgtype", json_object_new_string(name));
-    json_object_object_add(root, "data", data);
-    std::string text = json_object_to_json_string_ext(root, JSON_C_TO_STRING_PLAIN);
-    json_object_put(root);
+    json::Builder root;
+    root.text("msgtype", name).member("data", data);
+    std::string text = json_object_to_json_string_ext(root.get(), JSON_C_TO_STRING_PLAIN);
     queue(packet(kUnaskedSeq, kMsgtypeJson, kKindEvent, kBusIdAll, bytes(text)), after_ms);
   }
 
@@ -280,12 +260,11 @@ class SipPeer {
       json_object_put(data);
       return;
     }
-    json_object* root = json_object_new_object();
-    json_object_object_add(root, "msgtype", json_object_new_string(name.c_str()));
-    if (status != nullptr) json_object_object_add(root, "status", json_object_new_string(status));
-    if (data != nullptr) json_object_object_add(root, "data", data);
-    std::string text = json_object_to_json_string_ext(root, JSON_C_TO_STRING_PLAIN);
-    json_object_put(root);
+    json::Builder root;
+    root.text("msgtype", name.c_str());
+    if (status != nullptr) root.text("status", status);
+    if (data != nullptr) root.member("data", data);
+    std::string text = json_object_to_json_string_ext(root.get(), JSON_C_TO_STRING_PLAIN);
     queue(packet(req.seq, kMsgtypeJson, kKindDirected, req.source, bytes(text)), delay_ms_);
   }
 
@@ -309,29 +288,18 @@ class SipPeer {
 
     // A silent SIP process hears and records, and does nothing else.
     if (control_.silent()) return;
-    json_object* root = json_tokener_parse(payload.c_str());
-    if (root == nullptr) return;
+    json::Owned root(json_tokener_parse(payload.c_str()));
+    if (!root) return;
     if (h->kind == kKindCommand) {
-      on_command(jtext(root, "cmd"));
+      on_command(or_empty(json::text(root.get(), "cmd")));
     } else {
-      json_object* data = nullptr;
-      json_object_object_get_ex(root, "data", &data);
-      on_request(*h, jtext(root, "msgtype"), data);
+      on_request(*h, or_empty(json::text(root.get(), "msgtype")), json::at(root.get(), "data"));
     }
-    json_object_put(root);
   }
 
   void on_command(const std::string& cmd) {
     if (cmd == "reload_account" || cmd == "reload_sip_base") register_all();
   }
-
-  json_object* object(std::initializer_list<std::pair<const char*, json_object*>> members) {
-    json_object* o = json_object_new_object();
-    for (auto& [k, v] : members) json_object_object_add(o, k, v);
-    return o;
-  }
-  static json_object* I(int v) { return json_object_new_int(v); }
-  static json_object* S(const std::string& v) { return json_object_new_string(v.c_str()); }
 
   // A request names its handler; what a row does not name is recorded and
   // answered by nothing.
@@ -355,44 +323,47 @@ class SipPeer {
   }
   void warnings_get(const BusPacketHeader& h, const std::string&, json_object* data) {
     reply_binary(h, bytes(warnings_));
-    if (jint(data, "isCleard") != 0) warnings_.clear();
+    if (json::integer(data, "isCleard") != 0) warnings_.clear();
   }
   void phone_dail(const BusPacketHeader& h, const std::string&, json_object* data) {
-    dial(h, jint(data, "dialAccId"), jtext(data, "phoneNumber"));
+    dial(h, json::integer(data, "dialAccId"), or_empty(json::text(data, "phoneNumber")));
   }
   void phone_hangup(const BusPacketHeader&, const std::string&, json_object* data) {
-    const int id = jint(data, "current_call");
+    const int id = json::integer(data, "current_call");
     auto c = calls_.find(id);
     if (c == calls_.end()) return;
-    event("disconnect", object({{"accNumber", I(c->second.account)}, {"call_id", I(id)}, {"flags", I(0)}}), 5);
+    event("disconnect",
+          json::Builder().integer("accNumber", c->second.account).integer("call_id", id).integer("flags", 0).release(),
+          5);
     calls_.erase(c);
   }
   void hold_or_resume(const BusPacketHeader&, const std::string& name, json_object* data) {
-    auto c = calls_.find(jint(data, "current_call"));
+    auto c = calls_.find(json::integer(data, "current_call"));
     if (c == calls_.end() || c->second.state == "connecting" || c->second.state == "incoming") return;
     c->second.state = name == "phone_hold" ? "held" : "connected";
-    event("invite_response", object({{"accNumber", I(c->second.account)}, {"flags", I(200)}}), 5);
+    event("invite_response", json::Builder().integer("accNumber", c->second.account).integer("flags", 200).release(),
+          5);
   }
   void phone_answer(const BusPacketHeader&, const std::string&, json_object* data) {
-    answer(jint(data, "current_call"), jint(data, "acceptFlag"));
+    answer(json::integer(data, "current_call"), json::integer(data, "acceptFlag"));
   }
   void phone_register(const BusPacketHeader&, const std::string&, json_object* data) {
-    const int account = jint(data, "lineId");
+    const int account = json::integer(data, "lineId");
     if (account < 1 || account > kAccounts) return;
     load_accounts();
-    set_online(account, jint(data, "registerFlag") != 0 && accounts_[account - 1].enabled ? 1 : 0);
+    set_online(account, json::integer(data, "registerFlag") != 0 && accounts_[account - 1].enabled ? 1 : 0);
   }
-  void hook_switch(const BusPacketHeader&, const std::string&, json_object* data) { dev_ = jint(data, "dev"); }
+  void hook_switch(const BusPacketHeader&, const std::string&, json_object* data) { dev_ = json::integer(data, "dev"); }
   void set_rec_history(const BusPacketHeader&, const std::string&, json_object* data) {
-    rec_history_ = jint(data, "enableFlag");
+    rec_history_ = json::integer(data, "enableFlag");
   }
   void int_val_set(const BusPacketHeader&, const std::string&, json_object* data) {
-    variables_[jint(data, "variable")] = jint(data, "value");
+    variables_[json::integer(data, "variable")] = json::integer(data, "value");
   }
   void tip_info_clear(const BusPacketHeader&, const std::string&, json_object*) { tip_unread_ = 0; }
   void blf_subscribe(const BusPacketHeader& h, const std::string& name, json_object* data) {
-    const int flag = jint(data, "startFlag");
-    auto target = std::make_pair(jint(data, "acc_id"), jtext(data, "number"));
+    const int flag = json::integer(data, "startFlag");
+    auto target = std::make_pair(json::integer(data, "acc_id"), or_empty(json::text(data, "number")));
     if (flag & 1) blf_[target] = flag >> 8;
     else blf_.erase(target);
     reply(h, response(name), "0", nullptr);
@@ -401,40 +372,55 @@ class SipPeer {
     int dialling = 0;
     for (auto& [id, c] : calls_) dialling |= c.state == "connecting";
     reply(h, response(name), "0",
-          object({{"curHookState", I(dev_ != 0 ? 1 : 0)}, {"curDevType", I(dev_)}, {"dialFlag", I(dialling)}}));
+          json::Builder()
+              .integer("curHookState", dev_ != 0 ? 1 : 0)
+              .integer("curDevType", dev_)
+              .integer("dialFlag", dialling)
+              .release());
   }
   void phone_state_get(const BusPacketHeader& h, const std::string& name, json_object*) {
     reply(h, response(name), "0",
-          object({{"acc1Status", I(accounts_[0].online)}, {"acc2Status", I(accounts_[1].online)},
-                  {"acc3Status", I(accounts_[2].online)}, {"acc4Status", I(accounts_[3].online)}}));
+          json::Builder()
+              .integer("acc1Status", accounts_[0].online)
+              .integer("acc2Status", accounts_[1].online)
+              .integer("acc3Status", accounts_[2].online)
+              .integer("acc4Status", accounts_[3].online)
+              .release());
   }
   void get_rec_history(const BusPacketHeader& h, const std::string& name, json_object*) {
-    reply(h, response(name), "0", object({{"enableFlag", I(rec_history_)}}));
+    reply(h, response(name), "0", json::Builder().integer("enableFlag", rec_history_).release());
   }
   void call_info(const BusPacketHeader& h, const std::string& name, json_object* data) {
-    auto c = calls_.find(jint(data, "callId"));
+    auto c = calls_.find(json::integer(data, "callId"));
     if (c == calls_.end()) return reply(h, response(name), "-1", json_object_new_object());
     const Account& a = accounts_[c->second.account - 1];
     reply(h, response(name), "0",
-          object({{"fromAccount", S(c->second.outgoing ? a.user : c->second.number)},
-                  {"toAccount", S(c->second.outgoing ? c->second.number : a.user)},
-                  {"acc_id", I(c->second.account)}}));
+          json::Builder()
+              .text("fromAccount", (c->second.outgoing ? a.user : c->second.number).c_str())
+              .text("toAccount", (c->second.outgoing ? c->second.number : a.user).c_str())
+              .integer("acc_id", c->second.account)
+              .release());
   }
   void tip_info_get(const BusPacketHeader& h, const std::string& name, json_object*) {
     reply(h, response(name), "0",
-          object({{"tranfernum", S(tip_number_)},
-                  {"unreadnum", I(tip_unread_)},
-                  {"id", I(tip_id_)},
-                  {"accID", I(tip_account_)}}));
+          json::Builder()
+              .text("tranfernum", tip_number_.c_str())
+              .integer("unreadnum", tip_unread_)
+              .integer("id", tip_id_)
+              .integer("accID", tip_account_)
+              .release());
   }
   // These two answer under their own name.
   void voice_get_power(const BusPacketHeader& h, const std::string& name, json_object*) {
-    reply(h, name, "0", object({{"power", I(power_)}}));
+    reply(h, name, "0", json::Builder().integer("power", power_).release());
   }
   void int_val_get(const BusPacketHeader& h, const std::string& name, json_object* data) {
-    const int variable = jint(data, "variable");
+    const int variable = json::integer(data, "variable");
     reply(h, name, "0",
-          object({{"variable", I(wrong_variable_ ? variable + 1 : variable)}, {"value", I(variables_[variable])}}));
+          json::Builder()
+              .integer("variable", wrong_variable_ ? variable + 1 : variable)
+              .integer("value", variables_[variable])
+              .release());
   }
 
   static constexpr RequestRow kBinaryRequests[] = {
@@ -463,33 +449,50 @@ class SipPeer {
   };
   void dial(const BusPacketHeader& h, int account, const std::string& number) {
     if (account < 1 || account > kAccounts || accounts_[account - 1].online != 1) {
-      reply(h, "phone_dail_response", "-1", object({{"desc", S("Account not registered")}}));
+      reply(h, "phone_dail_response", "-1", json::Builder().text("desc", "Account not registered").release());
       return;
     }
     if (number.empty()) {
-      reply(h, "phone_dail_response", "-1", object({{"desc", S("Address Incomplete!")}}));
+      reply(h, "phone_dail_response", "-1", json::Builder().text("desc", "Address Incomplete!").release());
       return;
     }
     const int id = next_call_++;
     calls_[id] = Call{account, number, "connecting", true};
     char text[16];
     snprintf(text, sizeof text, "%d", id);
-    reply(h, "phone_dail_response", text, object({{"desc", S("calling " + number)}}));
+    reply(h, "phone_dail_response", text, json::Builder().text("desc", ("calling " + number).c_str()).release());
     const Account& a = accounts_[account - 1];
     event("connecting",
-          object({{"from", S(a.user)}, {"to", S(number)}, {"acc", I(account)}, {"id", I(id)}, {"inF", I(0)},
-                  {"tFlag", I(0)}, {"div", S("")}, {"dis", S(a.display)}, {"backup_callid", I(0)},
-                  {"call_id_gl", S(std::to_string(id) + "@sipd")}}),
+          json::Builder()
+              .text("from", a.user.c_str())
+              .text("to", number.c_str())
+              .integer("acc", account)
+              .integer("id", id)
+              .integer("inF", 0)
+              .integer("tFlag", 0)
+              .text("div", "")
+              .text("dis", a.display.c_str())
+              .integer("backup_callid", 0)
+              .text("call_id_gl", (std::to_string(id) + "@sipd").c_str())
+              .release(),
           delay_ms_ + 5);
     if (outcome_ == "connect") {
       calls_[id].state = "connected";
       event("connect",
-            object({{"accNumber", I(account)}, {"call_id", I(id)}, {"flags", I(0)}, {"handfree_tag", I(0)},
-                    {"calledID", S(number)}, {"callID", S(number)}, {"dis", S("")}}),
+            json::Builder()
+                .integer("accNumber", account)
+                .integer("call_id", id)
+                .integer("flags", 0)
+                .integer("handfree_tag", 0)
+                .text("calledID", number.c_str())
+                .text("callID", number.c_str())
+                .text("dis", "")
+                .release(),
             delay_ms_ + kConnectAfterMs);
     } else if (outcome_ == "disconnect") {
       calls_.erase(id);
-      event("disconnect", object({{"accNumber", I(account)}, {"call_id", I(id)}, {"flags", I(486)}}),
+      event("disconnect",
+            json::Builder().integer("accNumber", account).integer("call_id", id).integer("flags", 486).release(),
             delay_ms_ + kConnectAfterMs);
     }
   }
@@ -500,12 +503,24 @@ class SipPeer {
     if (accept != 0) {
       c->second.state = "connected";
       event("connect",
-            object({{"accNumber", I(c->second.account)}, {"call_id", I(id)}, {"flags", I(1)}, {"handfree_tag", I(0)},
-                    {"calledID", S(accounts_[c->second.account - 1].user)}, {"callID", S(c->second.number)},
-                    {"dis", S("")}}),
+            json::Builder()
+                .integer("accNumber", c->second.account)
+                .integer("call_id", id)
+                .integer("flags", 1)
+                .integer("handfree_tag", 0)
+                .text("calledID", accounts_[c->second.account - 1].user.c_str())
+                .text("callID", c->second.number.c_str())
+                .text("dis", "")
+                .release(),
             5);
     } else {
-      event("disconnect", object({{"accNumber", I(c->second.account)}, {"call_id", I(id)}, {"flags", I(603)}}), 5);
+      event("disconnect",
+            json::Builder()
+                .integer("accNumber", c->second.account)
+                .integer("call_id", id)
+                .integer("flags", 603)
+                .release(),
+            5);
       calls_.erase(c);
     }
   }
@@ -548,8 +563,13 @@ class SipPeer {
     const int id = next_call_++;
     calls_[id] = Call{account, number, "incoming", false};
     event("incoming_call",
-          object({{"callID", S(number)}, {"calledID", S(accounts_[account - 1].user)}, {"accNumber", I(account)},
-                  {"flags", I(0)}, {"dirInFlag", I(1)}}),
+          json::Builder()
+              .text("callID", number.c_str())
+              .text("calledID", accounts_[account - 1].user.c_str())
+              .integer("accNumber", account)
+              .integer("flags", 0)
+              .integer("dirInFlag", 1)
+              .release(),
           0);
     return std::to_string(id);
   }
@@ -599,23 +619,33 @@ class SipPeer {
       {"leave", &SipPeer::leave_command},       {"join", &SipPeer::join_command},
   };
   std::string state_text() {
-    json_object* root = json_object_new_object();
+    json::Builder root;
     json_object* accounts = json_object_new_array();
     for (int i = 0; i < kAccounts; ++i)
-      json_object_array_add(accounts, object({{"account", I(i + 1)}, {"online", I(accounts_[i].online)},
-                                              {"user", S(accounts_[i].user)}}));
-    json_object_object_add(root, "accounts", accounts);
+      json_object_array_add(accounts, json::Builder()
+                                          .integer("account", i + 1)
+                                          .integer("online", accounts_[i].online)
+                                          .text("user", accounts_[i].user.c_str())
+                                          .release());
+    root.member("accounts", accounts);
     json_object* calls = json_object_new_array();
     for (auto& [id, c] : calls_)
-      json_object_array_add(calls, object({{"id", I(id)}, {"account", I(c.account)}, {"number", S(c.number)},
-                                           {"state", S(c.state)}}));
-    json_object_object_add(root, "calls", calls);
+      json_object_array_add(calls, json::Builder()
+                                       .integer("id", id)
+                                       .integer("account", c.account)
+                                       .text("number", c.number.c_str())
+                                       .text("state", c.state.c_str())
+                                       .release());
+    root.member("calls", calls);
     json_object* blf = json_object_new_array();
     for (auto& [target, key] : blf_)
-      json_object_array_add(blf, object({{"key", I(key)}, {"acc_id", I(target.first)}, {"number", S(target.second)}}));
-    json_object_object_add(root, "blf", blf);
-    std::string text = json_object_to_json_string_ext(root, JSON_C_TO_STRING_PLAIN);
-    json_object_put(root);
+      json_object_array_add(blf, json::Builder()
+                                     .integer("key", key)
+                                     .integer("acc_id", target.first)
+                                     .text("number", target.second.c_str())
+                                     .release());
+    root.member("blf", blf);
+    std::string text = json_object_to_json_string_ext(root.get(), JSON_C_TO_STRING_PLAIN);
     return text;
   }
 
