@@ -28,10 +28,12 @@
 #include <string>
 #include <vector>
 
+#include "base/json.h"
 #include "config/gnl_frame.h"
 #include "peer.h"
 
 using namespace phonecore::config;
+namespace json = phonecore::json;
 
 namespace {
 
@@ -150,16 +152,14 @@ std::string live_status() {
     }
     close(fd);
   }
-  json_object* o = json_object_new_object();
-  json_object_object_add(o, "ipaddr", json_object_new_string(ip.c_str()));
-  json_object_object_add(o, "netmask", json_object_new_string(mask.c_str()));
-  json_object_object_add(o, "gateway", json_object_new_string(gateway.c_str()));
-  json_object_object_add(o, "dns1", json_object_new_string(dns.size() > 0 ? dns[0].c_str() : ""));
-  json_object_object_add(o, "dns2", json_object_new_string(dns.size() > 1 ? dns[1].c_str() : ""));
-  json_object_object_add(o, "mac", json_object_new_string(mac));
-  std::string text = json_object_to_json_string_ext(o, JSON_C_TO_STRING_PLAIN);
-  json_object_put(o);
-  return text;
+  json::Builder o;
+  o.text("ipaddr", ip.c_str())
+      .text("netmask", mask.c_str())
+      .text("gateway", gateway.c_str())
+      .text("dns1", dns.size() > 0 ? dns[0].c_str() : "")
+      .text("dns2", dns.size() > 1 ? dns[1].c_str() : "")
+      .text("mac", mac);
+  return json_object_to_json_string_ext(o.get(), JSON_C_TO_STRING_PLAIN);
 }
 
 // The volume keys 0 to 8 of gl_data and the hal.cfg levels that a reset
@@ -269,15 +269,9 @@ class ConfigService {
         break;
       }
       case kGlReset: {
-        json_object* hal = json_object_from_file((std::string(kRoot) + "/hal.cfg").c_str());
-        json_object* audio = nullptr;
-        for (size_t k = 0; k < kVolumeKeys.size(); ++k) {
-          json_object* level = nullptr;
-          const bool known = hal != nullptr && json_object_object_get_ex(hal, "audio", &audio) &&
-                             json_object_object_get_ex(audio, kVolumeKeys[k], &level);
-          gl_data_[static_cast<int32_t>(k)] = known ? json_object_get_int(level) : 0;
-        }
-        json_object_put(hal);
+        json::Owned hal(json_object_from_file((std::string(kRoot) + "/hal.cfg").c_str()));
+        for (size_t k = 0; k < kVolumeKeys.size(); ++k)
+          gl_data_[static_cast<int32_t>(k)] = json::integer(hal.get(), "audio", kVolumeKeys[k]);
         break;
       }
       default:
@@ -347,11 +341,8 @@ class ConfigService {
       return;
     }
     // JSON goes out as plain text with its terminator.
-    json_object* o = json_tokener_parse(text->c_str());
-    if (o != nullptr) {
-      *text = json_object_to_json_string_ext(o, JSON_C_TO_STRING_PLAIN);
-      json_object_put(o);
-    }
+    if (json::Owned o{json_tokener_parse(text->c_str())})
+      *text = json_object_to_json_string_ext(o.get(), JSON_C_TO_STRING_PLAIN);
     put_data(text->c_str(), text->size() + 1);
   }
 
@@ -377,12 +368,10 @@ class ConfigService {
       return;
     }
     std::string text(reinterpret_cast<const char*>(req_.data), strnlen(reinterpret_cast<const char*>(req_.data), req_data_len_));
-    json_object* o = json_tokener_parse(text.c_str());
-    if (o == nullptr) {
+    if (!json::Owned(json_tokener_parse(text.c_str()))) {
       phonebox::log_line(kPeer, "write of %s refused: not JSON", path->c_str());
       return;
     }
-    json_object_put(o);
     if (!write_file(*path, text.data(), text.size())) phonebox::log_line(kPeer, "write of %s failed", path->c_str());
   }
 
