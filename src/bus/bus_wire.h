@@ -100,6 +100,15 @@ std::optional<Record> decode_record(std::span<const uint8_t> bytes, uint16_t mag
   return r;
 }
 
+// The header at the start of a received packet as it stands, magic not
+// judged: the receive path and the hook monitors read whatever came.
+// REQUIRES: kPacketHeaderSize readable bytes at bytes.
+inline BusPacketHeader peek_packet_header(const void* bytes) {
+  BusPacketHeader h;
+  std::memcpy(&h, bytes, sizeof h);
+  return h;
+}
+
 inline std::optional<BusPacketHeader> decode_packet_header(std::span<const uint8_t> bytes) {
   return decode_record<BusPacketHeader>(bytes, kPacketMagic);
 }

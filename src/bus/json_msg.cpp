@@ -59,8 +59,7 @@ void time_rule(int msgtype, uint32_t start) { report_slow_call(msgtype, system_g
 int short_connect_callback(uint16_t, uint16_t, void* packet, uint32_t length) {
   auto* reply = static_cast<uint8_t*>(load(pbufferRecvGL));
   if (reply == nullptr || packet == nullptr || length < kPacketHeaderSize) return 0;
-  BusPacketHeader head;
-  std::memcpy(&head, packet, sizeof head);
+  const BusPacketHeader head = peek_packet_header(packet);
   const uint32_t n = std::min<uint32_t>(head.length, length - static_cast<uint32_t>(kPacketHeaderSize));
   std::memcpy(reply, static_cast<uint8_t*>(packet) + kPacketHeaderSize, n);
   reply[n] = 0;

@@ -64,8 +64,7 @@ uint32_t* words_of(int index) { return reinterpret_cast<uint32_t*>(&_gl_accountA
 // The monitor of the msgtype 7 hook: the element is the whole packet.
 int account_update_monitor(uint16_t, uint16_t, void* element, uint32_t length) {
   if (element == nullptr || length < bus::kPacketHeaderSize) return 0;
-  bus::BusPacketHeader head;
-  std::memcpy(&head, element, sizeof head);
+  const bus::BusPacketHeader head = bus::peek_packet_header(element);
   const uint32_t payload = std::min<uint32_t>(head.length, length - static_cast<uint32_t>(bus::kPacketHeaderSize));
   int count = std::min<int>(static_cast<int>(payload / kAccountRecordSize), load(__gl_maxlen));
   count = std::clamp(count, 0, kMaxRecords);

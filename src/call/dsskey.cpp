@@ -176,27 +176,9 @@ void write_key_entry(json_object* k, int type, uint32_t acc_id, const DssKeyInfo
   json::put(k, "Extension", json::new_text(type == DSS_TYPE_BLF ? info->extension : ""));
 }
 
-int write_key(MessageClient* c, int operation, int key, DssKeyInfo* info) {
-  json_object* keys = read_gnl_config_json(kKeyFile);
-  if (keys == nullptr) {
-    printf("programing_key.cfg open error\n");
-    return -1;
-  }
-  json_object* line_keys = json_object_object_get(keys, "Hotkey_lineKey");
-  if (line_keys == nullptr) {
-    printf("programing_key.cfg Hotkey_lineKey == NULL, error\n");
-    json_object_put(keys);
-    return 0;
-  }
-  json_object* data = json_object_object_get(line_keys, "data");
-  if (data == nullptr) {
-    printf("programing_key.cfg data == NULL, error\n");
-    json_object_put(keys);
-    return 0;
-  }
-
-  json_object* dss = read_gnl_config_json(kDssFile);
-  if (dss == nullptr) dss = json_object_new_object();
+// The "DssArr" entry of a key in the DSS file, made when absent, with its
+// "Account" (the key's index) set.
+json_object* dss_entry(json_object* dss, int key) {
   json_object* array = json_object_object_get(dss, "DssArr");
   if (!json_object_is_type(array, json_type_array)) {
     array = json_object_new_array();
@@ -210,6 +192,64 @@ int write_key(MessageClient* c, int operation, int key, DssKeyInfo* info) {
   char account[16];
   snprintf(account, sizeof account, "%d", key - 1);
   json::put(entry, "Account", json::new_text(account));
+  return entry;
+}
+
+// A line key. No account given: the key's own number, unless the entry
+// already has an account; then nothing is written at all (false).
+bool write_line(MessageClient* c, json_object* entry, int key, DssKeyInfo* info, uint32_t& acc_id) {
+  printf("!!!!!!!!!!!!!!!!!!!!!!E_ACC_TYPE_LINE\n");
+  json_object* m = json::step_creating(entry, "SAccLine");
+  voip_check_blf_unsubscribe(c, entry, info);
+  const int old_acc = json::integer(m, "accId");
+  if (acc_id == DSS_NO_ACCOUNT) {
+    if (old_acc != 0) {
+      printf("tolk_dss write line info, do nothing\n");
+      return false;
+    }
+    acc_id = static_cast<uint32_t>(key);
+  }
+  json::put(entry, "type", json_object_new_int(DSS_TYPE_LINE));
+  json::put(m, "label", json::new_text(info->label));
+  json::put(m, "accId", json_object_new_int(static_cast<int>(acc_id)));
+  return true;
+}
+
+// A BLF key: ends the old subscription where it changes, writes the member
+// and remembers the target of the account's row.
+void write_blf(MessageClient* c, json_object* entry, int old_type, DssKeyInfo* info, uint32_t acc_id) {
+  end_old_blf(c, entry, old_type, info);
+  json_object* m = json::step_creating(entry, "SAccBlf");
+  json::put(m, "accId", json_object_new_int(static_cast<int>(acc_id)));
+  json::put(m, "label", json::new_text(info->label));
+  json::put(m, "value", json::new_text(info->value));
+  json::put(m, "extension", json::new_text(info->extension));
+  if (acc_id < kBlfRows) {
+    g_blf.rows[acc_id].acc_id = acc_id;
+    json::copy_text(g_blf.rows[acc_id].target, kTextField, info->value);
+  }
+}
+
+int write_key(MessageClient* c, int operation, int key, DssKeyInfo* info) {
+  json::Owned keys(read_gnl_config_json(kKeyFile));
+  if (keys == nullptr) {
+    printf("programing_key.cfg open error\n");
+    return -1;
+  }
+  json_object* line_keys = json_object_object_get(keys.get(), "Hotkey_lineKey");
+  if (line_keys == nullptr) {
+    printf("programing_key.cfg Hotkey_lineKey == NULL, error\n");
+    return 0;
+  }
+  json_object* data = json_object_object_get(line_keys, "data");
+  if (data == nullptr) {
+    printf("programing_key.cfg data == NULL, error\n");
+    return 0;
+  }
+
+  json::Owned dss(read_gnl_config_json(kDssFile));
+  if (dss == nullptr) dss.reset(json_object_new_object());
+  json_object* entry = dss_entry(dss.get(), key);
   const int old_type = json::integer(entry, "type");
   const int type = info->type;
   json::put(entry, "type", json_object_new_int(type));
@@ -217,33 +257,9 @@ int write_key(MessageClient* c, int operation, int key, DssKeyInfo* info) {
   uint32_t acc_id = info->accId;
   int blf_flag = 0;
   if (type == DSS_TYPE_LINE) {
-    printf("!!!!!!!!!!!!!!!!!!!!!!E_ACC_TYPE_LINE\n");
-    json_object* m = json::step_creating(entry, "SAccLine");
-    voip_check_blf_unsubscribe(c, entry, info);
-    const int old_acc = json::integer(m, "accId");
-    if (acc_id == DSS_NO_ACCOUNT) {
-      if (old_acc != 0) {
-        printf("tolk_dss write line info, do nothing\n");
-        json_object_put(dss);
-        json_object_put(keys);
-        return 0;
-      }
-      acc_id = static_cast<uint32_t>(key);
-    }
-    json::put(entry, "type", json_object_new_int(type));
-    json::put(m, "label", json::new_text(info->label));
-    json::put(m, "accId", json_object_new_int(static_cast<int>(acc_id)));
+    if (!write_line(c, entry, key, info, acc_id)) return 0;
   } else if (type == DSS_TYPE_BLF) {
-    end_old_blf(c, entry, old_type, info);
-    json_object* m = json::step_creating(entry, "SAccBlf");
-    json::put(m, "accId", json_object_new_int(static_cast<int>(acc_id)));
-    json::put(m, "label", json::new_text(info->label));
-    json::put(m, "value", json::new_text(info->value));
-    json::put(m, "extension", json::new_text(info->extension));
-    if (acc_id < kBlfRows) {
-      g_blf.rows[acc_id].acc_id = acc_id;
-      json::copy_text(g_blf.rows[acc_id].target, kTextField, info->value);
-    }
+    write_blf(c, entry, old_type, info, acc_id);
     blf_flag = 1;
   } else if (type > DSS_TYPE_BLF && type <= DSS_TYPE_PARK_RETRIEVE) {
     write_other(c, entry, *key_type(type), info);
@@ -255,14 +271,12 @@ int write_key(MessageClient* c, int operation, int key, DssKeyInfo* info) {
     json_object* k = json::element(data, static_cast<size_t>(key - 1));
     if (k != nullptr) write_key_entry(k, type, acc_id, info);
   }
-  write_gnl_config_json(kKeyFile, keys);
-  write_gnl_config_json(kDssFile, dss);
+  write_gnl_config_json(kKeyFile, keys.get());
+  write_gnl_config_json(kDssFile, dss.get());
   printf("%s, %d, optype = %d, blfFlag = %d, lineKey = %d\n\r", "voip_func_Dsskey_data", __LINE__, operation,
          blf_flag, key);
   if (blf_flag)
     voip_blf_subscribe(c, type == DSS_TYPE_BLF ? start_flag(key) : 0, static_cast<int>(info->accId), info->value);
-  json_object_put(dss);
-  json_object_put(keys);
   return 0;
 }
 

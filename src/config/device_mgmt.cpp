@@ -161,11 +161,7 @@ const char* get_string_from_json2(int category, int depth, ...) {
   json_object* o = get_config_slot(category);
   va_list keys;
   va_start(keys, depth);
-  for (int i = 0; i < depth && o != nullptr; ++i) {
-    const char* key = va_arg(keys, const char*);
-    json_object* next = nullptr;
-    o = key != nullptr && json_object_object_get_ex(o, key, &next) ? next : nullptr;
-  }
+  for (int i = 0; i < depth && o != nullptr; ++i) o = json::step(o, va_arg(keys, const char*));
   va_end(keys);
   return o != nullptr ? json_object_get_string(o) : nullptr;
 }

@@ -1,5 +1,5 @@
 // Client of the configuration service: one GnlConfigRecord out and one
-// back per call, on a fresh socket, through udp_send_data_wait (5000 ms).
+// back per call, on a fresh socket, through frame_exchange (5000 ms).
 
 #include <json-c/json.h>
 

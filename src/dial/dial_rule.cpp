@@ -198,6 +198,51 @@ void load_older_rows(json_object* root) {
   }
 }
 
+// The current store's rows: the "data" array of a section, at most ten
+// elements, each given to a row reader with its index. The index is the
+// row's id.
+void read_data_rows(json_object* root, const char* section, void (*read)(json_object* element, size_t i)) {
+  json_object* rows = json::array(root, section, "data");
+  for (size_t i = 0; i < json::length(rows) && i < RULE_ROWS; ++i) read(json::element(rows, i), i);
+}
+
+void read_replace_row(json_object* element, size_t i) {
+  RuleReplace& row = g_rule_replace[i];
+  row.id = static_cast<int32_t>(i);
+  json::copy_text(row.prefix, sizeof row.prefix, json::text(element, "Prefix"), kTextChars);
+  json::copy_text(row.replace, sizeof row.replace, json::text(element, "Replace"), kTextChars);
+  const char* account = json::text(element, "Account");
+  parse_account(account, row.accounts);
+  std::printf("%s,%d, Preffix = %s, Replace = %s, Account = %s\n\r", "vorn_rule_all_load", __LINE__, row.prefix,
+              row.replace, shown(account));
+}
+
+void read_dial_row(json_object* element, size_t i) {
+  RuleDial& row = g_rule_dial[i];
+  row.id = static_cast<int32_t>(i);
+  json::copy_text(row.rule, sizeof row.rule, json::text(element, "RealTimeDialingRules"), kTextChars);
+  const char* account = json::text(element, "Account");
+  parse_account(account, row.accounts);
+  std::printf("%s,%d, RealTimeDialingRules = %s, Account = %s\n\r", "vorn_rule_all_load", __LINE__, row.rule,
+              shown(account));
+}
+
+// "BlockOut1" to "BlockOut10" with "Account1" to "Account10"; a row
+// without its account member applies to all accounts.
+void read_restrict_rows(json_object* section) {
+  if (section == nullptr) return;
+  for (int n = 1; n <= RULE_ROWS; ++n) {
+    char pattern_key[32];
+    char account_key[32];
+    std::snprintf(pattern_key, sizeof pattern_key, "%s%d", "BlockOut", n);
+    std::snprintf(account_key, sizeof account_key, "%s%d", "Account", n);
+    RuleLimit& row = g_rule_limit[n - 1];
+    row.id = n - 1;
+    json::copy_text(row.number, sizeof row.number, json::text(section, pattern_key), kTextChars);
+    parse_account(json::text(section, account_key), row.accounts);
+  }
+}
+
 // Reads one of the two zone forms: the area code (at most 32 characters),
 // the two bounds (an absent one reads as 0) and the account text.
 void load_zone(json_object* zone, const char* code, const char* min, const char* max, const char* account) {
@@ -231,46 +276,9 @@ int vorn_rule_all_load(void) {
   json_object* root = read_gnl_config_json(kCurrentStore);
   if (root == nullptr) return std::printf("tolk_rule vorn_rule_all_load read %s failed\n", kCurrentStore);
 
-  json_object* replace = json::array(root, "DialplanReplace", "data");
-  for (size_t i = 0; i < json::length(replace) && i < RULE_ROWS; ++i) {
-    json_object* element = json_object_array_get_idx(replace, i);
-    RuleReplace& row = g_rule_replace[i];
-    row.id = static_cast<int32_t>(i);
-    json::copy_text(row.prefix, sizeof row.prefix, json::text(element, "Prefix"), kTextChars);
-    json::copy_text(row.replace, sizeof row.replace, json::text(element, "Replace"), kTextChars);
-    const char* account = json::text(element, "Account");
-    parse_account(account, row.accounts);
-    std::printf("%s,%d, Preffix = %s, Replace = %s, Account = %s\n\r", __func__, __LINE__, row.prefix, row.replace,
-                shown(account));
-  }
-
-  json_object* dialnow = json::array(root, "DialplanDialnow", "data");
-  for (size_t i = 0; i < json::length(dialnow) && i < RULE_ROWS; ++i) {
-    json_object* element = json_object_array_get_idx(dialnow, i);
-    RuleDial& row = g_rule_dial[i];
-    row.id = static_cast<int32_t>(i);
-    json::copy_text(row.rule, sizeof row.rule, json::text(element, "RealTimeDialingRules"), kTextChars);
-    const char* account = json::text(element, "Account");
-    parse_account(account, row.accounts);
-    std::printf("%s,%d, RealTimeDialingRules = %s, Account = %s\n\r", __func__, __LINE__, row.rule, shown(account));
-  }
-
-  // "BlockOut1" to "BlockOut10" with "Account1" to "Account10"; a row
-  // without its account member applies to all accounts.
-  json_object* restrict_rows = json::step(root, "DialplanRestrict");
-  if (restrict_rows != nullptr) {
-    for (int n = 1; n <= RULE_ROWS; ++n) {
-      char pattern_key[32];
-      char account_key[32];
-      std::snprintf(pattern_key, sizeof pattern_key, "%s%d", "BlockOut", n);
-      std::snprintf(account_key, sizeof account_key, "%s%d", "Account", n);
-      RuleLimit& row = g_rule_limit[n - 1];
-      row.id = n - 1;
-      json::copy_text(row.number, sizeof row.number, json::text(restrict_rows, pattern_key), kTextChars);
-      parse_account(json::text(restrict_rows, account_key), row.accounts);
-    }
-  }
-
+  read_data_rows(root, "DialplanReplace", read_replace_row);
+  read_data_rows(root, "DialplanDialnow", read_dial_row);
+  read_restrict_rows(json::step(root, "DialplanRestrict"));
   load_zone(json::step(root, "DialplanAreaCode"), "AreaCode", "AreaCodeMinLen", "AreaCodeMaxLen", "AreaCodeAccount");
   return json_object_put(root);
 }
