@@ -50,7 +50,7 @@ inline int bind_udp(uint16_t port) {
 // datagram back, sending again (tries times in all) while none comes within
 // timeout_ms. Nothing when nothing came (an empty datagram is an answer).
 inline std::optional<std::vector<uint8_t>> exchange(uint16_t port, std::span<const uint8_t> out, size_t capacity,
-                                     int timeout_ms = 2000, int tries = 1) {
+                                                    int timeout_ms = 2000, int tries = 1) {
   int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   if (fd < 0) return std::nullopt;
   timeval tv{timeout_ms / 1000, (timeout_ms % 1000) * 1000};

@@ -26,7 +26,7 @@ struct Layer {
 };
 
 constexpr Layer kLayers[] = {
-    {"base", 0},   {"bus", 1},     {"config", 2},    {"call", 3},   {"dial", 3},
+    {"base", 0},   {"bus", 1},     {"config", 2},    {"call", 3},      {"dial", 3},
     {"device", 3}, {"network", 3}, {"directory", 3}, {"provision", 4}, {"remote", 5},
 };
 
@@ -39,12 +39,12 @@ struct PublicHeader {
 };
 
 constexpr PublicHeader kPublicHeaders[] = {
-    {"export.h", "base"},    {"fileutil.h", "base"},   {"md5.h", "base"},       {"profile.h", "base"},
-    {"text.h", "base"},      {"timezone.h", "config"},   {"zklog.h", "base"},     {"bus_client.h", "bus"},
-    {"fifo.h", "bus"},       {"json_msg.h", "bus"},    {"udp.h", "bus"},        {"syscmd.h", "bus"},
-    {"config.h", "config"},  {"dm.h", "config"},       {"account.h", "call"},   {"dsskey.h", "call"},
-    {"prompt.h", "call"},    {"voip.h", "call"},       {"dial_rule.h", "dial"}, {"dialplan.h", "dial"},
-    {"hotkey.h", "dial"},    {"hal.h", "device"},      {"phonecore.h", "remote"},
+    {"export.h", "base"},   {"fileutil.h", "base"},   {"md5.h", "base"},         {"profile.h", "base"},
+    {"text.h", "base"},     {"timezone.h", "config"}, {"zklog.h", "base"},       {"bus_client.h", "bus"},
+    {"fifo.h", "bus"},      {"json_msg.h", "bus"},    {"udp.h", "bus"},          {"syscmd.h", "bus"},
+    {"config.h", "config"}, {"dm.h", "config"},       {"account.h", "call"},     {"dsskey.h", "call"},
+    {"prompt.h", "call"},   {"voip.h", "call"},       {"dial_rule.h", "dial"},   {"dialplan.h", "dial"},
+    {"hotkey.h", "dial"},   {"hal.h", "device"},      {"phonecore.h", "remote"},
 };
 
 // Arrows against the order that are known and allowed, each with its

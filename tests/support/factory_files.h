@@ -22,8 +22,7 @@ class FactoryFiles {
   FactoryFiles& operator=(const FactoryFiles&) = delete;
 
   static std::string factory_path(std::string_view name) {
-    return name.starts_with("etc/") ? "/customer/" + std::string(name)
-                                    : "/customer/appconfigs/" + std::string(name);
+    return name.starts_with("etc/") ? "/customer/" + std::string(name) : "/customer/appconfigs/" + std::string(name);
   }
 
   // Back to the factory state now (and again at the end); false when a
