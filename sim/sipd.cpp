@@ -618,6 +618,8 @@ class SipPeer {
       {"set", &SipPeer::set_command},           {"state", &SipPeer::state_command},
       {"leave", &SipPeer::leave_command},       {"join", &SipPeer::join_command},
   };
+
+  // Accounts, calls and BLF subscriptions as JSON, for "state".
   std::string state_text() {
     json::Builder root;
     json_object* accounts = json_object_new_array();
