@@ -8,7 +8,7 @@ say() { printf '\n\033[1m== %s\033[0m\n' "$*"; }
 
 say "The phone box is up: host name $(hostname), network of its own"
 ip -o -4 addr show | awk '{print "   interface", $2, $4}'
-echo "   peers running: $(for p in /proc/[0-9]*; do cat "$p/comm" 2>/dev/null; done | grep -E '^(msgserver|configd|sipd)$' | sort | tr '\n' ' ')"
+echo "   peers running: $(for p in /proc/[0-9]*; do cat "$p/comm" 2>/dev/null; done | grep -Fxf <(awk '/^[a-z]/ && $2 != "-" {print $1}' /phonebox/peers.list) | sort | tr '\n' ' ')"
 echo "   /appconfigs after the factory reset:"
 (cd /appconfigs && find . -type f | sort | sed 's|^\./|     |')
 

@@ -17,17 +17,22 @@ mkdir -p /sys/class/gpio /sys/class/pwm/pwmchip0/pwm0
 mkdir -p /run/phonebox
 : > /run/phonebox/calls.log
 
-# The peers start in order: the SIP process needs the message server.
+# The peers of /phonebox/peers.list start in its order (the SIP process
+# needs the message server); each writes its ready file once its ports are
+# bound.
 pids=()
-for peer in msgserver configd sipd; do
-  /phonebox/sim/$peer /run/phonebox/$peer.ready 2>>/run/phonebox/$peer.log &
+while read -r peer ready start; do
+  case $peer in ''|'#'*) continue ;; esac
+  [ "$ready" = file ] || continue
+  readyfile=/run/phonebox/$peer.ready
+  /phonebox/sim/${start//READY/$readyfile} </dev/null 2>>/run/phonebox/$peer.log &
   pids+=($!)
   for _ in $(seq 500); do
-    [ -e /run/phonebox/$peer.ready ] && break
+    [ -e "$readyfile" ] && break
     sleep 0.01
   done
-  [ -e /run/phonebox/$peer.ready ] || { echo "phonebox: $peer did not start" >&2; cat /run/phonebox/$peer.log >&2; exit 125; }
-done
+  [ -e "$readyfile" ] || { echo "phonebox: $peer did not start" >&2; cat /run/phonebox/$peer.log >&2; exit 125; }
+done < /phonebox/peers.list
 
 "$@"
 status=$?

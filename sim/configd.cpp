@@ -2,13 +2,16 @@
 //
 // One GnlConfigRecord in, one out. Numbered stores map to files below
 // /appconfigs (the live status is built from the box's interfaces);
-// category 4102 names its file by the path field. What each answer holds
-// is written down in sim/README.md.
+// category 4102 names its file by the path field. Every request is
+// recorded, and a control port (UDP 27026) lets tests read that record or
+// silence the service. What each answer holds is written down in
+// sim/README.md.
 
 #include <arpa/inet.h>
 #include <ifaddrs.h>
 #include <json-c/json.h>
 #include <net/if.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
@@ -25,10 +28,12 @@
 #include <string>
 #include <vector>
 
+#include "base/json.h"
 #include "config/gnl_frame.h"
 #include "peer.h"
 
 using namespace phonecore::config;
+namespace json = phonecore::json;
 
 namespace {
 
@@ -147,31 +152,15 @@ std::string live_status() {
     }
     close(fd);
   }
-  json_object* o = json_object_new_object();
-  json_object_object_add(o, "ipaddr", json_object_new_string(ip.c_str()));
-  json_object_object_add(o, "netmask", json_object_new_string(mask.c_str()));
-  json_object_object_add(o, "gateway", json_object_new_string(gateway.c_str()));
-  json_object_object_add(o, "dns1", json_object_new_string(dns.size() > 0 ? dns[0].c_str() : ""));
-  json_object_object_add(o, "dns2", json_object_new_string(dns.size() > 1 ? dns[1].c_str() : ""));
-  json_object_object_add(o, "mac", json_object_new_string(mac));
-  std::string text = json_object_to_json_string_ext(o, JSON_C_TO_STRING_PLAIN);
-  json_object_put(o);
-  return text;
+  json::Builder o;
+  o.text("ipaddr", ip.c_str())
+      .text("netmask", mask.c_str())
+      .text("gateway", gateway.c_str())
+      .text("dns1", dns.size() > 0 ? dns[0].c_str() : "")
+      .text("dns2", dns.size() > 1 ? dns[1].c_str() : "")
+      .text("mac", mac);
+  return json_object_to_json_string_ext(o.get(), JSON_C_TO_STRING_PLAIN);
 }
-
-// gl_data: volatile 32-bit values by key; key and value at frame offsets 10
-// and 14. Its category, 0x1006, is the file category 4102: the operation
-// words 0x3005 to 0x3007 tell the requests apart.
-constexpr uint16_t kGlWrite = 0x3005;
-constexpr uint16_t kGlRead = 0x3006;
-constexpr uint16_t kGlReset = 0x3007;
-constexpr size_t kGlKeyOffset = 10;
-constexpr size_t kGlValueOffset = 14;
-
-// Questions, category 4108.
-constexpr uint16_t kCategoryQuestion = 4108;
-constexpr uint16_t kQuestionAccount = 0x2004;
-constexpr uint16_t kQuestionFileExists = 0x3008;
 
 // The volume keys 0 to 8 of gl_data and the hal.cfg levels that a reset
 // gives them back.
@@ -183,11 +172,15 @@ class ConfigService {
  public:
   bool start() {
     fd_ = phonebox::bind_udp(kConfigPort);
-    return fd_ >= 0;
+    return fd_ >= 0 && control_.open(phonebox::kControlPortConfig);
   }
 
   void run() {
     for (;;) {
+      pollfd fds[] = {{fd_, POLLIN, 0}, {control_.fd(), POLLIN, 0}};
+      if (poll(fds, 2, -1) < 0) continue;
+      if (fds[1].revents & POLLIN) control_.serve();
+      if (!(fds[0].revents & POLLIN)) continue;
       sockaddr_in from{};
       socklen_t from_len = sizeof from;
       // One byte more than the record, so that an oversized datagram is seen
@@ -214,6 +207,9 @@ class ConfigService {
     std::memcpy(&req_, in_.data(), n);
     // The data length is cut to what the datagram really holds.
     req_data_len_ = std::min<size_t>(head->data_length, n - kGnlHeaderSize);
+    record_request();
+    // A silent service hears and records, and answers nothing.
+    if (control_.silent()) return 0;
     std::memset(&out_, 0, kGnlHeaderSize);
     out_.magic = kGnlMagic;
     out_.category = req_.category;
@@ -241,35 +237,41 @@ class ConfigService {
     return gnl_datagram_size(out_.data_length);
   }
 
-  int32_t field32(size_t offset) const {
-    int32_t v;
-    std::memcpy(&v, reinterpret_cast<const uint8_t*>(&req_) + offset, sizeof v);
-    return v;
+  // One record line: category, operation, format, path and data length,
+  // in decimal. The path is cut as a read cuts it; "-" when empty, bytes
+  // other than printable ones as \xNN (gl_data and the questions carry
+  // numbers in that field).
+  void record_request() {
+    const size_t n = strnlen(req_.path, std::min<size_t>(req_.path_length, kGnlPathSize - 1));
+    std::string path;
+    for (size_t i = 0; i < n; ++i) {
+      const auto c = static_cast<unsigned char>(req_.path[i]);
+      char escaped[5];
+      snprintf(escaped, sizeof escaped, "\\x%02x", c);
+      path += c > ' ' && c < 0x7F && c != '\\' ? std::string(1, static_cast<char>(c)) : std::string(escaped);
+    }
+    char line[64];
+    snprintf(line, sizeof line, "%u %u %u ", req_.category, req_.operation, req_.format);
+    control_.record(line + (path.empty() ? std::string("-") : path) + " " + std::to_string(req_data_len_));
   }
 
   size_t gl_data() {
     std::memcpy(&out_, &req_, kGnlHeaderSize);  // the frame comes back as it was
     out_.data_length = 0;
-    const int32_t key = field32(kGlKeyOffset);
+    GlDataBody body = gl_body(req_);
     switch (req_.operation) {
       case kGlWrite:
-        gl_data_[key] = field32(kGlValueOffset);
+        gl_data_[body.key] = body.value;
         break;
       case kGlRead: {
-        const int32_t value = gl_data_.count(key) != 0 ? gl_data_[key] : 0;
-        std::memcpy(reinterpret_cast<uint8_t*>(&out_) + kGlValueOffset, &value, sizeof value);
+        body.value = gl_data_.count(body.key) != 0 ? gl_data_[body.key] : 0;
+        put_gl_body(out_, body);
         break;
       }
       case kGlReset: {
-        json_object* hal = json_object_from_file((std::string(kRoot) + "/hal.cfg").c_str());
-        json_object* audio = nullptr;
-        for (size_t k = 0; k < kVolumeKeys.size(); ++k) {
-          json_object* level = nullptr;
-          const bool known = hal != nullptr && json_object_object_get_ex(hal, "audio", &audio) &&
-                             json_object_object_get_ex(audio, kVolumeKeys[k], &level);
-          gl_data_[static_cast<int32_t>(k)] = known ? json_object_get_int(level) : 0;
-        }
-        json_object_put(hal);
+        json::Owned hal(json_object_from_file((std::string(kRoot) + "/hal.cfg").c_str()));
+        for (size_t k = 0; k < kVolumeKeys.size(); ++k)
+          gl_data_[static_cast<int32_t>(k)] = json::integer(hal.get(), "audio", kVolumeKeys[k]);
         break;
       }
       default:
@@ -339,11 +341,8 @@ class ConfigService {
       return;
     }
     // JSON goes out as plain text with its terminator.
-    json_object* o = json_tokener_parse(text->c_str());
-    if (o != nullptr) {
-      *text = json_object_to_json_string_ext(o, JSON_C_TO_STRING_PLAIN);
-      json_object_put(o);
-    }
+    if (json::Owned o{json_tokener_parse(text->c_str())})
+      *text = json_object_to_json_string_ext(o.get(), JSON_C_TO_STRING_PLAIN);
     put_data(text->c_str(), text->size() + 1);
   }
 
@@ -369,16 +368,15 @@ class ConfigService {
       return;
     }
     std::string text(reinterpret_cast<const char*>(req_.data), strnlen(reinterpret_cast<const char*>(req_.data), req_data_len_));
-    json_object* o = json_tokener_parse(text.c_str());
-    if (o == nullptr) {
+    if (!json::Owned(json_tokener_parse(text.c_str()))) {
       phonebox::log_line(kPeer, "write of %s refused: not JSON", path->c_str());
       return;
     }
-    json_object_put(o);
     if (!write_file(*path, text.data(), text.size())) phonebox::log_line(kPeer, "write of %s failed", path->c_str());
   }
 
   int fd_ = -1;
+  phonebox::ControlPort control_;
   std::vector<uint8_t> in_ = std::vector<uint8_t>(kGnlBufferSize + 1);
   GnlConfigRecord req_{};
   size_t req_data_len_ = 0;
@@ -392,7 +390,7 @@ int main(int argc, char** argv) {
   signal(SIGPIPE, SIG_IGN);
   static ConfigService service;  // two 32 KiB records: not on the stack
   if (!service.start()) {
-    perror("configd: bind");
+    phonebox::log_line(kPeer, "cannot start: port %u or control port %u taken", kConfigPort, phonebox::kControlPortConfig);
     return 1;
   }
   phonebox::announce_ready(argc > 1 ? argv[1] : nullptr);

@@ -7,6 +7,10 @@
 //   pbctl write PATH JSON           write a JSON file
 //   pbctl reload CATEGORY           ask the service to reload a store
 //   pbctl sip LINE...               one control line to the SIP process
+//   pbctl control PEER LINE...      one control line to msgserver, configd or sipd
+//
+// The configuration frames go through the library's frame exchange, as the
+// phone's processes send them.
 
 #include <sys/time.h>
 
@@ -15,6 +19,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "bus/bus_wire.h"
@@ -25,29 +30,12 @@ using namespace phonecore;
 
 namespace {
 
-int udp_socket(int timeout_ms) {
-  int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  timeval tv{timeout_ms / 1000, (timeout_ms % 1000) * 1000};
-  setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
-  return fd;
-}
-
-std::vector<uint8_t> exchange(uint16_t port, std::span<const uint8_t> out, size_t capacity) {
-  int fd = udp_socket(2000);
-  sockaddr_in to = phonebox::loopback(port);
-  sendto(fd, out.data(), out.size(), 0, reinterpret_cast<sockaddr*>(&to), sizeof to);
-  std::vector<uint8_t> in(capacity);
-  ssize_t n = recv(fd, in.data(), in.size(), 0);
-  close(fd);
-  in.resize(n > 0 ? static_cast<size_t>(n) : 0);
-  return in;
-}
-
 std::optional<bus::BusControlReply> control(uint16_t id, uint16_t code) {
   bus::BusControlRequest req{bus::kControlMagic, 0, id, code, 1};
   uint8_t out[bus::kControlRequestSize];
   bus::encode_record(req, out);
-  return bus::decode_control_reply(exchange(bus::kControlPort, out, bus::kControlReplyBuffer));
+  auto in = phonebox::exchange(bus::kControlPort, out, bus::kControlReplyBuffer);
+  return in ? bus::decode_control_reply(*in) : std::nullopt;
 }
 
 int cmd_connect(uint16_t id) {
@@ -94,7 +82,7 @@ int cmd_exchange(uint16_t a, uint16_t b, const char* text) {
 }
 
 int cmd_config(uint16_t category, uint16_t operation, const char* path, const char* json) {
-  static config::GnlConfigRecord rec;
+  static config::GnlConfigRecord rec;  // 32 KiB: not on the stack
   memset(&rec, 0, sizeof rec);
   rec.magic = config::kGnlMagic;
   rec.category = category;
@@ -109,34 +97,44 @@ int cmd_config(uint16_t category, uint16_t operation, const char* path, const ch
     memcpy(rec.data, json, n);
     rec.data_length = static_cast<uint16_t>(n);
   }
-  auto* bytes = reinterpret_cast<const uint8_t*>(&rec);
-  auto reply = exchange(config::kConfigPort, {bytes, config::gnl_datagram_size(rec.data_length)}, config::kGnlBufferSize);
-  auto head = config::decode_gnl_head(reply);
+  // The reply comes into the request's own record.
+  auto got = config::frame_exchange(config::kConfigPort, rec, rec);
+  auto head = got ? config::decode_gnl_head({reinterpret_cast<const uint8_t*>(&rec), *got}) : std::nullopt;
   if (!head || head->category != category) return printf("no answer from the configuration service\n"), 1;
-  size_t n = std::min<size_t>(head->data_length, reply.size() - config::kGnlHeaderSize);
+  size_t n = std::min<size_t>(head->data_length, *got - config::kGnlHeaderSize);
   printf("answer: category %u, operation %u, %u data bytes%s", head->category, head->operation, head->data_length,
          n > 0 ? ":\n" : "\n");
-  if (n > 0) printf("%.*s\n", static_cast<int>(strnlen(reinterpret_cast<const char*>(reply.data()) + config::kGnlHeaderSize, n)),
-                    reinterpret_cast<const char*>(reply.data()) + config::kGnlHeaderSize);
+  const char* data = reinterpret_cast<const char*>(rec.data);
+  if (n > 0) printf("%.*s\n", static_cast<int>(strnlen(data, n)), data);
   return 0;
 }
 
-// One line to the SIP process's control port; its answer on stdout.
-int cmd_sip(int argc, char** argv) {
+struct ControlPeer {
+  std::string_view name;
+  uint16_t port;
+};
+constexpr ControlPeer kControlPeers[] = {
+    {"msgserver", phonebox::kControlPortMessageServer},
+    {"configd", phonebox::kControlPortConfig},
+    {"sipd", phonebox::kControlPortSip},
+};
+
+// One line (the words from argv[first] on) to a peer's control port; its
+// answer on stdout.
+int cmd_control(const ControlPeer& peer, int first, int argc, char** argv) {
   std::string line;
-  for (int i = 2; i < argc; ++i) {
-    if (i > 2) line += ' ';
+  for (int i = first; i < argc; ++i) {
+    if (i > first) line += ' ';
     line += argv[i];
   }
-  std::vector<uint8_t> in = exchange(27098, std::span<const uint8_t>(reinterpret_cast<const uint8_t*>(line.data()),
-                                                                     line.size()),
-                                     65536);
-  if (in.empty()) {
-    fprintf(stderr, "sipd did not answer\n");
+  auto in = phonebox::exchange(peer.port, {reinterpret_cast<const uint8_t*>(line.data()), line.size()}, 65536);
+  if (!in) {
+    fprintf(stderr, "%.*s did not answer\n", static_cast<int>(peer.name.size()), peer.name.data());
     return 1;
   }
-  std::string answer(in.begin(), in.end());
-  printf("%s%s", answer.c_str(), answer.empty() || answer.back() != '\n' ? "\n" : "");
+  // An empty answer (an empty record) prints nothing.
+  std::string answer(in->begin(), in->end());
+  printf("%s%s", answer.c_str(), answer.empty() || answer.back() == '\n' ? "" : "\n");
   return answer.rfind("error", 0) == 0 ? 1 : 0;
 }
 
@@ -154,9 +152,13 @@ int main(int argc, char** argv) {
   }
   if (cmd == "write" && argc == 4) return cmd_config(config::kCategoryFile, config::kOperationWrite, argv[2], argv[3]);
   if (cmd == "reload" && argc == 3) return cmd_config(atoi(argv[2]), config::kOperationReload, nullptr, nullptr);
-  if (cmd == "sip" && argc >= 3) return cmd_sip(argc, argv);
+  if (cmd == "sip" && argc >= 3) return cmd_control(kControlPeers[2], 2, argc, argv);
+  if (cmd == "control" && argc >= 4) {
+    for (const ControlPeer& peer : kControlPeers)
+      if (peer.name == argv[2]) return cmd_control(peer, 3, argc, argv);
+  }
   fprintf(stderr,
           "usage: pbctl exchange ID_A ID_B TEXT | connect ID | read PATH|CATEGORY | write PATH JSON | reload CATEGORY"
-          " | sip LINE\n");
+          " | sip LINE | control msgserver|configd|sipd LINE\n");
   return 2;
 }

@@ -24,23 +24,20 @@
 #include <tuple>
 #include <vector>
 
+#include "base/json.h"
 #include "bus/bus_wire.h"
 #include "peer.h"
 #include "phonecore/account.h"
 
 using namespace phonecore::bus;
+namespace json = phonecore::json;
 
 namespace {
 
 constexpr const char* kPeer = "sipd";
-constexpr uint16_t kControlPortSip = 27098;
 constexpr uint16_t kSelf = kBusIdSip;
-constexpr uint16_t kKindNumeric = 1;
-constexpr uint16_t kKindEvent = 2;
-constexpr uint16_t kKindCommand = 3;
-constexpr uint16_t kKindDirected = 9;
-constexpr uint16_t kMsgtypeBinary = 6;
-constexpr uint16_t kMsgtypeAccounts = 7;
+// The seq of the packets that answer no request: events and broadcasts.
+constexpr uint16_t kUnaskedSeq = 0x0F0F;
 constexpr int kAccounts = 4;
 constexpr int kConnectAfterMs = 40;  // far end answers (or refuses) this long after the dial
 constexpr size_t kDatagramBuffer = 65536;
@@ -73,22 +70,12 @@ struct Outgoing {
   std::vector<uint8_t> bytes;
 };
 
-std::string jtext(json_object* o, const char* key) {
-  json_object* v = nullptr;
-  if (!json_object_object_get_ex(o, key, &v)) return "";
-  const char* s = json_object_get_string(v);
-  return s != nullptr ? s : "";
-}
-int jint(json_object* o, const char* key) {
-  json_object* v = nullptr;
-  return json_object_object_get_ex(o, key, &v) ? json_object_get_int(v) : 0;
-}
+std::string or_empty(const char* text) { return text != nullptr ? text : ""; }
 
 class SipPeer {
  public:
   bool start() {
-    control_fd_ = phonebox::bind_udp(kControlPortSip);
-    if (control_fd_ < 0) return false;
+    if (!control_.open(phonebox::kControlPortSip)) return false;
     if (!connect_session()) return false;
     reset();
     return true;
@@ -100,21 +87,13 @@ class SipPeer {
       flush_due();
       int wait = -1;
       if (!queue_.empty()) wait = static_cast<int>(std::max<int64_t>(0, queue_.front().due - now_ms()));
-      pollfd fds[] = {{session_fd_, POLLIN, 0}, {control_fd_, POLLIN, 0}};
+      pollfd fds[] = {{session_fd_, POLLIN, 0}, {control_.fd(), POLLIN, 0}};
       if (poll(fds, 2, wait) < 0) continue;
       if (fds[0].revents & POLLIN) {
         ssize_t n = recv(session_fd_, buf.data(), buf.size(), 0);
         if (n > 0) on_packet(std::span<const uint8_t>(buf.data(), static_cast<size_t>(n)));
       }
-      if (fds[1].revents & POLLIN) {
-        sockaddr_in from{};
-        socklen_t len = sizeof from;
-        ssize_t n = recvfrom(control_fd_, buf.data(), buf.size() - 1, 0, reinterpret_cast<sockaddr*>(&from), &len);
-        if (n >= 0) {
-          std::string answer = on_control(std::string(reinterpret_cast<char*>(buf.data()), static_cast<size_t>(n)));
-          sendto(control_fd_, answer.data(), answer.size(), 0, reinterpret_cast<sockaddr*>(&from), len);
-        }
-      }
+      if (fds[1].revents & POLLIN) control_.serve(*this, kControl);
     }
   }
 
@@ -123,34 +102,23 @@ class SipPeer {
   // id 4098 itself.
   void leave_session() {
     if (session_fd_ < 0) return;
-    int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    BusControlRequest req{kControlMagic, 0, kSelf, kControlDisconnect, 1};
-    sockaddr_in server = phonebox::loopback(kControlPort);
-    timeval tv{2, 0};
-    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
-    sendto(fd, &req, sizeof req, 0, reinterpret_cast<sockaddr*>(&server), sizeof server);
-    uint8_t in[kControlReplyBuffer];
-    recv(fd, in, sizeof in, 0);
-    close(fd);
+    bus_control(kControlDisconnect, 1);
     close(session_fd_);
     session_fd_ = -1;
     queue_.clear();
   }
 
+  // One request of bus id 4098 to the message server's control port, and
+  // its reply.
+  std::optional<BusControlReply> bus_control(uint16_t code, int tries) {
+    uint8_t out[kControlRequestSize];
+    encode_record(BusControlRequest{kControlMagic, 0, kSelf, code, 1}, out);
+    auto in = phonebox::exchange(kControlPort, out, kControlReplyBuffer, 2000, tries);
+    return in ? decode_control_reply(*in) : std::nullopt;
+  }
+
   bool connect_session() {
-    int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    BusControlRequest req{kControlMagic, 0, kSelf, kControlConnect, 1};
-    sockaddr_in server = phonebox::loopback(kControlPort);
-    timeval tv{2, 0};
-    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
-    std::optional<BusControlReply> reply;
-    for (int attempt = 0; attempt < 5 && !reply; ++attempt) {
-      sendto(fd, &req, sizeof req, 0, reinterpret_cast<sockaddr*>(&server), sizeof server);
-      uint8_t in[kControlReplyBuffer];
-      ssize_t n = recv(fd, in, sizeof in, 0);
-      if (n > 0) reply = decode_control_reply(std::span<const uint8_t>(in, static_cast<size_t>(n)));
-    }
-    close(fd);
+    auto reply = bus_control(kControlConnect, 5);
     if (!reply || reply->status != 0) return false;
     server_port_ = reply->server_port;
     session_fd_ = phonebox::bind_udp(reply->local_port);
@@ -162,9 +130,9 @@ class SipPeer {
   void reset() {
     calls_.clear();
     blf_.clear();
-    record_.clear();
+    control_.clear();
+    control_.set_silent(false);
     queue_.clear();
-    silent_ = false;
     delay_ms_ = kDefaultDelayMs;
     outcome_ = "connect";
     next_call_ = 1;
@@ -185,29 +153,21 @@ class SipPeer {
 
   // Accounts as the account store describes them; registration stays.
   void load_accounts() {
-    json_object* root = json_object_from_file("/appconfigs/voip.cfg");
-    json_object* array = nullptr;
-    if (root != nullptr) json_object_object_get_ex(root, "account", &array);
+    json::Owned root(json_object_from_file("/appconfigs/voip.cfg"));
+    json_object* array = json::array(root.get(), "account");
     for (int i = 0; i < kAccounts; ++i) {
       Account& a = accounts_[i];
-      json_object* e = json_object_is_type(array, json_type_array) && static_cast<size_t>(i) < json_object_array_length(array)
-                           ? json_object_array_get_idx(array, static_cast<size_t>(i))
-                           : nullptr;
-      json_object* creds = nullptr;
-      json_object* cred = nullptr;
-      if (e != nullptr && json_object_object_get_ex(e, "cred_acc", &creds) &&
-          json_object_is_type(creds, json_type_array) && json_object_array_length(creds) > 0)
-        cred = json_object_array_get_idx(creds, 0);
-      a.enabled = e != nullptr && jint(e, "enable") == 1 && !jtext(e, "registrar").empty();
-      a.server = e != nullptr ? jtext(e, "SIP1ServerAddr") : "";
-      a.port = e != nullptr ? jtext(e, "SIP1ServerAddrPort") : "";
-      a.label = cred != nullptr ? jtext(cred, "label") : "";
-      a.user = cred != nullptr ? jtext(cred, "username") : "";
-      a.display = cred != nullptr ? jtext(cred, "display") : "";
-      a.regname = cred != nullptr ? jtext(cred, "regname") : "";
+      json_object* e = json::element(array, static_cast<size_t>(i));
+      json_object* cred = json::element(json::array(e, "cred_acc"), 0);
+      a.enabled = e != nullptr && json::integer(e, "enable") == 1 && !or_empty(json::text(e, "registrar")).empty();
+      a.server = or_empty(json::text(e, "SIP1ServerAddr"));
+      a.port = or_empty(json::text(e, "SIP1ServerAddrPort"));
+      a.label = or_empty(json::text(cred, "label"));
+      a.user = or_empty(json::text(cred, "username"));
+      a.display = or_empty(json::text(cred, "display"));
+      a.regname = or_empty(json::text(cred, "regname"));
       if (a.user.empty()) a.enabled = false;
     }
-    if (root != nullptr) json_object_put(root);
   }
 
   // Record i in the wire layout the library reads.
@@ -243,12 +203,9 @@ class SipPeer {
     if (a.online == online) return;
     a.online = online;
     phonebox::log_line(kPeer, "account %d %s", account, online ? "registered" : "unregistered");
-    json_object* data = json_object_new_object();
-    json_object_object_add(data, "acc_id", json_object_new_int(account));
-    json_object_object_add(data, "bOnline", json_object_new_int(online));
-    event("reg_changed", data, 0);
+    event("reg_changed", json::Builder().integer("acc_id", account).integer("bOnline", online).release(), 0);
     std::vector<uint8_t> recs = records(kAccounts);
-    queue(packet(0x0F0F, kMsgtypeAccounts, kKindNumeric, kBusIdAll, recs), 0);
+    queue(packet(kUnaskedSeq, kMsgtypeAccounts, kKindNumeric, kBusIdAll, recs), 0);
   }
 
   // Registers every configured account and drops the others.
@@ -291,31 +248,28 @@ class SipPeer {
 
   // An event to every session: kind 2, dest 65535. Takes over data.
   void event(const char* name, json_object* data, int after_ms) {
-    json_object* root = json_object_new_object();
-    json_object_object_add(root, "msgtype", json_object_new_string(name));
-    json_object_object_add(root, "data", data);
-    std::string text = json_object_to_json_string_ext(root, JSON_C_TO_STRING_PLAIN);
-    json_object_put(root);
-    queue(packet(0x0F0F, 0, kKindEvent, kBusIdAll, bytes(text)), after_ms);
+    json::Builder root;
+    root.text("msgtype", name).member("data", data);
+    std::string text = json_object_to_json_string_ext(root.get(), JSON_C_TO_STRING_PLAIN);
+    queue(packet(kUnaskedSeq, kMsgtypeJson, kKindEvent, kBusIdAll, bytes(text)), after_ms);
   }
 
   // A reply to a request: same seq, kind 9, to its source. Takes over data.
   void reply(const BusPacketHeader& req, const std::string& name, const char* status, json_object* data) {
-    if (silent_) {
+    if (control_.silent()) {
       json_object_put(data);
       return;
     }
-    json_object* root = json_object_new_object();
-    json_object_object_add(root, "msgtype", json_object_new_string(name.c_str()));
-    if (status != nullptr) json_object_object_add(root, "status", json_object_new_string(status));
-    if (data != nullptr) json_object_object_add(root, "data", data);
-    std::string text = json_object_to_json_string_ext(root, JSON_C_TO_STRING_PLAIN);
-    json_object_put(root);
-    queue(packet(req.seq, 0, kKindDirected, req.source, bytes(text)), delay_ms_);
+    json::Builder root;
+    root.text("msgtype", name.c_str());
+    if (status != nullptr) root.text("status", status);
+    if (data != nullptr) root.member("data", data);
+    std::string text = json_object_to_json_string_ext(root.get(), JSON_C_TO_STRING_PLAIN);
+    queue(packet(req.seq, kMsgtypeJson, kKindDirected, req.source, bytes(text)), delay_ms_);
   }
 
   void reply_binary(const BusPacketHeader& req, std::span<const uint8_t> payload) {
-    if (silent_) return;
+    if (control_.silent()) return;
     queue(packet(req.seq, kMsgtypeBinary, kKindNumeric, req.source, payload), delay_ms_);
   }
 
@@ -330,148 +284,215 @@ class SipPeer {
     while (!payload.empty() && payload.back() == '\0') payload.pop_back();
     char head[48];
     snprintf(head, sizeof head, "%u %u ", h->kind, h->msgtype);
-    record_.push_back(head + payload);
+    control_.record(head + payload);
 
     // A silent SIP process hears and records, and does nothing else.
-    if (silent_) return;
-    json_object* root = json_tokener_parse(payload.c_str());
-    if (root == nullptr) return;
+    if (control_.silent()) return;
+    json::Owned root(json_tokener_parse(payload.c_str()));
+    if (!root) return;
     if (h->kind == kKindCommand) {
-      on_command(jtext(root, "cmd"));
+      on_command(or_empty(json::text(root.get(), "cmd")));
     } else {
-      json_object* data = nullptr;
-      json_object_object_get_ex(root, "data", &data);
-      on_request(*h, jtext(root, "msgtype"), data);
+      on_request(*h, or_empty(json::text(root.get(), "msgtype")), json::at(root.get(), "data"));
     }
-    json_object_put(root);
   }
 
   void on_command(const std::string& cmd) {
     if (cmd == "reload_account" || cmd == "reload_sip_base") register_all();
   }
 
-  json_object* object(std::initializer_list<std::pair<const char*, json_object*>> members) {
-    json_object* o = json_object_new_object();
-    for (auto& [k, v] : members) json_object_object_add(o, k, v);
-    return o;
-  }
-  static json_object* I(int v) { return json_object_new_int(v); }
-  static json_object* S(const std::string& v) { return json_object_new_string(v.c_str()); }
+  // A request names its handler; what a row does not name is recorded and
+  // answered by nothing.
+  using RequestHandler = void (SipPeer::*)(const BusPacketHeader& h, const std::string& name, json_object* data);
+  struct RequestRow {
+    std::string_view name;
+    RequestHandler run;
+  };
 
   void on_request(const BusPacketHeader& h, const std::string& name, json_object* data) {
-    const std::string response = name + "_response";
-    if (h.msgtype == kMsgtypeBinary) {
-      if (name == "account_get") {
-        reply_binary(h, records(record_count_));
-      } else if (name == "warnningist_get") {
-        reply_binary(h, bytes(warnings_));
-        if (jint(data, "isCleard") != 0) warnings_.clear();
-      }
-      return;
-    }
-    if (name == "phone_dail") {
-      dial(h, jint(data, "dialAccId"), jtext(data, "phoneNumber"));
-    } else if (name == "phone_hangup") {
-      const int id = jint(data, "current_call");
-      auto c = calls_.find(id);
-      if (c != calls_.end()) {
-        event("disconnect", object({{"accNumber", I(c->second.account)}, {"call_id", I(id)}, {"flags", I(0)}}), 5);
-        calls_.erase(c);
-      }
-    } else if (name == "phone_hold" || name == "phone_resume") {
-      auto c = calls_.find(jint(data, "current_call"));
-      if (c != calls_.end() && c->second.state != "connecting" && c->second.state != "incoming") {
-        c->second.state = name == "phone_hold" ? "held" : "connected";
-        event("invite_response", object({{"accNumber", I(c->second.account)}, {"flags", I(200)}}), 5);
-      }
-    } else if (name == "phone_answer") {
-      answer(jint(data, "current_call"), jint(data, "acceptFlag"));
-    } else if (name == "phone_register") {
-      const int account = jint(data, "lineId");
-      if (account >= 1 && account <= kAccounts) {
-        load_accounts();
-        set_online(account, jint(data, "registerFlag") != 0 && accounts_[account - 1].enabled ? 1 : 0);
-      }
-    } else if (name == "hook_switch") {
-      dev_ = jint(data, "dev");
-    } else if (name == "set_rec_history") {
-      rec_history_ = jint(data, "enableFlag");
-    } else if (name == "voip_int_val_set") {
-      variables_[jint(data, "variable")] = jint(data, "value");
-    } else if (name == "tip_info_clear") {
-      tip_unread_ = 0;
-    } else if (name == "blf_subscribe") {
-      const int flag = jint(data, "startFlag");
-      auto target = std::make_pair(jint(data, "acc_id"), jtext(data, "number"));
-      if (flag & 1) blf_[target] = flag >> 8;
-      else blf_.erase(target);
-      reply(h, response, "0", nullptr);
-    } else if (name == "phone_info_get") {
-      int dialling = 0;
-      for (auto& [id, c] : calls_) dialling |= c.state == "connecting";
-      reply(h, response, "0",
-            object({{"curHookState", I(dev_ != 0 ? 1 : 0)}, {"curDevType", I(dev_)}, {"dialFlag", I(dialling)}}));
-    } else if (name == "phone_state_get") {
-      reply(h, response, "0",
-            object({{"acc1Status", I(accounts_[0].online)}, {"acc2Status", I(accounts_[1].online)},
-                    {"acc3Status", I(accounts_[2].online)}, {"acc4Status", I(accounts_[3].online)}}));
-    } else if (name == "get_rec_history") {
-      reply(h, response, "0", object({{"enableFlag", I(rec_history_)}}));
-    } else if (name == "call_info") {
-      auto c = calls_.find(jint(data, "callId"));
-      if (c == calls_.end()) {
-        reply(h, response, "-1", json_object_new_object());
-      } else {
-        const Account& a = accounts_[c->second.account - 1];
-        reply(h, response, "0",
-              object({{"fromAccount", S(c->second.outgoing ? a.user : c->second.number)},
-                      {"toAccount", S(c->second.outgoing ? c->second.number : a.user)},
-                      {"acc_id", I(c->second.account)}}));
-      }
-    } else if (name == "tip_info_get") {
-      reply(h, response, "0",
-            object({{"tranfernum", S(tip_number_)},
-                    {"unreadnum", I(tip_unread_)},
-                    {"id", I(tip_id_)},
-                    {"accID", I(tip_account_)}}));
-    } else if (name == "voice_get_power") {
-      reply(h, name, "0", object({{"power", I(power_)}}));
-    } else if (name == "voip_in_val_get") {
-      const int variable = jint(data, "variable");
-      reply(h, name, "0",
-            object({{"variable", I(wrong_variable_ ? variable + 1 : variable)}, {"value", I(variables_[variable])}}));
-    }
+    const auto& rows = h.msgtype == kMsgtypeBinary ? std::span<const RequestRow>(kBinaryRequests)
+                                                   : std::span<const RequestRow>(kRequests);
+    for (const RequestRow& row : rows)
+      if (row.name == name) return (this->*row.run)(h, name, data);
   }
 
+  static std::string response(const std::string& name) { return name + "_response"; }
+
+  void account_get(const BusPacketHeader& h, const std::string&, json_object*) {
+    reply_binary(h, records(record_count_));
+  }
+  void warnings_get(const BusPacketHeader& h, const std::string&, json_object* data) {
+    reply_binary(h, bytes(warnings_));
+    if (json::integer(data, "isCleard") != 0) warnings_.clear();
+  }
+  void phone_dail(const BusPacketHeader& h, const std::string&, json_object* data) {
+    dial(h, json::integer(data, "dialAccId"), or_empty(json::text(data, "phoneNumber")));
+  }
+  void phone_hangup(const BusPacketHeader&, const std::string&, json_object* data) {
+    const int id = json::integer(data, "current_call");
+    auto c = calls_.find(id);
+    if (c == calls_.end()) return;
+    event("disconnect",
+          json::Builder().integer("accNumber", c->second.account).integer("call_id", id).integer("flags", 0).release(),
+          5);
+    calls_.erase(c);
+  }
+  void hold_or_resume(const BusPacketHeader&, const std::string& name, json_object* data) {
+    auto c = calls_.find(json::integer(data, "current_call"));
+    if (c == calls_.end() || c->second.state == "connecting" || c->second.state == "incoming") return;
+    c->second.state = name == "phone_hold" ? "held" : "connected";
+    event("invite_response", json::Builder().integer("accNumber", c->second.account).integer("flags", 200).release(),
+          5);
+  }
+  void phone_answer(const BusPacketHeader&, const std::string&, json_object* data) {
+    answer(json::integer(data, "current_call"), json::integer(data, "acceptFlag"));
+  }
+  void phone_register(const BusPacketHeader&, const std::string&, json_object* data) {
+    const int account = json::integer(data, "lineId");
+    if (account < 1 || account > kAccounts) return;
+    load_accounts();
+    set_online(account, json::integer(data, "registerFlag") != 0 && accounts_[account - 1].enabled ? 1 : 0);
+  }
+  void hook_switch(const BusPacketHeader&, const std::string&, json_object* data) { dev_ = json::integer(data, "dev"); }
+  void set_rec_history(const BusPacketHeader&, const std::string&, json_object* data) {
+    rec_history_ = json::integer(data, "enableFlag");
+  }
+  void int_val_set(const BusPacketHeader&, const std::string&, json_object* data) {
+    variables_[json::integer(data, "variable")] = json::integer(data, "value");
+  }
+  void tip_info_clear(const BusPacketHeader&, const std::string&, json_object*) { tip_unread_ = 0; }
+  void blf_subscribe(const BusPacketHeader& h, const std::string& name, json_object* data) {
+    const int flag = json::integer(data, "startFlag");
+    auto target = std::make_pair(json::integer(data, "acc_id"), or_empty(json::text(data, "number")));
+    if (flag & 1) blf_[target] = flag >> 8;
+    else blf_.erase(target);
+    reply(h, response(name), "0", nullptr);
+  }
+  void phone_info_get(const BusPacketHeader& h, const std::string& name, json_object*) {
+    int dialling = 0;
+    for (auto& [id, c] : calls_) dialling |= c.state == "connecting";
+    reply(h, response(name), "0",
+          json::Builder()
+              .integer("curHookState", dev_ != 0 ? 1 : 0)
+              .integer("curDevType", dev_)
+              .integer("dialFlag", dialling)
+              .release());
+  }
+  void phone_state_get(const BusPacketHeader& h, const std::string& name, json_object*) {
+    reply(h, response(name), "0",
+          json::Builder()
+              .integer("acc1Status", accounts_[0].online)
+              .integer("acc2Status", accounts_[1].online)
+              .integer("acc3Status", accounts_[2].online)
+              .integer("acc4Status", accounts_[3].online)
+              .release());
+  }
+  void get_rec_history(const BusPacketHeader& h, const std::string& name, json_object*) {
+    reply(h, response(name), "0", json::Builder().integer("enableFlag", rec_history_).release());
+  }
+  void call_info(const BusPacketHeader& h, const std::string& name, json_object* data) {
+    auto c = calls_.find(json::integer(data, "callId"));
+    if (c == calls_.end()) return reply(h, response(name), "-1", json_object_new_object());
+    const Account& a = accounts_[c->second.account - 1];
+    reply(h, response(name), "0",
+          json::Builder()
+              .text("fromAccount", (c->second.outgoing ? a.user : c->second.number).c_str())
+              .text("toAccount", (c->second.outgoing ? c->second.number : a.user).c_str())
+              .integer("acc_id", c->second.account)
+              .release());
+  }
+  void tip_info_get(const BusPacketHeader& h, const std::string& name, json_object*) {
+    reply(h, response(name), "0",
+          json::Builder()
+              .text("tranfernum", tip_number_.c_str())
+              .integer("unreadnum", tip_unread_)
+              .integer("id", tip_id_)
+              .integer("accID", tip_account_)
+              .release());
+  }
+  // These two answer under their own name.
+  void voice_get_power(const BusPacketHeader& h, const std::string& name, json_object*) {
+    reply(h, name, "0", json::Builder().integer("power", power_).release());
+  }
+  void int_val_get(const BusPacketHeader& h, const std::string& name, json_object* data) {
+    const int variable = json::integer(data, "variable");
+    reply(h, name, "0",
+          json::Builder()
+              .integer("variable", wrong_variable_ ? variable + 1 : variable)
+              .integer("value", variables_[variable])
+              .release());
+  }
+
+  static constexpr RequestRow kBinaryRequests[] = {
+      {"account_get", &SipPeer::account_get},
+      {"warnningist_get", &SipPeer::warnings_get},
+  };
+  static constexpr RequestRow kRequests[] = {
+      {"phone_dail", &SipPeer::phone_dail},
+      {"phone_hangup", &SipPeer::phone_hangup},
+      {"phone_hold", &SipPeer::hold_or_resume},
+      {"phone_resume", &SipPeer::hold_or_resume},
+      {"phone_answer", &SipPeer::phone_answer},
+      {"phone_register", &SipPeer::phone_register},
+      {"hook_switch", &SipPeer::hook_switch},
+      {"set_rec_history", &SipPeer::set_rec_history},
+      {"voip_int_val_set", &SipPeer::int_val_set},
+      {"tip_info_clear", &SipPeer::tip_info_clear},
+      {"blf_subscribe", &SipPeer::blf_subscribe},
+      {"phone_info_get", &SipPeer::phone_info_get},
+      {"phone_state_get", &SipPeer::phone_state_get},
+      {"get_rec_history", &SipPeer::get_rec_history},
+      {"call_info", &SipPeer::call_info},
+      {"tip_info_get", &SipPeer::tip_info_get},
+      {"voice_get_power", &SipPeer::voice_get_power},
+      {"voip_in_val_get", &SipPeer::int_val_get},
+  };
   void dial(const BusPacketHeader& h, int account, const std::string& number) {
     if (account < 1 || account > kAccounts || accounts_[account - 1].online != 1) {
-      reply(h, "phone_dail_response", "-1", object({{"desc", S("Account not registered")}}));
+      reply(h, "phone_dail_response", "-1", json::Builder().text("desc", "Account not registered").release());
       return;
     }
     if (number.empty()) {
-      reply(h, "phone_dail_response", "-1", object({{"desc", S("Address Incomplete!")}}));
+      reply(h, "phone_dail_response", "-1", json::Builder().text("desc", "Address Incomplete!").release());
       return;
     }
     const int id = next_call_++;
     calls_[id] = Call{account, number, "connecting", true};
     char text[16];
     snprintf(text, sizeof text, "%d", id);
-    reply(h, "phone_dail_response", text, object({{"desc", S("calling " + number)}}));
+    reply(h, "phone_dail_response", text, json::Builder().text("desc", ("calling " + number).c_str()).release());
     const Account& a = accounts_[account - 1];
     event("connecting",
-          object({{"from", S(a.user)}, {"to", S(number)}, {"acc", I(account)}, {"id", I(id)}, {"inF", I(0)},
-                  {"tFlag", I(0)}, {"div", S("")}, {"dis", S(a.display)}, {"backup_callid", I(0)},
-                  {"call_id_gl", S(std::to_string(id) + "@sipd")}}),
+          json::Builder()
+              .text("from", a.user.c_str())
+              .text("to", number.c_str())
+              .integer("acc", account)
+              .integer("id", id)
+              .integer("inF", 0)
+              .integer("tFlag", 0)
+              .text("div", "")
+              .text("dis", a.display.c_str())
+              .integer("backup_callid", 0)
+              .text("call_id_gl", (std::to_string(id) + "@sipd").c_str())
+              .release(),
           delay_ms_ + 5);
     if (outcome_ == "connect") {
       calls_[id].state = "connected";
       event("connect",
-            object({{"accNumber", I(account)}, {"call_id", I(id)}, {"flags", I(0)}, {"handfree_tag", I(0)},
-                    {"calledID", S(number)}, {"callID", S(number)}, {"dis", S("")}}),
+            json::Builder()
+                .integer("accNumber", account)
+                .integer("call_id", id)
+                .integer("flags", 0)
+                .integer("handfree_tag", 0)
+                .text("calledID", number.c_str())
+                .text("callID", number.c_str())
+                .text("dis", "")
+                .release(),
             delay_ms_ + kConnectAfterMs);
     } else if (outcome_ == "disconnect") {
       calls_.erase(id);
-      event("disconnect", object({{"accNumber", I(account)}, {"call_id", I(id)}, {"flags", I(486)}}),
+      event("disconnect",
+            json::Builder().integer("accNumber", account).integer("call_id", id).integer("flags", 486).release(),
             delay_ms_ + kConnectAfterMs);
     }
   }
@@ -482,132 +503,161 @@ class SipPeer {
     if (accept != 0) {
       c->second.state = "connected";
       event("connect",
-            object({{"accNumber", I(c->second.account)}, {"call_id", I(id)}, {"flags", I(1)}, {"handfree_tag", I(0)},
-                    {"calledID", S(accounts_[c->second.account - 1].user)}, {"callID", S(c->second.number)},
-                    {"dis", S("")}}),
+            json::Builder()
+                .integer("accNumber", c->second.account)
+                .integer("call_id", id)
+                .integer("flags", 1)
+                .integer("handfree_tag", 0)
+                .text("calledID", accounts_[c->second.account - 1].user.c_str())
+                .text("callID", c->second.number.c_str())
+                .text("dis", "")
+                .release(),
             5);
     } else {
-      event("disconnect", object({{"accNumber", I(c->second.account)}, {"call_id", I(id)}, {"flags", I(603)}}), 5);
+      event("disconnect",
+            json::Builder()
+                .integer("accNumber", c->second.account)
+                .integer("call_id", id)
+                .integer("flags", 603)
+                .release(),
+            5);
       calls_.erase(c);
     }
   }
 
   // Control ------------------------------------------------------------------
+  // ping, log, clear and silent are the control port's own; these are the
+  // SIP process's.
 
-  std::string on_control(const std::string& line) {
-    std::istringstream in(line);
-    std::string cmd;
-    in >> cmd;
-    std::string rest;
-    std::getline(in >> std::ws, rest);
-    if (cmd == "ping") return "pong";
-    if (cmd == "log") {
-      std::string out;
-      for (auto& r : record_) out += r + "\n";
-      return out;
-    }
-    if (cmd == "clear") {
-      record_.clear();
-      return "ok";
-    }
-    if (cmd == "reset") {
-      reset();
-      return "ok";
-    }
-    if (cmd == "silent") {
-      silent_ = rest != "0";
-      return "ok";
-    }
-    if (cmd == "delay") {
-      delay_ms_ = std::max(0, std::atoi(rest.c_str()));
-      return "ok";
-    }
-    if (cmd == "outcome") {
-      if (rest != "connect" && rest != "disconnect" && rest != "ring") return "error: outcome connect|disconnect|ring";
-      outcome_ = rest;
-      return "ok";
-    }
-    if (cmd == "event") {
-      // A raw event text, sent as it is (kind 2, dest 65535).
-      queue(packet(0x0F0F, 0, kKindEvent, kBusIdAll, bytes(rest)), 0);
-      return "ok";
-    }
-    if (cmd == "reg") {
-      int account = 0, online = 0;
-      std::istringstream(rest) >> account >> online;
-      if (account < 1 || account > kAccounts) return "error: reg ACCOUNT(1-4) ONLINE";
-      load_accounts();
-      set_online(account, online);
-      return "ok";
-    }
-    if (cmd == "incoming") {
-      int account = 0;
-      std::string number;
-      std::istringstream(rest) >> account >> number;
-      if (account < 1 || account > kAccounts || number.empty()) return "error: incoming ACCOUNT NUMBER";
-      const int id = next_call_++;
-      calls_[id] = Call{account, number, "incoming", false};
-      event("incoming_call",
-            object({{"callID", S(number)}, {"calledID", S(accounts_[account - 1].user)}, {"accNumber", I(account)},
-                    {"flags", I(0)}, {"dirInFlag", I(1)}}),
-            0);
-      return std::to_string(id);
-    }
-    if (cmd == "set") {
-      std::istringstream args(rest);
-      std::string what;
-      args >> what;
-      if (what == "power") args >> power_;
-      else if (what == "wrongvar") args >> wrong_variable_;
-      else if (what == "records") args >> record_count_;
-      else if (what == "tip") args >> tip_number_ >> tip_unread_ >> tip_id_ >> tip_account_;
-      else if (what == "warnings") std::getline(args >> std::ws, warnings_);
-      else return "error: set power|wrongvar|records|tip|warnings";
-      record_count_ = std::clamp(record_count_, 0, 16);
-      return "ok";
-    }
-    if (cmd == "state") return state_text();
-    if (cmd == "leave") {
-      leave_session();
-      return "ok";
-    }
-    if (cmd == "join") {
-      if (session_fd_ >= 0) return "ok";
-      return connect_session() ? "ok" : "error: bus id 4098 taken";
-    }
-    return "error: unknown command";
+  std::string reset_command(const std::string&) {
+    reset();
+    return "ok";
+  }
+  std::string delay_command(const std::string& rest) {
+    delay_ms_ = std::max(0, std::atoi(rest.c_str()));
+    return "ok";
+  }
+  std::string outcome_command(const std::string& rest) {
+    if (rest != "connect" && rest != "disconnect" && rest != "ring") return "error: outcome connect|disconnect|ring";
+    outcome_ = rest;
+    return "ok";
+  }
+  // A raw event text, sent as it is (kind 2, dest 65535).
+  std::string event_command(const std::string& rest) {
+    queue(packet(kUnaskedSeq, kMsgtypeJson, kKindEvent, kBusIdAll, bytes(rest)), 0);
+    return "ok";
+  }
+  std::string reg_command(const std::string& rest) {
+    int account = 0, online = 0;
+    std::istringstream(rest) >> account >> online;
+    if (account < 1 || account > kAccounts) return "error: reg ACCOUNT(1-4) ONLINE";
+    load_accounts();
+    set_online(account, online);
+    return "ok";
+  }
+  std::string incoming_command(const std::string& rest) {
+    int account = 0;
+    std::string number;
+    std::istringstream(rest) >> account >> number;
+    if (account < 1 || account > kAccounts || number.empty()) return "error: incoming ACCOUNT NUMBER";
+    const int id = next_call_++;
+    calls_[id] = Call{account, number, "incoming", false};
+    event("incoming_call",
+          json::Builder()
+              .text("callID", number.c_str())
+              .text("calledID", accounts_[account - 1].user.c_str())
+              .integer("accNumber", account)
+              .integer("flags", 0)
+              .integer("dirInFlag", 1)
+              .release(),
+          0);
+    return std::to_string(id);
   }
 
+  // The values of "set WHAT ...".
+  void set_power(std::istringstream& args) { args >> power_; }
+  void set_wrongvar(std::istringstream& args) { args >> wrong_variable_; }
+  void set_records(std::istringstream& args) { args >> record_count_; }
+  void set_tip(std::istringstream& args) { args >> tip_number_ >> tip_unread_ >> tip_id_ >> tip_account_; }
+  void set_warnings(std::istringstream& args) { std::getline(args >> std::ws, warnings_); }
+  struct SetRow {
+    std::string_view what;
+    void (SipPeer::*run)(std::istringstream& args);
+  };
+  static constexpr SetRow kSettings[] = {
+      {"power", &SipPeer::set_power},       {"wrongvar", &SipPeer::set_wrongvar},
+      {"records", &SipPeer::set_records},   {"tip", &SipPeer::set_tip},
+      {"warnings", &SipPeer::set_warnings},
+  };
+  std::string set_command(const std::string& rest) {
+    std::istringstream args(rest);
+    std::string what;
+    args >> what;
+    const SetRow* row = nullptr;
+    for (const SetRow& r : kSettings)
+      if (r.what == what) row = &r;
+    if (row == nullptr) return "error: set power|wrongvar|records|tip|warnings";
+    (this->*row->run)(args);
+    record_count_ = std::clamp(record_count_, 0, 16);
+    return "ok";
+  }
+  std::string state_command(const std::string&) { return state_text(); }
+  std::string leave_command(const std::string&) {
+    leave_session();
+    return "ok";
+  }
+  std::string join_command(const std::string&) {
+    if (session_fd_ >= 0) return "ok";
+    return connect_session() ? "ok" : "error: bus id 4098 taken";
+  }
+
+  static constexpr phonebox::ControlCommand<SipPeer> kControl[] = {
+      {"reset", &SipPeer::reset_command},       {"delay", &SipPeer::delay_command},
+      {"outcome", &SipPeer::outcome_command},   {"event", &SipPeer::event_command},
+      {"reg", &SipPeer::reg_command},           {"incoming", &SipPeer::incoming_command},
+      {"set", &SipPeer::set_command},           {"state", &SipPeer::state_command},
+      {"leave", &SipPeer::leave_command},       {"join", &SipPeer::join_command},
+  };
+
+  // Accounts, calls and BLF subscriptions as JSON, for "state".
   std::string state_text() {
-    json_object* root = json_object_new_object();
+    json::Builder root;
     json_object* accounts = json_object_new_array();
     for (int i = 0; i < kAccounts; ++i)
-      json_object_array_add(accounts, object({{"account", I(i + 1)}, {"online", I(accounts_[i].online)},
-                                              {"user", S(accounts_[i].user)}}));
-    json_object_object_add(root, "accounts", accounts);
+      json_object_array_add(accounts, json::Builder()
+                                          .integer("account", i + 1)
+                                          .integer("online", accounts_[i].online)
+                                          .text("user", accounts_[i].user.c_str())
+                                          .release());
+    root.member("accounts", accounts);
     json_object* calls = json_object_new_array();
     for (auto& [id, c] : calls_)
-      json_object_array_add(calls, object({{"id", I(id)}, {"account", I(c.account)}, {"number", S(c.number)},
-                                           {"state", S(c.state)}}));
-    json_object_object_add(root, "calls", calls);
+      json_object_array_add(calls, json::Builder()
+                                       .integer("id", id)
+                                       .integer("account", c.account)
+                                       .text("number", c.number.c_str())
+                                       .text("state", c.state.c_str())
+                                       .release());
+    root.member("calls", calls);
     json_object* blf = json_object_new_array();
     for (auto& [target, key] : blf_)
-      json_object_array_add(blf, object({{"key", I(key)}, {"acc_id", I(target.first)}, {"number", S(target.second)}}));
-    json_object_object_add(root, "blf", blf);
-    std::string text = json_object_to_json_string_ext(root, JSON_C_TO_STRING_PLAIN);
-    json_object_put(root);
+      json_object_array_add(blf, json::Builder()
+                                     .integer("key", key)
+                                     .integer("acc_id", target.first)
+                                     .text("number", target.second.c_str())
+                                     .release());
+    root.member("blf", blf);
+    std::string text = json_object_to_json_string_ext(root.get(), JSON_C_TO_STRING_PLAIN);
     return text;
   }
 
-  int control_fd_ = -1;
+  phonebox::ControlPort control_;
   int session_fd_ = -1;
   uint16_t server_port_ = 0;
   Account accounts_[kAccounts];
   std::map<int, Call> calls_;
   std::map<std::pair<int, std::string>, int> blf_;  // (account, number) -> key
-  std::vector<std::string> record_;
   std::deque<Outgoing> queue_;
-  bool silent_ = false;
   int delay_ms_ = 0;
   std::string outcome_;
   int next_call_ = 1;
@@ -628,7 +678,7 @@ int main(int argc, char** argv) {
   signal(SIGPIPE, SIG_IGN);
   SipPeer peer;
   if (!peer.start()) {
-    phonebox::log_line(kPeer, "cannot start: control port %u or bus id %u taken", kControlPortSip, kSelf);
+    phonebox::log_line(kPeer, "cannot start: control port %u or bus id %u taken", phonebox::kControlPortSip, kSelf);
     return 1;
   }
   phonebox::announce_ready(argc > 1 ? argv[1] : nullptr);

@@ -14,6 +14,12 @@ PHONECORE_BEGIN_DECLS
 
 struct json_object;
 
+/* Room the caller gives: a member's text (quorrbitGetnetworkMode,
+ * quorrbitGetNetcfg), and a whole store as JSON text
+ * (quorbit_get_cwmp_config). Longer texts are cut to fit. */
+#define DM_TEXT_SIZE 64
+#define DM_STORE_TEXT_SIZE 8192
+
 PHONECORE_API int quorrbitSetnetworkMode(const char *mode) PHONECORE_NOEXCEPT;
 PHONECORE_API int quorrbitGetnetworkMode(char *receiver) PHONECORE_NOEXCEPT;
 PHONECORE_API int quorrbitGetNetcfg(char *receiver, const char *member) PHONECORE_NOEXCEPT;

@@ -12,10 +12,13 @@
 #include <cstring>
 #include <span>
 
-#include "bus/atomic_field.h"
+#include "base/atomic_field.h"
 #include "bus/bus_wire.h"
 #include "bus/hooks.h"
 #include "phonecore/bus_client.h"
+
+using phonecore::base::load;
+using phonecore::base::store;
 
 using namespace phonecore::bus;
 
@@ -130,7 +133,6 @@ constexpr useconds_t kDispatchStopPollUs = 10000;
 constexpr useconds_t kReleasePauseUs = 20000;
 constexpr useconds_t kBindPollUs = 500;
 constexpr const char* kLoopback = "127.0.0.1";
-constexpr uint16_t kSessionlessSeq = 0x0F0F;
 
 // The control exchange with port 27000: the reply, if one came with the
 // reply magic.

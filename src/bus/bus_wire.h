@@ -12,6 +12,8 @@
 #include <optional>
 #include <span>
 
+#include "bus/vocabulary.h"
+
 namespace phonecore::bus {
 
 // Fixed ports of the message server on the loopback interface.
@@ -25,13 +27,6 @@ constexpr uint16_t kReplyMagic = 511;    // 0x01FF
 constexpr uint16_t kControlConnect = 1;
 constexpr uint16_t kControlDisconnect = 2;
 
-constexpr uint16_t kBusIdSip = 4098;
-constexpr uint16_t kBusIdTimeZone = 4099;
-constexpr uint16_t kBusIdKeyClient = 4101;
-constexpr uint16_t kBusIdTypeAll = 4107;
-constexpr uint16_t kBusIdSessionless = 4110;
-constexpr uint16_t kBusIdAll = 65535;
-
 // Payload room of a session's send buffer, and the largest datagram a
 // listener takes in (header included).
 constexpr size_t kMaxPayload = 16384;
@@ -40,6 +35,9 @@ constexpr size_t kListenerBuffer = 16384;
 // kPacketHeaderSize = magic 2 + seq 2 + msgtype 2 + kind 2 + dest 2 +
 // source 2 + length 4.
 constexpr size_t kPacketHeaderSize = 16;
+static_assert(kPacketMagic == BUS_PACKET_MAGIC);
+static_assert(kPacketHeaderSize == BUS_PACKET_HEADER_SIZE);
+static_assert(kMaxPayload == BUS_MAX_PAYLOAD);
 
 struct BusPacketHeader {
   uint16_t magic;
@@ -100,6 +98,15 @@ std::optional<Record> decode_record(std::span<const uint8_t> bytes, uint16_t mag
   std::memcpy(&r, bytes.data(), sizeof r);
   if (r.magic != magic) return std::nullopt;
   return r;
+}
+
+// The header at the start of a received packet as it stands, magic not
+// judged: the receive path and the hook monitors read whatever came.
+// REQUIRES: kPacketHeaderSize readable bytes at bytes.
+inline BusPacketHeader peek_packet_header(const void* bytes) {
+  BusPacketHeader h;
+  std::memcpy(&h, bytes, sizeof h);
+  return h;
 }
 
 inline std::optional<BusPacketHeader> decode_packet_header(std::span<const uint8_t> bytes) {

@@ -11,9 +11,12 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "bus/atomic_field.h"
+#include "base/atomic_field.h"
 #include "bus/fifo_internal.h"
 #include "phonecore/fifo.h"
+
+using phonecore::base::load;
+using phonecore::base::store;
 
 namespace phonecore::bus {
 namespace {

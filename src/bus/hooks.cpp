@@ -1,6 +1,6 @@
 // Receive path of a session: client_call_back on the listener thread, the
-// hook table, the waits, the monitor threads and the event thread that
-// feeds the process's ClientOps.
+// hook table, the waits, the monitor threads and the event thread (whose
+// events go to the process's ClientOps through client_events.cpp).
 //
 // The hook table has no lock. Arming writes the key, then the type (so that
 // a packet can already match), then creates the FIFO; the listener tolerates
@@ -16,36 +16,19 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "bus/atomic_field.h"
+#include "base/atomic_field.h"
 #include "bus/bus_wire.h"
 #include "bus/fifo_internal.h"
 #include "bus/hooks.h"
 #include "phonecore/bus_client.h"
 #include "phonecore/json_msg.h"
 
+using phonecore::base::load;
+using phonecore::base::store;
+
 using namespace phonecore::bus;
 
 namespace phonecore::bus {
-
-bool dispatch_event(MessageClient* c) {
-  int length = 0;
-  if (fifo_read_bounded(c->event_fifo, c->event_packet, sizeof c->event_packet - 1, &length, nullptr) <= 0) return false;
-  if (length <= static_cast<int>(kPacketHeaderSize)) return true;
-  c->event_packet[length] = 0;
-  json_object* root = json_tokener_parse(reinterpret_cast<char*>(c->event_packet) + kPacketHeaderSize);
-  json_object* name = nullptr;
-  if (root != nullptr && json_object_object_get_ex(root, "msgtype", &name)) {
-    const char* text = json_object_get_string(name);
-    for (const ClientFunRow* row = clientfun_list; row->msgtype != nullptr; ++row) {
-      if (std::strcmp(row->msgtype, text) == 0 && row->handler != nullptr) {
-        row->handler(root);
-        break;
-      }
-    }
-  }
-  json_object_put(root);
-  return true;
-}
 
 long long now_ms() {
   timeval tv;
@@ -63,8 +46,6 @@ constexpr uint32_t kHookByName = 2;
 constexpr uint32_t kHookByMsgtype = 3;
 constexpr useconds_t kPollUs = 5000;
 constexpr useconds_t kMonitorStopPollUs = 20000;
-constexpr uint16_t kKindEvent = 2;
-constexpr uint16_t kKindDirected = 9;
 
 // Hook names are compared and written byte by byte with atomic accesses:
 // the listener reads them while a caller may be arming or clearing a slot.
@@ -173,10 +154,10 @@ void* hook_monitor_thread(void* arg) {
     BusPacketCallback callback = load(h->monitor_callback);
     // The monitor's buffer is larger than the FIFO: a whole element fits.
     if (buffer != nullptr && read_hook(*h, buffer, 0, &length) > 0 && callback != nullptr) {
-      uint16_t source, msgtype;
-      std::memcpy(&source, buffer + 10, sizeof source);
-      std::memcpy(&msgtype, buffer + 4, sizeof msgtype);
-      callback(source, msgtype, buffer, static_cast<uint32_t>(length));
+      // The buffer holds at least a header's bytes; for a name hook they
+      // are the payload's first bytes, read as they are.
+      const BusPacketHeader head = peek_packet_header(buffer);
+      callback(head.source, head.msgtype, buffer, static_cast<uint32_t>(length));
     }
     usleep(kPollUs);
   }
@@ -185,154 +166,13 @@ void* hook_monitor_thread(void* arg) {
   return nullptr;
 }
 
-ClientOps* ops() { return load(pClientOps); }
-
-// The handlers of clientfun_list. Fields come from "data"; integers are 0
-// and texts NULL when absent.
-int on_connecting_event(json_object* root) {
-  printf("message_client voip_connecting  jroot =%s\n", json_object_get_string(root));
-  ClientOps* o = ops();
-  if (o == nullptr || o->on_connecting == nullptr) return 0;
-  o->on_connecting(get_int_from_json_rl(root, 2, "data", "acc"), get_string_from_json(root, 2, "data", "from"),
-                   get_string_from_json(root, 2, "data", "to"), get_int_from_json_rl(root, 2, "data", "id"),
-                   get_int_from_json_rl(root, 2, "data", "inF"), get_int_from_json_rl(root, 2, "data", "tFlag"),
-                   get_string_from_json(root, 2, "data", "div"), get_string_from_json(root, 2, "data", "dis"),
-                   get_int_from_json_rl(root, 2, "data", "backup_callid"),
-                   get_string_from_json(root, 2, "data", "call_id_gl"));
-  return 0;
-}
-
-int on_connect_event(json_object* root) {
-  printf("message_client voip_connect  jroot =%s\n", json_object_get_string(root));
-  ClientOps* o = ops();
-  if (o == nullptr) return 0;
-  const int acc = get_int_from_json_rl(root, 2, "data", "accNumber");
-  const int call_id = get_int_from_json_rl(root, 2, "data", "call_id");
-  const int flags = get_int_from_json_rl(root, 2, "data", "flags");
-  const int handfree_tag = get_int_from_json_rl(root, 2, "data", "handfree_tag");
-  const char* called = get_string_from_json(root, 2, "data", "calledID");
-  const char* caller = get_string_from_json(root, 2, "data", "callID");
-  const char* dis = get_string_from_json(root, 2, "data", "dis");
-  if (o->on_connect != nullptr) o->on_connect(acc, call_id, flags, flags == 1 ? caller : called, called, dis);
-  // Only after on_connect, and unchecked: a process that gets hand-free
-  // connects must have the slot.
-  if (handfree_tag == 1) o->on_handfree(handfree_tag);
-  return 0;
-}
-
-int on_invite_response_event(json_object* root) {
-  ClientOps* o = ops();
-  if (o != nullptr && o->on_invite_response != nullptr)
-    o->on_invite_response(get_int_from_json_rl(root, 2, "data", "accNumber"),
-                          get_int_from_json_rl(root, 2, "data", "flags"));
-  return 0;
-}
-
-int on_disconnect_event(json_object* root) {
-  printf("message_client voip_disconnect  jroot =%s\n", json_object_get_string(root));
-  ClientOps* o = ops();
-  if (o != nullptr && o->on_disconnect != nullptr)
-    o->on_disconnect(get_int_from_json_rl(root, 2, "data", "accNumber"),
-                     get_int_from_json_rl(root, 2, "data", "call_id"), get_int_from_json_rl(root, 2, "data", "flags"));
-  return 0;
-}
-
-int on_upgrade_status_event(json_object* root) {
-  ClientOps* o = ops();
-  if (o != nullptr && o->on_upgrade_status != nullptr)
-    o->on_upgrade_status(get_int_from_json_rl(root, 2, "data", "updateid"),
-                         get_int_from_json_rl(root, 2, "data", "process"));
-  return 0;
-}
-
-int on_response_event(json_object* root) {
-  // The name of the answered request is read and dropped.
-  (void)get_string_from_json(root, 1, "msgname");
-  return 0;
-}
-
-int on_reg_changed_event(json_object* root) {
-  ClientOps* o = ops();
-  if (o != nullptr && o->on_reg_changed != nullptr)
-    o->on_reg_changed(get_int_from_json_rl(root, 2, "data", "acc_id"), get_int_from_json_rl(root, 2, "data", "bOnline"));
-  return 0;
-}
-
-int on_mwi_message_event(json_object* root) {
-  ClientOps* o = ops();
-  if (o != nullptr && o->on_mwi_message != nullptr)
-    o->on_mwi_message(get_int_from_json_rl(root, 2, "data", "accId"), get_int_from_json_rl(root, 2, "data", "waiting"),
-                      get_int_from_json_rl(root, 2, "data", "miss_unread"),
-                      get_int_from_json_rl(root, 2, "data", "miss_read"),
-                      get_int_from_json_rl(root, 2, "data", "urgent_miss_unread"),
-                      get_int_from_json_rl(root, 2, "data", "urgent_miss_read"));
-  return 0;
-}
-
-int on_account_info_invalidated_event(json_object* root) {
-  ClientOps* o = ops();
-  if (o != nullptr && o->on_account_info_invalidated != nullptr) o->on_account_info_invalidated(root);
-  return 0;
-}
-
-int on_transfer_complete_event(json_object* root) {
-  ClientOps* o = ops();
-  if (o != nullptr && o->on_transfer_complete != nullptr)
-    o->on_transfer_complete(get_int_from_json_rl(root, 2, "data", "callId"));
-  return 0;
-}
-
-int on_incoming_call_event(json_object* root) {
-  const char* caller = get_string_from_json(root, 2, "data", "callID");
-  const char* called = get_string_from_json(root, 2, "data", "calledID");
-  const int acc = get_int_from_json_rl(root, 2, "data", "accNumber");
-  const int flags = get_int_from_json_rl(root, 2, "data", "flags");
-  (void)get_int_from_json_rl(root, 2, "data", "dirInFlag");
-  printf("voip_incoming %s-->%s  accIndex:%d flags:%d\n", caller != nullptr ? caller : "(null)",
-         called != nullptr ? called : "(null)", acc, flags);
-  ClientOps* o = ops();
-  if (o != nullptr && o->on_incoming_call != nullptr) o->on_incoming_call(acc, caller, called, flags);
-  return 0;
-}
-
-int on_tip_info_get_response_event(json_object* root) {
-  ClientOps* o = ops();
-  if (o != nullptr && o->on_tip_info_get_response != nullptr) o->on_tip_info_get_response(root);
-  return 0;
-}
-
 }  // namespace
 
 extern "C" {
 
-ClientOps* pClientOps = nullptr;
-
-ClientFunRow clientfun_list[] = {
-    {"connecting", on_connecting_event},
-    {"connect", on_connect_event},
-    {"invite_response", on_invite_response_event},
-    {"disconnect", on_disconnect_event},
-    {"upgrade_status", on_upgrade_status_event},
-    {"response", on_response_event},
-    {"reg_changed", on_reg_changed_event},
-    {"mwi_message", on_mwi_message_event},
-    {"account_info_invalidated", on_account_info_invalidated_event},
-    {"transfer_complete", on_transfer_complete_event},
-    {"incoming_call", on_incoming_call_event},
-    {"tip_info_get_response", on_tip_info_get_response_event},
-    {nullptr, nullptr},
-};
-static_assert(std::size(clientfun_list) == 13, "twelve events and the end row");
-
-int add_callback_fun(ClientOps* table) noexcept {
-  store(pClientOps, table);
-  return 0;
-}
-
 int hook_process_msgtype(MessageClient* c, const void* packet, int length) noexcept {
   if (c == nullptr || packet == nullptr || length < static_cast<int>(kPacketHeaderSize)) return 0;
-  uint16_t msgtype;
-  std::memcpy(&msgtype, static_cast<const uint8_t*>(packet) + 4, sizeof msgtype);
+  const uint16_t msgtype = peek_packet_header(packet).msgtype;
   for (MsgHook& h : c->hooks)
     if (load(h.hook_type) == kHookByMsgtype && load(h.hook_msgtype) == msgtype) write_to_hook(h, packet, length);
   return 0;
@@ -358,8 +198,7 @@ int client_call_back(void* user, struct sockaddr_in*, char* received, int length
   // A datagram shorter than a header is no packet.
   if (c == nullptr || received == nullptr || length < static_cast<int>(kPacketHeaderSize)) return 0;
   received[length] = 0;
-  BusPacketHeader head;
-  std::memcpy(&head, received, sizeof head);
+  const BusPacketHeader head = peek_packet_header(received);
   hook_process_msgtype(c, received, length);
   hook_process_seq(c, head.seq, received, length);
   for (uint16_t& entry : c->pending_seq)

@@ -11,12 +11,15 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "bus/atomic_field.h"
+#include "base/atomic_field.h"
 #include "bus/bus_wire.h"
 #include "bus/fifo_internal.h"
 #include "bus/hooks.h"
 #include "bus/json_msg_internal.h"
 #include "phonecore/json_msg.h"
+
+using phonecore::base::load;
+using phonecore::base::store;
 
 using namespace phonecore::bus;
 
@@ -44,8 +47,6 @@ constexpr int kSameNameReply = 256;        // reply of send_sjson_to_sip_wait
 constexpr int kHookWaitReply = 3072;       // reply of send_sjson_to_sip_hook_wait
 constexpr int kStringWaitReply = 1536;     // reply of send_string_and_wait
 constexpr int kBufferWaitFifo = 16384;     // FIFO and global buffer of the buffer form
-constexpr uint16_t kKindEvent = 2;
-constexpr uint16_t kKindDirected = 9;
 
 // The one buffer of send_sjson_to_sip_hook_wait_buffer: one caller at a
 // time per process.
@@ -58,8 +59,7 @@ void time_rule(int msgtype, uint32_t start) { report_slow_call(msgtype, system_g
 int short_connect_callback(uint16_t, uint16_t, void* packet, uint32_t length) {
   auto* reply = static_cast<uint8_t*>(load(pbufferRecvGL));
   if (reply == nullptr || packet == nullptr || length < kPacketHeaderSize) return 0;
-  BusPacketHeader head;
-  std::memcpy(&head, packet, sizeof head);
+  const BusPacketHeader head = peek_packet_header(packet);
   const uint32_t n = std::min<uint32_t>(head.length, length - static_cast<uint32_t>(kPacketHeaderSize));
   std::memcpy(reply, static_cast<uint8_t*>(packet) + kPacketHeaderSize, n);
   reply[n] = 0;

@@ -1,7 +1,7 @@
-// Reading and writing JSON by a path of keys, and the small builders of
-// bus messages. A path is a count of keys followed by the keys; the keys
-// are walked straight from the argument list, so their number needs no
-// buffer.
+// The exported path helpers and the small builders of bus messages: thin
+// wrappers over the JSON toolkit. A path is a count of keys followed by the
+// keys; the keys are walked straight from the argument list, so their
+// number needs no buffer.
 
 #include <json-c/json.h>
 
@@ -10,55 +10,32 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/json.h"
 #include "bus/json_msg_internal.h"
 #include "phonecore/json_msg.h"
+
+namespace json = phonecore::json;
 
 namespace {
 
 // Walks count keys from the argument list; null at the first missing key
 // or at a part that is not an object.
 json_object* walk(json_object* o, int count, va_list keys) {
-  for (int i = 0; i < count && o != nullptr; ++i) {
-    const char* key = va_arg(keys, const char*);
-    json_object* next = nullptr;
-    if (!json_object_is_type(o, json_type_object) || key == nullptr || !json_object_object_get_ex(o, key, &next))
-      return nullptr;
-    o = next;
-  }
+  for (int i = 0; i < count && o != nullptr; ++i) o = json::step(o, va_arg(keys, const char*));
   return o;
 }
 
 // As walk, but creates missing objects on the way.
 json_object* walk_creating(json_object* o, int count, va_list keys) {
-  for (int i = 0; i < count && o != nullptr; ++i) {
-    const char* key = va_arg(keys, const char*);
-    if (!json_object_is_type(o, json_type_object) || key == nullptr) return nullptr;
-    json_object* next = nullptr;
-    if (!json_object_object_get_ex(o, key, &next)) {
-      next = json_object_new_object();
-      json_object_object_add(o, key, next);
-    }
-    o = next;
-  }
+  for (int i = 0; i < count && o != nullptr; ++i) o = json::step_creating(o, va_arg(keys, const char*));
   return o;
-}
-
-// Adds or replaces a member; takes over value. -1 if the target is not an
-// object (value is released then).
-int put_member(json_object* target, const char* key, json_object* value) {
-  if (target == nullptr || key == nullptr || !json_object_is_type(target, json_type_object)) {
-    json_object_put(value);
-    return -1;
-  }
-  json_object_object_add(target, key, value);
-  return 0;
 }
 
 // Walks the path (creating missing objects when asked) and adds or replaces
 // the member there; takes over value. -1 when the path is missing.
 int set_by_path(json_object* o, const char* key, json_object* value, int count, va_list keys, bool create) {
   json_object* target = create ? walk_creating(o, count, keys) : walk(o, count, keys);
-  return put_member(target, key, value);
+  return json::put(target, key, value);
 }
 
 // The message text into buffer; the whole message is released, and with it
@@ -78,7 +55,7 @@ int message_text(json_object* message, char* buffer, int* length) {
 
 json_object* new_message(const char* name, json_object* data) {
   json_object* m = json_object_new_object();
-  json_object_object_add(m, "msgtype", json_object_new_string(name != nullptr ? name : ""));
+  json_object_object_add(m, "msgtype", json::new_text(name));
   if (data != nullptr) json_object_object_add(m, "data", data);
   return m;
 }
@@ -107,13 +84,7 @@ int build_message(const char* name, json_object* data, char* buffer, size_t capa
 extern "C" {
 
 json_object* get_json_obj(json_object* o, int count, const char** keys) noexcept {
-  for (int i = 0; i < count && o != nullptr; ++i) {
-    json_object* next = nullptr;
-    if (keys == nullptr || keys[i] == nullptr || !json_object_is_type(o, json_type_object) ||
-        !json_object_object_get_ex(o, keys[i], &next))
-      return nullptr;
-    o = next;
-  }
+  for (int i = 0; i < count && o != nullptr; ++i) o = keys != nullptr ? json::step(o, keys[i]) : nullptr;
   return o;
 }
 
@@ -161,7 +132,7 @@ int get_int_from_char_json(json_object* o, int count, ...) noexcept {
 int set_string_to_json(json_object* o, const char* key, const char* value, int count, ...) noexcept {
   va_list keys;
   va_start(keys, count);
-  const int r = set_by_path(o, key, json_object_new_string(value != nullptr ? value : ""), count, keys, false);
+  const int r = set_by_path(o, key, json::new_text(value), count, keys, false);
   va_end(keys);
   return r;
 }
@@ -177,7 +148,7 @@ int set_int_to_json(json_object* o, const char* key, int value, int count, ...) 
 int set_string_to_json2(json_object* o, const char* key, const char* value, int count, ...) noexcept {
   va_list keys;
   va_start(keys, count);
-  const int r = set_by_path(o, key, json_object_new_string(value != nullptr ? value : ""), count, keys, true);
+  const int r = set_by_path(o, key, json::new_text(value), count, keys, true);
   va_end(keys);
   return r;
 }
@@ -240,38 +211,30 @@ int api_json_arry_parse(json_object* array, int mode, const char* key, const cha
 
 json_object* make_simple_data(int n, ...) noexcept {
   if (n % 2 != 0 || n < 0) return nullptr;
-  json_object* o = json_object_new_object();
+  json::Builder o;
   va_list args;
   va_start(args, n);
   for (int i = 0; i < n / 2; ++i) {
     const char* key = va_arg(args, const char*);
     const char* value = va_arg(args, const char*);
-    if (key != nullptr) json_object_object_add(o, key, json_object_new_string(value != nullptr ? value : ""));
+    if (key != nullptr) o.text(key, value);
   }
   va_end(args);
-  return o;
+  return o.release();
 }
 
 json_object* make_simple_data2(int n, ...) noexcept {
   if (n % 3 != 0 || n < 0) return nullptr;
-  json_object* o = json_object_new_object();
+  json::Builder o;
   va_list args;
   va_start(args, n);
   for (int i = 0; i < n / 3; ++i) {
     const int flag = va_arg(args, int);
     const char* key = va_arg(args, const char*);
-    json_object* value = nullptr;
-    if (flag != 0) {
-      value = json_object_new_int(va_arg(args, int));
-    } else {
-      const char* text = va_arg(args, const char*);
-      value = json_object_new_string(text != nullptr ? text : "");
-    }
-    if (key != nullptr) json_object_object_add(o, key, value);
-    else json_object_put(value);
+    o.member(key, flag != 0 ? json_object_new_int(va_arg(args, int)) : json::new_text(va_arg(args, const char*)));
   }
   va_end(args);
-  return o;
+  return o.release();
 }
 
 int make_simple_send_msg(const char* name, json_object* data, char* buffer, int* length) noexcept {
@@ -285,8 +248,8 @@ int make_simple_request(const char* name, json_object* data, char* buffer) noexc
 
 int make_simple_response(int, const char* name, const char* status, json_object* data, char* buffer) noexcept {
   json_object* m = json_object_new_object();
-  json_object_object_add(m, "msgtype", json_object_new_string(name != nullptr ? name : ""));
-  json_object_object_add(m, "status", json_object_new_string(status != nullptr ? status : ""));
+  json_object_object_add(m, "msgtype", json::new_text(name));
+  json_object_object_add(m, "status", json::new_text(status));
   if (data != nullptr) json_object_object_add(m, "data", data);
   message_text(m, buffer, nullptr);
   return 0;

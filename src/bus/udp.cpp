@@ -12,11 +12,14 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "bus/atomic_field.h"
+#include "base/atomic_field.h"
 #include "phonecore/udp.h"
 
-using phonecore::bus::load;
-using phonecore::bus::store;
+using phonecore::base::load;
+using phonecore::base::store;
+
+using phonecore::base::load;
+using phonecore::base::store;
 
 namespace {
 

@@ -12,16 +12,22 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <utility>
 
-#include "bus/atomic_field.h"
+#include "base/json.h"
+#include "base/atomic_field.h"
 #include "bus/bus_wire.h"
+#include "bus/command_broadcast.h"
 #include "call/call_internal.h"
+#include "config/gnl_frame.h"
 #include "phonecore/account.h"
 #include "phonecore/config.h"
 #include "phonecore/json_msg.h"
 
-using phonecore::bus::load;
-using phonecore::bus::store;
+namespace json = phonecore::json;
+
+using phonecore::base::load;
+using phonecore::base::store;
 
 static_assert(sizeof(AccountRecord) == phonecore::call::kAccountRecordSize);
 static_assert(offsetof(AccountRecord, account_id) == 0);
@@ -50,10 +56,6 @@ namespace phonecore::call {
 namespace {
 
 constexpr size_t kWords = kAccountRecordSize / sizeof(uint32_t);
-constexpr uint16_t kBroadcast = 65535;
-constexpr uint16_t kMsgtypeCommand = 5;
-constexpr uint16_t kKindCommand = 3;
-constexpr int kCategoryAccounts = 4097;
 constexpr size_t kWorkBuffer = 256;
 constexpr const char* kVoipList = "default/voiplist.cfg";
 constexpr const char* kDefaultPort = "5060";
@@ -63,19 +65,13 @@ uint32_t* words_of(int index) { return reinterpret_cast<uint32_t*>(&_gl_accountA
 // The monitor of the msgtype 7 hook: the element is the whole packet.
 int account_update_monitor(uint16_t, uint16_t, void* element, uint32_t length) {
   if (element == nullptr || length < bus::kPacketHeaderSize) return 0;
-  bus::BusPacketHeader head;
-  std::memcpy(&head, element, sizeof head);
+  const bus::BusPacketHeader head = bus::peek_packet_header(element);
   const uint32_t payload = std::min<uint32_t>(head.length, length - static_cast<uint32_t>(bus::kPacketHeaderSize));
   int count = std::min<int>(static_cast<int>(payload / kAccountRecordSize), load(__gl_maxlen));
   count = std::clamp(count, 0, kMaxRecords);
   const auto* records = static_cast<const uint8_t*>(element) + bus::kPacketHeaderSize;
   for (int i = 0; i < count; ++i) store_account(i, records + i * kAccountRecordSize);
   store(_gl_accountLen, count);
-  return 0;
-}
-
-int broadcast_command(const char* text) {
-  instant_message_send(kBroadcast, kMsgtypeCommand, kKindCommand, text, static_cast<int>(std::strlen(text)) + 1);
   return 0;
 }
 
@@ -151,6 +147,109 @@ void put_server(json_object* account, const char* register_name, const char* add
 }
 
 const char* or_empty(const char* text) { return text != nullptr ? text : ""; }
+
+// The arguments of setSipAccount, null texts as "".
+struct SipAccount {
+  int index;
+  const char* label;
+  const char* user_name;
+  const char* password;
+  const char* display_name;
+  const char* register_name;
+  const char* port1;
+  const char* port2;
+  int enable;
+};
+
+// The account element of the account store (category 4097), written back
+// whole. The store is assumed to hold its accounts; a missing element or
+// "cred_acc" is passed over rather than written through. false when the
+// store can't be read.
+bool write_account_store(const SipAccount& a, const char* addr1, const char* addr2) {
+  json::Owned root(read_gnl_config(phonecore::config::kCategoryAccount, nullptr));
+  if (root == nullptr) return false;
+  char registrar[kWorkBuffer] = {};
+  char id[kWorkBuffer] = {};
+  char number[16];
+  snprintf(number, sizeof number, "%d", a.index);
+  json_object_object_add(root.get(), "Account", json_object_new_string(number));
+  json_object* account = json::element(json_object_object_get(root.get(), "account"), a.index);
+  if (account != nullptr) {
+    json_object_object_add(account, "enable", json_object_new_int(a.enable));
+    json_object* cred = json::element(json_object_object_get(account, "cred_acc"), 0);
+    if (cred != nullptr) {
+      json_object_object_add(cred, "label", json_object_new_string(a.label));
+      json_object_object_add(cred, "username", json_object_new_string(a.user_name));
+      json_object_object_add(cred, "password", json_object_new_string(a.password));
+      json_object_object_add(cred, "display", json_object_new_string(a.display_name));
+      json_object_object_add(cred, "regname", json_object_new_string(a.register_name));
+    }
+    put_server(account, a.register_name, addr1, a.port1, "registrar", "id", "SIP1ServerAddr", "SIP1ServerAddrPort",
+               "outb-rid", "transport-type", registrar, id);
+    put_server(account, a.register_name, addr2, a.port2, "registrar2", "id2", "SIP2ServerAddr", "SIP2ServerAddrPort",
+               "outb-rid2", "transport-type2", registrar, id);
+    json_object_object_add(account, "outbound", json_object_new_array());
+  }
+  write_gnl_config(phonecore::config::kCategoryAccount, nullptr, root.get());
+  return true;
+}
+
+// The account's page of "default/voiplist.cfg"; an empty port is 5060.
+json_object* register_page(const SipAccount& a, const char* addr1, const char* addr2) {
+  const char* p1 = a.port1[0] != 0 ? a.port1 : kDefaultPort;
+  const char* p2 = a.port2[0] != 0 ? a.port2 : kDefaultPort;
+  return json::Builder()
+      .text("page", "setAccountRegister")
+      .integer("Account", a.index)
+      .text("RegisterStatus", "unregistered")
+      .integer("AccountEnable", a.enable)
+      .text("AccountLabel", a.label)
+      .text("AccountDisplayName", a.display_name)
+      .text("AccountRegisterName", a.register_name)
+      .text("AccountUserName", a.user_name)
+      .text("AccountPassword", a.password)
+      .text("SIP1ServerAddr", addr1)
+      .text("SIP1ServerAddrPort", p1)
+      .text("SIP1Transport", "udp")
+      .integer("SIP1HeartbeatMessage", 60)
+      .integer("SIP1RetryCount", 10)
+      .text("SIP2ServerAddr", addr2)
+      .text("SIP2ServerAddrPort", p2)
+      .text("SIP2Transport", "udp")
+      .integer("SIP2HeartbeatMessage", 60)
+      .integer("SIP2RetryCount", 10)
+      .integer("AccountOutboundSwitch", 0)
+      .text("AccountOutboundProxy1", "")
+      .text("child_account_register_Outbound1port", "")
+      .text("AccountOutboundProxy2", "")
+      .text("child_account_register_Outbound2port", "")
+      .text("AccountProxyFallbackInterval", "")
+      .text("Nat", "disabled")
+      .release();
+}
+
+// Merges the page into the element of "AccountRegister" with the same
+// "Account", or appends it, and writes the file. "Account" of the page is
+// an int; elements carry it as text; they are compared by their text forms.
+void merge_into_voiplist(json::Owned page) {
+  json::Owned list(read_gnl_config_json(kVoipList));
+  if (list == nullptr) list.reset(json_object_new_object());
+  json_object* array = json_object_object_get(list.get(), "AccountRegister");
+  if (array == nullptr || !json_object_is_type(array, json_type_array)) {
+    array = json_object_new_array();
+    json_object_object_add(list.get(), "AccountRegister", array);
+  }
+  const char* wanted = json_object_get_string(json_object_object_get(page.get(), "Account"));
+  json_object* found = nullptr;
+  for (size_t i = 0; i < json::length(array) && found == nullptr; ++i) {
+    json_object* element = json::element(array, i);
+    json_object* account_field = json_object_object_get(element, "Account");
+    if (account_field != nullptr && std::strcmp(json_object_get_string(account_field), wanted) == 0) found = element;
+  }
+  if (found != nullptr) merge_members(found, page.get());
+  else json_object_array_add(array, page.release());
+  write_gnl_config_json(kVoipList, list.get());
+}
 
 }  // namespace
 
@@ -236,7 +335,8 @@ int LocalAcountInforBufferDel(MessageClient* c) noexcept {
 }
 
 int LocalAcountInforUpdateExt(const void* records, int count) noexcept {
-  instant_message_send(65535, kMsgtypeAccounts, 1, records, static_cast<int>(kAccountRecordSize) * count);
+  instant_message_send(phonecore::bus::kBusIdAll, kMsgtypeAccounts, phonecore::bus::kKindNumeric, records,
+                       static_cast<int>(kAccountRecordSize) * count);
   return 0;
 }
 
@@ -270,117 +370,57 @@ int get_reg_status(int acc_id) noexcept {
 }
 
 int voip_send_reg_status(MessageClient* c, int acc_id, int online) noexcept {
-  json_object* data = make_simple_data2(6, 1, "acc_id", acc_id, 1, "bOnline", online);
+  json_object* data = json::Builder().integer("acc_id", acc_id).integer("bOnline", online).release();
   printf("reg_changed=%s\n\r", json_object_get_string(data));
   return send_sjson_to_all(c, "reg_changed", data);
 }
 
-int setSipAccount(int index, const char* label, const char* user_name, const char* password, const char* display_name,
-                  const char* register_name, const char* port1, const char* address1, int enable, const char* port2,
-                  const char* address2) noexcept {
-  char registrar[kWorkBuffer] = {};
-  char id[kWorkBuffer] = {};
-  json_object* root = read_gnl_config(kCategoryAccounts, nullptr);
-  if (root == nullptr) return -1;
-
+int setSipAccount(int index, const char* label, const char* user_name, const char* password,
+                  const char* display_name, const char* register_name, const char* port1, const char* address1,
+                  int enable, const char* port2, const char* address2) noexcept {
+  const SipAccount a{index,
+                     or_empty(label),
+                     or_empty(user_name),
+                     or_empty(password),
+                     or_empty(display_name),
+                     or_empty(register_name),
+                     or_empty(port1),
+                     or_empty(port2),
+                     enable};
   char addr1[kWorkBuffer] = {}, addr2[kWorkBuffer] = {};
-  copy_text(addr1, sizeof addr1, address1);
-  copy_text(addr2, sizeof addr2, address2);
+  json::copy_text(addr1, sizeof addr1, address1);
+  json::copy_text(addr2, sizeof addr2, address2);
   replace_stars(addr1);
   replace_stars(addr2);
-  const char* reg = or_empty(register_name);
-  const char* p1 = or_empty(port1);
-  const char* p2 = or_empty(port2);
-
-  char number[16];
-  snprintf(number, sizeof number, "%d", index);
-  json_object_object_add(root, "Account", json_object_new_string(number));
-  // The store is assumed to hold its accounts; a missing element or
-  // "cred_acc" is passed over rather than written through.
-  json_object* account = array_at(json_object_object_get(root, "account"), index);
-  if (account != nullptr) {
-    json_object_object_add(account, "enable", json_object_new_int(enable));
-    json_object* cred = array_at(json_object_object_get(account, "cred_acc"), 0);
-    if (cred != nullptr) {
-      json_object_object_add(cred, "label", json_object_new_string(or_empty(label)));
-      json_object_object_add(cred, "username", json_object_new_string(or_empty(user_name)));
-      json_object_object_add(cred, "password", json_object_new_string(or_empty(password)));
-      json_object_object_add(cred, "display", json_object_new_string(or_empty(display_name)));
-      json_object_object_add(cred, "regname", json_object_new_string(reg));
-    }
-    put_server(account, reg, addr1, p1, "registrar", "id", "SIP1ServerAddr", "SIP1ServerAddrPort", "outb-rid",
-               "transport-type", registrar, id);
-    put_server(account, reg, addr2, p2, "registrar2", "id2", "SIP2ServerAddr", "SIP2ServerAddrPort", "outb-rid2",
-               "transport-type2", registrar, id);
-    json_object_object_add(account, "outbound", json_object_new_array());
-  }
-  write_gnl_config(kCategoryAccounts, nullptr, root);
-  json_object_put(root);
-
-  if (p1[0] == 0) p1 = kDefaultPort;
-  if (p2[0] == 0) p2 = kDefaultPort;
-  json_object* page = make_simple_data2(
-      78, 0, "page", "setAccountRegister", 1, "Account", index, 0, "RegisterStatus", "unregistered", 1,
-      "AccountEnable", enable, 0, "AccountLabel", or_empty(label), 0, "AccountDisplayName", or_empty(display_name), 0,
-      "AccountRegisterName", reg, 0, "AccountUserName", or_empty(user_name), 0, "AccountPassword",
-      or_empty(password), 0, "SIP1ServerAddr", addr1, 0, "SIP1ServerAddrPort", p1, 0, "SIP1Transport", "udp", 1,
-      "SIP1HeartbeatMessage", 60, 1, "SIP1RetryCount", 10, 0, "SIP2ServerAddr", addr2, 0, "SIP2ServerAddrPort", p2, 0,
-      "SIP2Transport", "udp", 1, "SIP2HeartbeatMessage", 60, 1, "SIP2RetryCount", 10, 1, "AccountOutboundSwitch", 0,
-      0, "AccountOutboundProxy1", "", 0, "child_account_register_Outbound1port", "", 0, "AccountOutboundProxy2", "",
-      0, "child_account_register_Outbound2port", "", 0, "AccountProxyFallbackInterval", "", 0, "Nat", "disabled");
+  if (!write_account_store(a, addr1, addr2)) return -1;
+  json::Owned page(register_page(a, addr1, addr2));
   if (page == nullptr) {
     printf("%s, %d, jsonBuf = NULL, error\n", __func__, __LINE__);
     return 0;
   }
-
-  json_object* list = read_gnl_config_json(kVoipList);
-  if (list == nullptr) list = json_object_new_object();
-  json_object* array = json_object_object_get(list, "AccountRegister");
-  if (array == nullptr || !json_object_is_type(array, json_type_array)) {
-    array = json_object_new_array();
-    json_object_object_add(list, "AccountRegister", array);
-  }
-  // "Account" of the new page is an int; elements carry it as text. They
-  // are compared by their text forms.
-  const char* wanted = json_object_get_string(json_object_object_get(page, "Account"));
-  json_object* found = nullptr;
-  for (size_t i = 0; i < array_length(array) && found == nullptr; ++i) {
-    json_object* element = array_at(array, i);
-    json_object* account_field = json_object_object_get(element, "Account");
-    if (account_field != nullptr && std::strcmp(json_object_get_string(account_field), wanted) == 0) found = element;
-  }
-  if (found != nullptr) {
-    merge_members(found, page);
-  } else {
-    json_object_array_add(array, page);
-  }
-  write_gnl_config_json(kVoipList, list);
-  json_object_put(list);
-  if (found != nullptr) json_object_put(page);
+  merge_into_voiplist(std::move(page));
   reload_account_all();
   return 0;
 }
 
-int reload_account_all(void) noexcept { return broadcast_command("{\"cmd\":\"reload_account\"}"); }
-int start_network(void) noexcept { return broadcast_command("{\"cmd\":\"start_network\"}"); }
-int startSomething(void) noexcept { return broadcast_command("{\"cmd\":\"startSomething\"}"); }
-int startSomething_ssh(void) noexcept { return broadcast_command("{\"cmd\":\"startSomething_ssh\"}"); }
-int reload_sip_base(void) noexcept { return broadcast_command("{\"cmd\":\"reload_sip_base\"}"); }
+int reload_account_all(void) noexcept { return phonecore::bus::broadcast_command("reload_account"); }
+int start_network(void) noexcept { return phonecore::bus::broadcast_command("start_network"); }
+int startSomething(void) noexcept { return phonecore::bus::broadcast_command("startSomething"); }
+int startSomething_ssh(void) noexcept { return phonecore::bus::broadcast_command("startSomething_ssh"); }
+int reload_sip_base(void) noexcept { return phonecore::bus::broadcast_command("reload_sip_base"); }
 
 int reload_cmd_broadcast(const char* name) noexcept {
-  char text[256];
-  snprintf(text, sizeof text, "{\"cmd\":\"%s\"}", or_empty(name));
-  return broadcast_command(text);
+  return phonecore::bus::broadcast_command(name);
 }
 
 int set_voip_log_disable(void) noexcept {
   json_object* settings = read_gnl_config_json("default/settinglist.cfg");
   if (settings != nullptr) {
-    set_string_to_json2(settings, "LocalLogSwitch", "0", 1, "SettingConfiguration");
+    json::set_creating(settings, "LocalLogSwitch", json::new_text("0"), "SettingConfiguration");
     write_gnl_config_json("default/settinglist.cfg", settings);
     json_object_put(settings);
   }
-  broadcast_command("{\"cmd\":\"log_config_indicate\"}");
+  phonecore::bus::broadcast_command("log_config_indicate");
   usleep(100);
   return 0;
 }
@@ -391,8 +431,8 @@ int set_telnet_ssh_type_disable(void) noexcept {
   usleep(100);
   json_object* system_cfg = read_gnl_config_json("system.cfg");
   if (system_cfg != nullptr) {
-    set_string_to_json2(system_cfg, "telnet_type", "0", 1, "systeminfo");
-    set_string_to_json2(system_cfg, "ssh_type", "0", 1, "systeminfo");
+    json::set_creating(system_cfg, "telnet_type", json::new_text("0"), "systeminfo");
+    json::set_creating(system_cfg, "ssh_type", json::new_text("0"), "systeminfo");
     write_gnl_config_json("system.cfg", system_cfg);
     json_object_put(system_cfg);
     startSomething();

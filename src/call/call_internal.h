@@ -4,23 +4,18 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "base/json_fields.h"
+#include "base/json.h"
+#include "bus/vocabulary.h"
 #include "phonecore/account.h"
 
 
 namespace phonecore::call {
 
-using phonecore::base::array_at;
-using phonecore::base::array_length;
-using phonecore::base::copy_text;
-
 // 64-byte text fields: at most 63 characters and a terminator.
 constexpr size_t kTextField = 64;
 
-// msgtype of the binary requests to the SIP process and of their replies.
-constexpr int kMsgtypeBinary = 6;
-// msgtype of the account broadcasts.
-constexpr int kMsgtypeAccounts = 7;
+using phonecore::bus::kMsgtypeAccounts;
+using phonecore::bus::kMsgtypeBinary;
 
 // kAccountRecordSize: see AccountRecord; kMaxRecords: _gl_accountArr.
 constexpr size_t kAccountRecordSize = 676;

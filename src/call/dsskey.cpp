@@ -14,10 +14,13 @@
 #include <cstring>
 #include <iterator>
 
+#include "base/json.h"
 #include "call/call_internal.h"
 #include "phonecore/config.h"
 #include "phonecore/json_msg.h"
 #include "phonecore/voip.h"
+
+namespace json = phonecore::json;
 
 namespace phonecore::call {
 
@@ -72,29 +75,13 @@ void blf_table_init() {
 
 int start_flag(int key) { return (key << 8) | 1; }
 
-json_object* member_of(json_object* entry, const char* name, bool make) {
-  json_object* m = nullptr;
-  if (json_object_object_get_ex(entry, name, &m)) return m;
-  if (!make) return nullptr;
-  m = json_object_new_object();
-  json_object_object_add(entry, name, m);
-  return m;
-}
-
-void put_int(json_object* o, const char* key, int value) { json_object_object_add(o, key, json_object_new_int(value)); }
-void put_text(json_object* o, const char* key, const char* value) {
-  json_object_object_add(o, key, json_object_new_string(value != nullptr ? value : ""));
-}
-
-bool has(json_object* o, const char* key) { return json_object_object_get_ex(o, key, nullptr); }
-
 // The "DssArr" entry of a key index ("Account" "0" to "3"), or NULL.
 json_object* find_entry(json_object* array, int index) {
   char account[16];
   snprintf(account, sizeof account, "%d", index);
-  for (size_t i = 0; i < array_length(array); ++i) {
-    json_object* e = array_at(array, i);
-    const char* a = get_string_from_json(e, 1, "Account");
+  for (size_t i = 0; i < json::length(array); ++i) {
+    json_object* e = json::element(array, i);
+    const char* a = json::text(e, "Account");
     if (a != nullptr && std::strcmp(a, account) == 0) return e;
   }
   return nullptr;
@@ -110,31 +97,31 @@ void read_key(int key, DssKeyInfo* info) {
     json_object_put(dss);
     return;
   }
-  const int type = wanted == -1 ? get_int_from_json_rl(entry, 1, "type") : wanted;
+  const int type = wanted == -1 ? json::integer(entry, "type") : wanted;
   info->type = type;
   if (type < DSS_TYPE_LINE || type > DSS_TYPE_PARK_RETRIEVE) {
     json_object_put(dss);
     return;
   }
   info->accId = static_cast<uint32_t>(key);
-  json_object* m = member_of(entry, key_type(type)->member, false);
+  json_object* m = json::step(entry, key_type(type)->member);
   if (m != nullptr) {
     if (type == DSS_TYPE_LINE) {
-      const int acc = get_int_from_json_rl(m, 1, "accId");
+      const int acc = json::integer(m, "accId");
       if (acc != 0) info->accId = static_cast<uint32_t>(acc);
-      copy_text(info->label, sizeof info->label, get_string_from_json(m, 1, "label"));
+      json::copy_text(info->label, sizeof info->label, json::text(m, "label"));
       const int i = find_account(info->accId);
       if (i >= 0) {
         const AccountRecord r = load_account(i);
-        copy_text(info->value, sizeof info->value, r.text[3]);
-        copy_text(info->extension, sizeof info->extension, r.text[5]);
+        json::copy_text(info->value, sizeof info->value, r.text[3]);
+        json::copy_text(info->extension, sizeof info->extension, r.text[5]);
       }
     } else {
-      if (has(m, "accId")) info->accId = static_cast<uint32_t>(get_int_from_json_rl(m, 1, "accId"));
-      if (has(m, "label")) copy_text(info->label, sizeof info->label, get_string_from_json(m, 1, "label"));
-      if (has(m, "value")) copy_text(info->value, sizeof info->value, get_string_from_json(m, 1, "value"));
-      if (type == DSS_TYPE_BLF && has(m, "extension"))
-        copy_text(info->extension, sizeof info->extension, get_string_from_json(m, 1, "extension"));
+      if (json::has(m, "accId")) info->accId = static_cast<uint32_t>(json::integer(m, "accId"));
+      if (json::has(m, "label")) json::copy_text(info->label, sizeof info->label, json::text(m, "label"));
+      if (json::has(m, "value")) json::copy_text(info->value, sizeof info->value, json::text(m, "value"));
+      if (type == DSS_TYPE_BLF && json::has(m, "extension"))
+        json::copy_text(info->extension, sizeof info->extension, json::text(m, "extension"));
     }
   }
   json_object_put(dss);
@@ -146,9 +133,9 @@ void end_old_blf(MessageClient* c, json_object* entry, int old_type, const DssKe
   blf_table_init();
   int old_acc = 0;
   const char* old_value = nullptr;
-  if (json_object* old = member_of(entry, "SAccBlf", false)) {
-    old_acc = get_int_from_json_rl(old, 1, "accId");
-    old_value = get_string_from_json(old, 1, "value");
+  if (json_object* old = json::step(entry, "SAccBlf")) {
+    old_acc = json::integer(old, "accId");
+    old_value = json::text(old, "value");
   }
   if (old_type != DSS_TYPE_BLF) return;
   if ((static_cast<uint32_t>(old_acc) == info->accId || info->accId == DSS_NO_ACCOUNT) && old_value != nullptr) {
@@ -165,10 +152,10 @@ void end_old_blf(MessageClient* c, json_object* entry, int old_type, const DssKe
 
 void write_other(MessageClient* c, json_object* entry, const KeyType& t, DssKeyInfo* info) {
   voip_check_blf_unsubscribe(c, entry, info);
-  json_object* m = member_of(entry, t.member, true);
-  put_int(m, "accId", static_cast<int>(info->accId));
-  put_text(m, "label", info->label);
-  put_text(m, "value", info->value);
+  json_object* m = json::step_creating(entry, t.member);
+  json::put(m, "accId", json_object_new_int(static_cast<int>(info->accId)));
+  json::put(m, "label", json::new_text(info->label));
+  json::put(m, "value", json::new_text(info->value));
   printf("tolk_dss write %s info, accId:%d, label:%s, value:%s\n", t.log_name, static_cast<int>(info->accId),
          info->label, info->value);
 }
@@ -179,37 +166,19 @@ void write_key_entry(json_object* k, int type, uint32_t acc_id, const DssKeyInfo
   if (acc_id >= 1 && acc_id <= 4) {
     char line[16];
     snprintf(line, sizeof line, "%u", acc_id - 1);
-    put_text(k, "Line", line);
+    json::put(k, "Line", json::new_text(line));
   } else if (line_or_blf) {
-    put_text(k, "Line", "3");
+    json::put(k, "Line", json::new_text("3"));
   }
-  if (const KeyType* t = key_type(type)) put_text(k, "Type", t->key_type);
-  put_text(k, "Value", type == DSS_TYPE_LINE ? "" : info->value);
-  put_text(k, "Label", info->label);
-  put_text(k, "Extension", type == DSS_TYPE_BLF ? info->extension : "");
+  if (const KeyType* t = key_type(type)) json::put(k, "Type", json::new_text(t->key_type));
+  json::put(k, "Value", json::new_text(type == DSS_TYPE_LINE ? "" : info->value));
+  json::put(k, "Label", json::new_text(info->label));
+  json::put(k, "Extension", json::new_text(type == DSS_TYPE_BLF ? info->extension : ""));
 }
 
-int write_key(MessageClient* c, int operation, int key, DssKeyInfo* info) {
-  json_object* keys = read_gnl_config_json(kKeyFile);
-  if (keys == nullptr) {
-    printf("programing_key.cfg open error\n");
-    return -1;
-  }
-  json_object* line_keys = json_object_object_get(keys, "Hotkey_lineKey");
-  if (line_keys == nullptr) {
-    printf("programing_key.cfg Hotkey_lineKey == NULL, error\n");
-    json_object_put(keys);
-    return 0;
-  }
-  json_object* data = json_object_object_get(line_keys, "data");
-  if (data == nullptr) {
-    printf("programing_key.cfg data == NULL, error\n");
-    json_object_put(keys);
-    return 0;
-  }
-
-  json_object* dss = read_gnl_config_json(kDssFile);
-  if (dss == nullptr) dss = json_object_new_object();
+// The "DssArr" entry of a key in the DSS file, made when absent, with its
+// "Account" (the key's index) set.
+json_object* dss_entry(json_object* dss, int key) {
   json_object* array = json_object_object_get(dss, "DssArr");
   if (!json_object_is_type(array, json_type_array)) {
     array = json_object_new_array();
@@ -222,41 +191,75 @@ int write_key(MessageClient* c, int operation, int key, DssKeyInfo* info) {
   }
   char account[16];
   snprintf(account, sizeof account, "%d", key - 1);
-  put_text(entry, "Account", account);
-  const int old_type = get_int_from_json_rl(entry, 1, "type");
+  json::put(entry, "Account", json::new_text(account));
+  return entry;
+}
+
+// A line key. No account given: the key's own number, unless the entry
+// already has an account; then nothing is written at all (false).
+bool write_line(MessageClient* c, json_object* entry, int key, DssKeyInfo* info, uint32_t& acc_id) {
+  printf("!!!!!!!!!!!!!!!!!!!!!!E_ACC_TYPE_LINE\n");
+  json_object* m = json::step_creating(entry, "SAccLine");
+  voip_check_blf_unsubscribe(c, entry, info);
+  const int old_acc = json::integer(m, "accId");
+  if (acc_id == DSS_NO_ACCOUNT) {
+    if (old_acc != 0) {
+      printf("tolk_dss write line info, do nothing\n");
+      return false;
+    }
+    acc_id = static_cast<uint32_t>(key);
+  }
+  json::put(entry, "type", json_object_new_int(DSS_TYPE_LINE));
+  json::put(m, "label", json::new_text(info->label));
+  json::put(m, "accId", json_object_new_int(static_cast<int>(acc_id)));
+  return true;
+}
+
+// A BLF key: ends the old subscription where it changes, writes the member
+// and remembers the target of the account's row.
+void write_blf(MessageClient* c, json_object* entry, int old_type, DssKeyInfo* info, uint32_t acc_id) {
+  end_old_blf(c, entry, old_type, info);
+  json_object* m = json::step_creating(entry, "SAccBlf");
+  json::put(m, "accId", json_object_new_int(static_cast<int>(acc_id)));
+  json::put(m, "label", json::new_text(info->label));
+  json::put(m, "value", json::new_text(info->value));
+  json::put(m, "extension", json::new_text(info->extension));
+  if (acc_id < kBlfRows) {
+    g_blf.rows[acc_id].acc_id = acc_id;
+    json::copy_text(g_blf.rows[acc_id].target, kTextField, info->value);
+  }
+}
+
+int write_key(MessageClient* c, int operation, int key, DssKeyInfo* info) {
+  json::Owned keys(read_gnl_config_json(kKeyFile));
+  if (keys == nullptr) {
+    printf("programing_key.cfg open error\n");
+    return -1;
+  }
+  json_object* line_keys = json_object_object_get(keys.get(), "Hotkey_lineKey");
+  if (line_keys == nullptr) {
+    printf("programing_key.cfg Hotkey_lineKey == NULL, error\n");
+    return 0;
+  }
+  json_object* data = json_object_object_get(line_keys, "data");
+  if (data == nullptr) {
+    printf("programing_key.cfg data == NULL, error\n");
+    return 0;
+  }
+
+  json::Owned dss(read_gnl_config_json(kDssFile));
+  if (dss == nullptr) dss.reset(json_object_new_object());
+  json_object* entry = dss_entry(dss.get(), key);
+  const int old_type = json::integer(entry, "type");
   const int type = info->type;
-  put_int(entry, "type", type);
+  json::put(entry, "type", json_object_new_int(type));
 
   uint32_t acc_id = info->accId;
   int blf_flag = 0;
   if (type == DSS_TYPE_LINE) {
-    printf("!!!!!!!!!!!!!!!!!!!!!!E_ACC_TYPE_LINE\n");
-    json_object* m = member_of(entry, "SAccLine", true);
-    voip_check_blf_unsubscribe(c, entry, info);
-    const int old_acc = get_int_from_json_rl(m, 1, "accId");
-    if (acc_id == DSS_NO_ACCOUNT) {
-      if (old_acc != 0) {
-        printf("tolk_dss write line info, do nothing\n");
-        json_object_put(dss);
-        json_object_put(keys);
-        return 0;
-      }
-      acc_id = static_cast<uint32_t>(key);
-    }
-    put_int(entry, "type", type);
-    put_text(m, "label", info->label);
-    put_int(m, "accId", static_cast<int>(acc_id));
+    if (!write_line(c, entry, key, info, acc_id)) return 0;
   } else if (type == DSS_TYPE_BLF) {
-    end_old_blf(c, entry, old_type, info);
-    json_object* m = member_of(entry, "SAccBlf", true);
-    put_int(m, "accId", static_cast<int>(acc_id));
-    put_text(m, "label", info->label);
-    put_text(m, "value", info->value);
-    put_text(m, "extension", info->extension);
-    if (acc_id < kBlfRows) {
-      g_blf.rows[acc_id].acc_id = acc_id;
-      copy_text(g_blf.rows[acc_id].target, kTextField, info->value);
-    }
+    write_blf(c, entry, old_type, info, acc_id);
     blf_flag = 1;
   } else if (type > DSS_TYPE_BLF && type <= DSS_TYPE_PARK_RETRIEVE) {
     write_other(c, entry, *key_type(type), info);
@@ -265,17 +268,15 @@ int write_key(MessageClient* c, int operation, int key, DssKeyInfo* info) {
   }
 
   if (key >= 1 && key <= 4) {
-    json_object* k = array_at(data, static_cast<size_t>(key - 1));
+    json_object* k = json::element(data, static_cast<size_t>(key - 1));
     if (k != nullptr) write_key_entry(k, type, acc_id, info);
   }
-  write_gnl_config_json(kKeyFile, keys);
-  write_gnl_config_json(kDssFile, dss);
+  write_gnl_config_json(kKeyFile, keys.get());
+  write_gnl_config_json(kDssFile, dss.get());
   printf("%s, %d, optype = %d, blfFlag = %d, lineKey = %d\n\r", "voip_func_Dsskey_data", __LINE__, operation,
          blf_flag, key);
   if (blf_flag)
     voip_blf_subscribe(c, type == DSS_TYPE_BLF ? start_flag(key) : 0, static_cast<int>(info->accId), info->value);
-  json_object_put(dss);
-  json_object_put(keys);
   return 0;
 }
 
@@ -291,25 +292,25 @@ const char* account_of_line(const char* line) {
 }
 
 void rebuild_entry(json_object* k, json_object* entry) {
-  const char* type_text = get_string_from_json(k, 1, "Type");
-  const char* acc = account_of_line(get_string_from_json(k, 1, "Line"));
-  const char* label = get_string_from_json(k, 1, "Label");
-  const char* value = get_string_from_json(k, 1, "Value");
+  const char* type_text = json::text(k, "Type");
+  const char* acc = account_of_line(json::text(k, "Line"));
+  const char* label = json::text(k, "Label");
+  const char* value = json::text(k, "Value");
   if (type_text == nullptr) return;
   const KeyType* t = nullptr;
   for (const KeyType& row : kKeyTypes)
     if (std::strcmp(row.key_type, type_text) == 0) t = &row;
   if (t == nullptr) return;  // an unknown "Type" leaves the entry as it was
-  put_int(entry, "type", t->type);
+  json::put(entry, "type", json_object_new_int(t->type));
   if (t->member == nullptr) return;  // "5": the type alone
-  json_object* m = member_of(entry, t->member, true);
+  json_object* m = json::step_creating(entry, t->member);
   // Intercom keeps its accId as text; every other type as int.
-  if (t->type == DSS_TYPE_INTERCOM) put_text(m, "accId", acc);
-  else put_int(m, "accId", std::atoi(acc));
-  put_text(m, "label", label);
+  if (t->type == DSS_TYPE_INTERCOM) json::put(m, "accId", json::new_text(acc));
+  else json::put(m, "accId", json_object_new_int(std::atoi(acc)));
+  json::put(m, "label", json::new_text(label));
   if (t->type == DSS_TYPE_LINE) return;
-  put_text(m, "value", value);
-  if (t->type == DSS_TYPE_BLF) put_text(m, "extension", get_string_from_json(k, 1, "Extension"));
+  json::put(m, "value", json::new_text(value));
+  if (t->type == DSS_TYPE_BLF) json::put(m, "extension", json::new_text(json::text(k, "Extension")));
 }
 
 }  // namespace
@@ -330,10 +331,10 @@ int voip_func_Dsskey_data(MessageClient* c, int operation, int key, DssKeyInfo* 
 }
 
 int voip_check_blf_unsubscribe(MessageClient* c, json_object* entry, DssKeyInfo* info) noexcept {
-  json_object* m = member_of(entry, "SAccBlf", false);
+  json_object* m = json::step(entry, "SAccBlf");
   if (m == nullptr) return 0;
-  const char* value = get_string_from_json(m, 1, "value");
-  const int acc = get_int_from_json_rl(m, 1, "accId");
+  const char* value = json::text(m, "value");
+  const int acc = json::integer(m, "accId");
   if (value == nullptr || static_cast<uint32_t>(acc) == DSS_NO_ACCOUNT) return 0;
   printf("voip_check_blf_unsubscribe old accId:%d, value:%s\n", acc, value);
   printf("voip_check_blf_unsubscribe new accId:%d, value:%s\n", info != nullptr ? static_cast<int>(info->accId) : -1,
@@ -359,14 +360,14 @@ void start_blf_after_reg(int acc_id, int online, MessageClient* c) noexcept {
     json_object_put(dss);
     return;
   }
-  for (size_t i = 0; i < array_length(array); ++i) {
-    json_object* e = array_at(array, i);
-    json_object* m = member_of(e, "SAccBlf", false);
-    if (get_int_from_json_rl(e, 1, "type") != DSS_TYPE_BLF || m == nullptr) continue;
-    const int acc = get_int_from_json_rl(m, 1, "accId");
-    const char* value = get_string_from_json(m, 1, "value");
+  for (size_t i = 0; i < json::length(array); ++i) {
+    json_object* e = json::element(array, i);
+    json_object* m = json::step(e, "SAccBlf");
+    if (json::integer(e, "type") != DSS_TYPE_BLF || m == nullptr) continue;
+    const int acc = json::integer(m, "accId");
+    const char* value = json::text(m, "value");
     if (acc != acc_id || acc == -1 || value == nullptr) continue;
-    voip_blf_subscribe(c, start_flag(get_int_from_char_json(e, 1, "Account") + 1), acc, value);
+    voip_blf_subscribe(c, start_flag(json::text_integer(e, "Account") + 1), acc, value);
   }
   json_object_put(dss);
 }
@@ -379,11 +380,11 @@ int set_dds_type(void) noexcept {
     json_object_put(dss);
     return -1;
   }
-  json_object* data = get_jobj_from_json(keys, 2, "Hotkey_lineKey", "data");
+  json_object* data = json::at(keys, "Hotkey_lineKey", "data");
   json_object* array = json_object_object_get(dss, "DssArr");
   for (size_t k = 0; k < 4; ++k) {
-    json_object* key = array_at(data, k);
-    json_object* entry = array_at(array, k);
+    json_object* key = json::element(data, k);
+    json_object* entry = json::element(array, k);
     if (key != nullptr && entry != nullptr) rebuild_entry(key, entry);
   }
   write_gnl_config_json(kDssFile, dss);

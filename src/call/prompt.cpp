@@ -9,10 +9,13 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/json.h"
 #include "call/call_internal.h"
 #include "phonecore/account.h"
 #include "phonecore/config.h"
 #include "phonecore/json_msg.h"
+
+namespace json = phonecore::json;
 
 namespace phonecore::call {
 namespace {
@@ -42,24 +45,39 @@ extern "C" {
 int voip_play_wav(MessageClient* c, const char* file, int enable, int wait, int loop, int delay_ms) noexcept {
   if (file == nullptr) return -1;
   return send_prompt(c, "play_wav",
-                     make_simple_data2(15, 0, "file", file, 0, "enable", yes_no(enable), 0, "wait", yes_no(wait), 1,
-                                       "loop", loop, 1, "delay_ms", delay_ms));
+                     json::Builder()
+                         .text("file", file)
+                         .text("enable", yes_no(enable))
+                         .text("wait", yes_no(wait))
+                         .integer("loop", loop)
+                         .integer("delay_ms", delay_ms)
+                         .release());
 }
 
 int voip_play_wav_string(MessageClient* c, const char* lang, const char* text, int enable, int wait, int loop,
                          int delay_ms) noexcept {
   if (text == nullptr) return -1;
   return send_prompt(c, "play_wav_string",
-                     make_simple_data2(18, 0, "string", text, 0, "lang", lang, 0, "enable", yes_no(enable), 0, "wait",
-                                       yes_no(wait), 1, "loop", loop, 1, "delay_ms", delay_ms));
+                     json::Builder()
+                         .text("string", text)
+                         .text("lang", lang)
+                         .text("enable", yes_no(enable))
+                         .text("wait", yes_no(wait))
+                         .integer("loop", loop)
+                         .integer("delay_ms", delay_ms)
+                         .release());
 }
 
 int voip_play_wav_file_string(MessageClient* c, const char* lang, const char* file, const char* text,
                               int enable) noexcept {
   if (file == nullptr || text == nullptr) return -1;
   return send_prompt(c, "play_wav_file_string",
-                     make_simple_data2(12, 0, "file", file, 0, "string", text, 0, "lang", lang, 0, "enable",
-                                       yes_no(enable)));
+                     json::Builder()
+                         .text("file", file)
+                         .text("string", text)
+                         .text("lang", lang)
+                         .text("enable", yes_no(enable))
+                         .release());
 }
 
 int get_audio_file_from_char_extend(char character, const char* lang, char* destination) noexcept {
@@ -101,17 +119,17 @@ int api_getVoiceMessage(char* user1, int* unread1, int* read1, char* user2, int*
   } groups[] = {{user1, unread1, read1}, {user2, unread2, read2}, {user3, unread3, read3}, {user4, unread4, read4}};
   json_object* accounts = json_object_object_get(list, "AccountRegister");
   for (size_t i = 0; i < 4; ++i) {
-    json_object* a = array_at(accounts, i);
-    const char* name = get_string_from_json(a, 1, "AccountUserName");
-    const char* status = get_string_from_json(a, 1, "RegisterStatus");
+    json_object* a = json::element(accounts, i);
+    const char* name = json::text(a, "AccountUserName");
+    const char* status = json::text(a, "RegisterStatus");
     if (name == nullptr || status == nullptr || std::strcmp(status, "registered") != 0) continue;
     Group& g = groups[i];
-    copy_text(g.user, kTextField, name);
+    json::copy_text(g.user, kTextField, name);
     int unread = 0, read = 0;
     json_object* box = nullptr;
     if (json_object_object_get_ex(messages, name, &box)) {
-      unread = get_int_from_json_rl(box, 1, "miss_unread");
-      read = get_int_from_json_rl(box, 1, "miss_read");
+      unread = json::integer(box, "miss_unread");
+      read = json::integer(box, "miss_read");
       // Both traces give the unread count first, whatever their words say.
       printf("voice_acc%zu != NULL read = %d, unread = %d\n", i + 1, unread, read);
     } else {
@@ -135,12 +153,12 @@ int api_setVoiceMailCode(int mode, char* number1, char* number2, char* number3, 
   json_object* advance = json_object_object_get(list, "SipAdvance");
   if (mode == 0) {
     for (size_t i = 0; i < 4; ++i) {
-      const char* n = get_string_from_json(array_at(advance, i), 1, "AccountVoiceMailNumber");
-      if (n != nullptr && numbers[i] != nullptr) copy_text(numbers[i], kTextField, n);
+      const char* n = json::text(json::element(advance, i), "AccountVoiceMailNumber");
+      if (n != nullptr && numbers[i] != nullptr) json::copy_text(numbers[i], kTextField, n);
     }
   } else if (mode == 1) {
     for (size_t i = 0; i < 4; ++i) {
-      json_object* element = array_at(advance, i);
+      json_object* element = json::element(advance, i);
       if (element != nullptr && numbers[i] != nullptr)
         json_object_object_add(element, "AccountVoiceMailNumber", json_object_new_string(numbers[i]));
     }
@@ -168,9 +186,9 @@ int voip_message_voicemail_setcode(MessageClient*, const int* accounts, const ch
   json_object* advance = json_object_object_get(list, "SipAdvance");
   bool first_taken = false;
   if (json_object_is_type(advance, json_type_array)) {
-    for (size_t e = 0; e < array_length(advance); ++e) {
-      json_object* element = array_at(advance, e);
-      const int account = get_int_from_char_json(element, 1, "Account");
+    for (size_t e = 0; e < json::length(advance); ++e) {
+      json_object* element = json::element(advance, e);
+      const int account = json::text_integer(element, "Account");
       for (int i = 0; i < count; ++i)
         if (accounts[i] - 1 == account)
           json_object_object_add(element, "AccountVoiceMailNumber",

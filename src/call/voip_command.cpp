@@ -10,15 +10,19 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "bus/atomic_field.h"
+#include "base/json.h"
+#include "base/atomic_field.h"
 #include "call/call_internal.h"
+#include "config/gnl_frame.h"
 #include "phonecore/config.h"
 #include "phonecore/hal.h"
 #include "phonecore/json_msg.h"
 #include "phonecore/voip.h"
 
-using phonecore::bus::load;
-using phonecore::bus::store;
+namespace json = phonecore::json;
+
+using phonecore::base::load;
+using phonecore::base::store;
 
 namespace phonecore::call {
 
@@ -27,7 +31,6 @@ namespace {
 constexpr int kReplyLimitMs = 100;      // every request with a reply
 constexpr int kPowerLimitMs = 200;      // voice_get_power
 constexpr int kDeadPeerLimitMs = 5;     // the buffer requests after two failures in a row
-constexpr int kCategoryLiveStatus = 4100;
 
 // The time limit of warnningist_get and account_get. The tip cache lowers
 // it when the SIP process stops answering, so that a dead peer doesn't hold
@@ -64,10 +67,10 @@ int tip_info(MessageClient* c, int& counter, bool with_account, char* number_tex
   if (ask) {
     json_object* reply = request(c, "tip_info_get", nullptr);
     if (reply != nullptr) {
-      copy_text(g_tip.number_text, sizeof g_tip.number_text, get_string_from_json(reply, 2, "data", "tranfernum"));
-      g_tip.unread = get_int_from_json_rl(reply, 2, "data", "unreadnum");
-      g_tip.id = get_int_from_json_rl(reply, 2, "data", "id");
-      if (with_account) g_tip.account = get_int_from_json_rl(reply, 2, "data", "accID");
+      json::copy_text(g_tip.number_text, sizeof g_tip.number_text, json::text(reply, "data", "tranfernum"));
+      g_tip.unread = json::integer(reply, "data", "unreadnum");
+      g_tip.id = json::integer(reply, "data", "id");
+      if (with_account) g_tip.account = json::integer(reply, "data", "accID");
       json_object_put(reply);
       g_tip_failures = 0;
       store(g_buffer_limit_ms, kReplyLimitMs);
@@ -77,7 +80,7 @@ int tip_info(MessageClient* c, int& counter, bool with_account, char* number_tex
       result = 0;
     }
   }
-  copy_text(number_text, kTextField, g_tip.number_text);
+  json::copy_text(number_text, kTextField, g_tip.number_text);
   *unread = g_tip.unread;
   if (id != nullptr) *id = g_tip.id;
   if (with_account && account != nullptr) *account = g_tip.account;
@@ -102,155 +105,191 @@ extern "C" {
 
 int voip_hook_switch(MessageClient* c, int dev) noexcept {
   switch_audio_channel(dev);
-  command(c, "hook_switch", make_simple_data2(3, 1, "dev", dev));
+  command(c, "hook_switch", json::Builder().integer("dev", dev).release());
   return 1;
 }
 
 int voip_audio_tone(MessageClient* c, int flag) noexcept {
-  command(c, "audio_tone", make_simple_data2(3, 1, "toneFlag", flag));
+  command(c, "audio_tone", json::Builder().integer("toneFlag", flag).release());
   return 1;
 }
 
 int voip_audio_input_key(MessageClient* c, int flag) noexcept {
-  command(c, "audio_input_key", make_simple_data2(3, 1, "inputKeyAudioFlag", flag));
+  command(c, "audio_input_key", json::Builder().integer("inputKeyAudioFlag", flag).release());
   return 1;
 }
 
 int voip_phone_set_dnd(MessageClient* c, int status, int mode, int account) noexcept {
   command(c, "phone_set_dnd",
-          make_simple_data2(9, 1, "dndStatus", status, 1, "dndMode", mode, 1, "dndAccount", account));
+          json::Builder()
+              .integer("dndStatus", status)
+              .integer("dndMode", mode)
+              .integer("dndAccount", account)
+              .release());
   return 1;
 }
 
 int voip_phone_set_auto_answer(MessageClient* c, int account, int flag) noexcept {
-  command(c, "phone_set_auto_answer", make_simple_data2(6, 1, "accId", account, 1, "openflag", flag));
+  command(c, "phone_set_auto_answer", json::Builder().integer("accId", account).integer("openflag", flag).release());
   return 1;
 }
 
 int voip_phone_set_transfer_param(MessageClient* c, int type, int enable, const char* dst, const char* on,
                                   const char* off, int time) noexcept {
   command(c, "phone_set_transfer_param",
-          make_simple_data2(18, 1, "type", type, 1, "enable", enable, 0, "dst", dst, 0, "on", on, 0, "off", off, 1,
-                            "time", time));
+          json::Builder()
+              .integer("type", type)
+              .integer("enable", enable)
+              .text("dst", dst)
+              .text("on", on)
+              .text("off", off)
+              .integer("time", time)
+              .release());
   return 1;
 }
 
 int voip_phone_hangup(MessageClient* c, int call) noexcept {
-  command(c, "phone_hangup", make_simple_data2(3, 1, "current_call", call));
+  command(c, "phone_hangup", json::Builder().integer("current_call", call).release());
   return 1;
 }
 
 int voip_phone_hold(MessageClient* c, int call) noexcept {
-  command(c, "phone_hold", make_simple_data2(3, 1, "current_call", call));
+  command(c, "phone_hold", json::Builder().integer("current_call", call).release());
   return 1;
 }
 
 int voip_phone_resume(MessageClient* c, int call) noexcept {
-  command(c, "phone_resume", make_simple_data2(3, 1, "current_call", call));
+  command(c, "phone_resume", json::Builder().integer("current_call", call).release());
   return 1;
 }
 
 int voip_phone_answer(MessageClient* c, int call, int accept) noexcept {
-  command(c, "phone_answer", make_simple_data2(6, 1, "current_call", call, 1, "acceptFlag", accept));
+  command(c, "phone_answer", json::Builder().integer("current_call", call).integer("acceptFlag", accept).release());
   return 1;
 }
 
 int voip_ring_operation(MessageClient* c, int type, const char* file) noexcept {
-  command(c, "ring_operation", make_simple_data2(6, 1, "opType", type, 0, "fileName", file));
+  command(c, "ring_operation", json::Builder().integer("opType", type).text("fileName", file).release());
   return 1;
 }
 
 int voip_line_led_status(MessageClient* c, int line, int status) noexcept {
-  command(c, "line_led_status", make_simple_data2(6, 1, "lineId", line, 1, "ledStatus", status));
+  command(c, "line_led_status", json::Builder().integer("lineId", line).integer("ledStatus", status).release());
   return 1;
 }
 
 int voip_conf_connect(MessageClient* c, int call1, int call2, int flag) noexcept {
-  command(c, "conf_connect", make_simple_data2(9, 1, "callId1", call1, 1, "callId2", call2, 1, "connFlag", flag));
+  command(c, "conf_connect", json::Builder()
+      .integer("callId1", call1)
+      .integer("callId2", call2)
+      .integer("connFlag", flag)
+      .release());
   return 1;
 }
 
 int voip_conf_mute(MessageClient* c, int call, int speaker, int mute) noexcept {
   command(c, "conf_mute",
-          make_simple_data2(9, 1, "current_call", call, 1, "speakerFlag", speaker, 1, "muteFlag", mute));
+          json::Builder()
+              .integer("current_call", call)
+              .integer("speakerFlag", speaker)
+              .integer("muteFlag", mute)
+              .release());
   return 1;
 }
 
 int voip_phone_register(MessageClient* c, int line, int flag) noexcept {
-  command(c, "phone_register", make_simple_data2(6, 1, "lineId", line, 1, "registerFlag", flag));
+  command(c, "phone_register", json::Builder().integer("lineId", line).integer("registerFlag", flag).release());
   return 1;
 }
 
 int voip_phone_transfer(MessageClient* c, int call, const char* number, int flag) noexcept {
   command(c, "phone_transfer",
-          make_simple_data2(9, 1, "current_call", call, 0, "phoneNumber", number, 1, "incommingFlag", flag));
+          json::Builder()
+              .integer("current_call", call)
+              .text("phoneNumber", number)
+              .integer("incommingFlag", flag)
+              .release());
   return 1;
 }
 
 int voip_phone_transfer_replace(MessageClient* c, int call, int other_call) noexcept {
-  command(c, "phone_transfer_replace", make_simple_data2(6, 1, "current_call", call, 1, "transfer_call", other_call));
+  command(c, "phone_transfer_replace", json::Builder()
+      .integer("current_call", call)
+      .integer("transfer_call", other_call)
+      .release());
   return 1;
 }
 
 int voip_phone_send_dtmf(MessageClient* c, int call, const char* text, int type) noexcept {
   command(c, "phone_send_dtmf",
-          make_simple_data2(9, 1, "current_call", call, 0, "inputStr", text, 1, "infoType", type));
+          json::Builder().integer("current_call", call).text("inputStr", text).integer("infoType", type).release());
   return 1;
 }
 
 int voip_lcd_state_change(MessageClient* c, int account, int old_status, int new_status) noexcept {
   command(c, "lcd_state_change",
-          make_simple_data2(9, 1, "accnumber", account, 1, "old_Status", old_status, 1, "new_Status", new_status));
+          json::Builder()
+              .integer("accnumber", account)
+              .integer("old_Status", old_status)
+              .integer("new_Status", new_status)
+              .release());
   return 1;
 }
 
 int voip_volume_change(MessageClient* c, int speaker, int volume) noexcept {
-  command(c, "volume_change", make_simple_data2(6, 1, "bSpeakerFlag", speaker, 1, "volume", volume));
+  command(c, "volume_change", json::Builder().integer("bSpeakerFlag", speaker).integer("volume", volume).release());
   return 1;
 }
 
 int voip_voice_ctrl(MessageClient* c, int call, int ring, int start, int speaker) noexcept {
   command(c, "voice_ctrl",
-          make_simple_data2(12, 1, "current_call", call, 1, "ringFlag", ring, 1, "startFlag", start, 1, "speakerFlag",
-                            speaker));
+          json::Builder()
+              .integer("current_call", call)
+              .integer("ringFlag", ring)
+              .integer("startFlag", start)
+              .integer("speakerFlag", speaker)
+              .release());
   return 1;
 }
 
 int voip_tip_info_clear(MessageClient* c, int type) noexcept {
-  command(c, "tip_info_clear", make_simple_data2(3, 1, "tipType", type));
+  command(c, "tip_info_clear", json::Builder().integer("tipType", type).release());
   return 1;
 }
 
 int voip_phone_set_record_history(MessageClient* c, int flag) noexcept {
-  command(c, "set_rec_history", make_simple_data2(3, 1, "enableFlag", flag));
+  command(c, "set_rec_history", json::Builder().integer("enableFlag", flag).release());
   return 1;
 }
 
 int voip_account_set_default(MessageClient* c, int account) noexcept {
-  command(c, "account_set_default", make_simple_data2(3, 1, "accId", account));
+  command(c, "account_set_default", json::Builder().integer("accId", account).release());
   return 1;
 }
 
 int voip_voice_test_set(MessageClient* c, int enable) noexcept {
-  return command(c, "voice_test_set", make_simple_data2(3, 1, "enable", enable));
+  return command(c, "voice_test_set", json::Builder().integer("enable", enable).release());
 }
 
 int voip_int_val_set(MessageClient* c, int variable, int value) noexcept {
-  return command(c, "voip_int_val_set", make_simple_data2(6, 1, "variable", variable, 1, "value", value));
+  return command(c, "voip_int_val_set", json::Builder()
+      .integer("variable", variable)
+      .integer("value", value)
+      .release());
 }
 
 int voip_set_has_one_speaking_flag(MessageClient* c, int flag) noexcept {
-  return command(c, "set_has_one_speaking_flag", make_simple_data2(3, 1, "bSpeakerFlag", flag));
+  return command(c, "set_has_one_speaking_flag", json::Builder().integer("bSpeakerFlag", flag).release());
 }
 
 int voip_phone_dail(MessageClient* c, int account, const char* number, char* desc) noexcept {
   printf("#dial#%p#%p#%p##\n\r", static_cast<void*>(c), static_cast<const void*>(number), static_cast<void*>(desc));
   json_object* reply =
-      request(c, "phone_dail", make_simple_data2(6, 1, "dialAccId", account, 0, "phoneNumber", number));
+      request(c, "phone_dail", json::Builder().integer("dialAccId", account).text("phoneNumber", number).release());
   if (reply == nullptr) return 0;
-  const char* status = get_string_from_json(reply, 1, "status");
-  const char* text = get_string_from_json(reply, 2, "data", "desc");
-  if (desc != nullptr && text != nullptr) copy_text(desc, kTextField, text);
+  const char* status = json::text(reply, "status");
+  const char* text = json::text(reply, "data", "desc");
+  if (desc != nullptr && text != nullptr) json::copy_text(desc, kTextField, text);
   // The SIP process always sends "status"; a reply without it counts as 0.
   const int result = status != nullptr ? std::atoi(status) : 0;
   json_object_put(reply);
@@ -261,7 +300,11 @@ int voip_blf_subscribe(MessageClient* c, int start_flag, int acc_id, const char*
   // The reply isn't used: a failed subscription comes back at the next
   // registration.
   json_object_put(request(c, "blf_subscribe",
-                          make_simple_data2(9, 1, "startFlag", start_flag, 1, "acc_id", acc_id, 0, "number", number)));
+                          json::Builder()
+                              .integer("startFlag", start_flag)
+                              .integer("acc_id", acc_id)
+                              .text("number", number)
+                              .release()));
   return 1;
 }
 
@@ -269,9 +312,9 @@ int voip_phone_info_get(MessageClient* c, int* cur_hook_state, int* cur_dev_type
   if (cur_hook_state == nullptr || cur_dev_type == nullptr || dial_flag == nullptr) return 0;
   json_object* reply = request(c, "phone_info_get", nullptr);
   if (reply == nullptr) return 0;
-  *cur_hook_state = get_int_from_json_rl(reply, 2, "data", "curHookState");
-  *cur_dev_type = get_int_from_json_rl(reply, 2, "data", "curDevType");
-  *dial_flag = get_int_from_json_rl(reply, 2, "data", "dialFlag");
+  *cur_hook_state = json::integer(reply, "data", "curHookState");
+  *cur_dev_type = json::integer(reply, "data", "curDevType");
+  *dial_flag = json::integer(reply, "data", "dialFlag");
   json_object_put(reply);
   return 1;
 }
@@ -280,10 +323,10 @@ int voip_phone_state_get(MessageClient* c, int* acc1, int* acc2, int* acc3, int*
   if (acc1 == nullptr || acc2 == nullptr || acc3 == nullptr || acc4 == nullptr) return 0;
   json_object* reply = request(c, "phone_state_get", nullptr);
   if (reply == nullptr) return 0;
-  *acc1 = get_int_from_json_rl(reply, 2, "data", "acc1Status");
-  *acc2 = get_int_from_json_rl(reply, 2, "data", "acc2Status");
-  *acc3 = get_int_from_json_rl(reply, 2, "data", "acc3Status");
-  *acc4 = get_int_from_json_rl(reply, 2, "data", "acc4Status");
+  *acc1 = json::integer(reply, "data", "acc1Status");
+  *acc2 = json::integer(reply, "data", "acc2Status");
+  *acc3 = json::integer(reply, "data", "acc3Status");
+  *acc4 = json::integer(reply, "data", "acc4Status");
   json_object_put(reply);
   return 1;
 }
@@ -292,19 +335,19 @@ int voip_phone_get_record_history(MessageClient* c, int* enable_flag) noexcept {
   if (enable_flag == nullptr) return 0;
   json_object* reply = request(c, "get_rec_history", nullptr);
   if (reply == nullptr) return 0;
-  *enable_flag = get_int_from_json_rl(reply, 2, "data", "enableFlag");
+  *enable_flag = json::integer(reply, "data", "enableFlag");
   json_object_put(reply);
   return 1;
 }
 
 int voip_call_info(MessageClient* c, int call_id, char* from_account, char* to_account, int* acc_id) noexcept {
-  json_object* reply = request(c, "call_info", make_simple_data2(3, 1, "callId", call_id));
+  json_object* reply = request(c, "call_info", json::Builder().integer("callId", call_id).release());
   if (reply == nullptr) return 0;
-  const char* from = get_string_from_json(reply, 2, "data", "fromAccount");
-  const char* to = get_string_from_json(reply, 2, "data", "toAccount");
-  if (from_account != nullptr && from != nullptr) copy_text(from_account, kTextField, from);
-  if (to_account != nullptr && to != nullptr) copy_text(to_account, kTextField, to);
-  if (acc_id != nullptr) *acc_id = get_int_from_json_rl(reply, 2, "data", "acc_id");
+  const char* from = json::text(reply, "data", "fromAccount");
+  const char* to = json::text(reply, "data", "toAccount");
+  if (from_account != nullptr && from != nullptr) json::copy_text(from_account, kTextField, from);
+  if (to_account != nullptr && to != nullptr) json::copy_text(to_account, kTextField, to);
+  if (acc_id != nullptr) *acc_id = json::integer(reply, "data", "acc_id");
   json_object_put(reply);
   return 1;
 }
@@ -320,18 +363,20 @@ int voip_tip_info_get3(MessageClient* c, char* number_text, int* unread, int* id
 int voip_voice_get_power(MessageClient* c, int* power) noexcept {
   json_object* reply = send_sjson_to_sip_wait(c, "voice_get_power", nullptr, kPowerLimitMs);
   if (reply == nullptr) return -1;
-  if (power != nullptr) *power = get_int_from_json_rl(reply, 2, "data", "power");
+  if (power != nullptr) *power = json::integer(reply, "data", "power");
   json_object_put(reply);
   return 0;
 }
 
 int voip_in_val_get(MessageClient* c, int variable, int* value) noexcept {
   json_object* reply =
-      send_sjson_to_sip_wait(c, "voip_in_val_get", make_simple_data2(3, 1, "variable", variable), kReplyLimitMs);
+      send_sjson_to_sip_wait(c, "voip_in_val_get", json::Builder()
+          .integer("variable", variable)
+          .release(), kReplyLimitMs);
   if (reply == nullptr) return -1;
   int result = -1;
-  if (get_int_from_json_rl(reply, 2, "data", "variable") == variable) {
-    if (value != nullptr) *value = get_int_from_json_rl(reply, 2, "data", "value");
+  if (json::integer(reply, "data", "variable") == variable) {
+    if (value != nullptr) *value = json::integer(reply, "data", "value");
     result = 0;
   }
   json_object_put(reply);
@@ -366,9 +411,8 @@ int getCallStatus_common(void) noexcept {
   return std::strcmp(head, "0") != 0 ? 1 : 0;
 }
 
-int getRealtimeNTStatus(MessageClient*, char* ip, char* mask, char* gateway, char* dns1, char* dns2,
-                        char* mac) noexcept {
-  json_object* status = read_gnl_config(kCategoryLiveStatus, nullptr);
+int getRealtimeNTStatus(MessageClient*, char* ip, char* mask, char* gateway, char* dns1, char* dns2, char* mac) noexcept {
+  json_object* status = read_gnl_config(phonecore::config::kCategoryStatus, nullptr);
   if (status == nullptr) return -1;
   const struct {
     const char* key;
@@ -376,8 +420,8 @@ int getRealtimeNTStatus(MessageClient*, char* ip, char* mask, char* gateway, cha
   } fields[] = {{"ipaddr", ip}, {"netmask", mask}, {"gateway", gateway},
                 {"dns1", dns1}, {"dns2", dns2},    {"mac", mac}};
   for (const auto& f : fields) {
-    const char* value = get_string_from_json(status, 1, f.key);
-    if (value != nullptr && f.dest != nullptr) copy_text(f.dest, kTextField, value);
+    const char* value = json::text(status, f.key);
+    if (value != nullptr && f.dest != nullptr) json::copy_text(f.dest, kTextField, value);
   }
   json_object_put(status);
   return 0;

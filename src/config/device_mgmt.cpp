@@ -12,19 +12,17 @@
 #include <initializer_list>
 #include <utility>
 
+#include "base/json.h"
 #include "config/gnl_frame.h"
 #include "phonecore/config.h"
 #include "phonecore/dm.h"
 #include "phonecore/json_msg.h"
-#include "phonecore/udp.h"
+
+namespace json = phonecore::json;
 
 using namespace phonecore::config;
 
 namespace {
-
-constexpr uint16_t kCategoryQuestion = 4108;  // 0x100C
-constexpr int kQuestionAccount = 0x2004;
-constexpr int kQuestionFileExists = 0x3008;
 
 // The members of one section of a cached store, set in order; stops at the
 // first that fails.
@@ -32,13 +30,15 @@ int set_members(int category, const char* section, std::initializer_list<std::pa
   json_object* store = get_config_slot(category);
   if (store == nullptr) return -1;
   for (const auto& [key, value] : members)
-    if (set_string_to_json(store, key, value, 1, section) != 0) return -1;
+    if (json::set(store, key, json::new_text(value), section) != 0) return -1;
   return 0;
 }
 
-int copy_text(char* receiver, const char* text) {
+// A store's text into a receiver of room bytes, cut there; -1 when either
+// is missing.
+int answer(char* receiver, size_t room, const char* text) {
   if (text == nullptr || receiver == nullptr) return -1;
-  std::strcpy(receiver, text);
+  json::copy_text(receiver, room, text);
   return 0;
 }
 
@@ -48,7 +48,7 @@ template <size_t N>
 char* wan_member(char (&buffer)[N], const char* member) {
   std::memset(buffer, 0, N);
   json_object* network = read_network_config();
-  const char* text = network != nullptr ? get_string_from_json(network, 2, "wan", member) : nullptr;
+  const char* text = network != nullptr ? json::text(network, "wan", member) : nullptr;
   if (text != nullptr) std::strncpy(buffer, text, N - 1);
   json_object_put(network);
   return buffer;
@@ -81,11 +81,8 @@ GnlConfigRecord* new_question(int type, const char* name) {
 // Sends a question and takes the reply into the same record; the reply's
 // length, or -1.
 int ask(GnlConfigRecord* r) {
-  int capacity = static_cast<int>(kGnlBufferSize);
-  if (udp_send_data_wait("127.0.0.1", kConfigPort, r, static_cast<int>(gnl_datagram_size(r->data_length)), r,
-                         &capacity) != 0)
-    return -1;
-  return capacity;
+  const auto got = frame_exchange(kConfigPort, *r, *r);
+  return got ? static_cast<int>(*got) : -1;
 }
 
 }  // namespace
@@ -96,12 +93,13 @@ int quorrbitSetnetworkMode(const char* mode) noexcept { return set_members(kCate
 
 int quorrbitGetnetworkMode(char* receiver) noexcept {
   json_object* store = get_config_slot(kCategoryNetwork);
-  return copy_text(receiver, store != nullptr ? get_string_from_json(store, 2, "wan", "mode") : nullptr);
+  return answer(receiver, DM_TEXT_SIZE, store != nullptr ? json::text(store, "wan", "mode") : nullptr);
 }
 
 int quorrbitGetNetcfg(char* receiver, const char* member) noexcept {
   json_object* store = get_config_slot(kCategoryNetwork);
-  return copy_text(receiver, store != nullptr && member != nullptr ? get_string_from_json(store, 1, member) : nullptr);
+  return answer(receiver, DM_TEXT_SIZE,
+                store != nullptr && member != nullptr ? json::text(store, member) : nullptr);
 }
 
 int quorrbitWanStatic(const char* ipaddr, const char* netmask, const char* gateway, const char* dns1,
@@ -125,7 +123,7 @@ int quorrbitDhcpServer(const char* enable, const char* start, const char* stop, 
 
 int quorbit_get_cwmp_config(char* receiver) noexcept {
   json_object* store = get_config_slot(kCategoryCwmp);
-  return copy_text(receiver, store != nullptr ? json_object_get_string(store) : nullptr);
+  return answer(receiver, DM_STORE_TEXT_SIZE, store != nullptr ? json_object_get_string(store) : nullptr);
 }
 
 int cwmp_set_local(const char* interface, const char* port, const char* username, const char* password,
@@ -164,11 +162,7 @@ const char* get_string_from_json2(int category, int depth, ...) noexcept {
   json_object* o = get_config_slot(category);
   va_list keys;
   va_start(keys, depth);
-  for (int i = 0; i < depth && o != nullptr; ++i) {
-    const char* key = va_arg(keys, const char*);
-    json_object* next = nullptr;
-    o = key != nullptr && json_object_object_get_ex(o, key, &next) ? next : nullptr;
-  }
+  for (int i = 0; i < depth && o != nullptr; ++i) o = json::step(o, va_arg(keys, const char*));
   va_end(keys);
   return o != nullptr ? json_object_get_string(o) : nullptr;
 }
@@ -185,7 +179,7 @@ int sys_get_netinfor(char* mode, char* ipaddr, char* netmask, char* gateway, cha
                      char* mac) noexcept {
   json_object* network = read_network_config();
   if (network == nullptr) return -1;
-  auto wan = [&](const char* key) { return get_string_from_json(network, 2, "wan", key); };
+  auto wan = [&](const char* key) { return json::text(network, "wan", key); };
   // The first four always (an absent one as an empty text); the others only
   // when present and not empty, so their receivers keep what they held.
   for (auto [receiver, key] : {std::pair{mode, "mode"}, {ipaddr, "ipaddr"}, {netmask, "netmask"}, {gateway, "gateway"}}) {
@@ -206,7 +200,7 @@ int sys_get_statusinfor(char* sw_version, char* hw_version, char* deviceid, char
   printf("tolk_net sys_get_statusinfor json:%s\n", json_object_get_string(status));
   for (auto [receiver, key] : {std::pair{sw_version, "SWVersion"}, {hw_version, "HWVersion"}, {deviceid, "deviceid"},
                                {ipaddr, "ipaddr"}, {mac, "mac"}}) {
-    const char* text = get_string_from_json(status, 1, key);
+    const char* text = json::text(status, key);
     if (receiver != nullptr && text != nullptr) std::strcpy(receiver, text);
   }
   json_object_put(status);

@@ -1,5 +1,5 @@
 // Client of the configuration service: one GnlConfigRecord out and one
-// back per call, on a fresh socket, through udp_send_data_wait (5000 ms).
+// back per call, on a fresh socket, through frame_exchange (5000 ms).
 
 #include <json-c/json.h>
 
@@ -13,7 +13,6 @@
 #include "config/gnl_config_internal.h"
 #include "config/gnl_frame.h"
 #include "phonecore/config.h"
-#include "phonecore/udp.h"
 
 using namespace phonecore::config;
 
@@ -35,13 +34,12 @@ void fill_head(GnlConfigRecord* r, uint16_t category, uint16_t operation, std::o
 }
 
 std::optional<size_t> exchange(GnlConfigRecord* r, uint16_t expect_category) {
-  const size_t out = gnl_datagram_size(r->data_length);
-  int capacity = static_cast<int>(kGnlBufferSize);
-  if (udp_send_data_wait("127.0.0.1", kConfigPort, r, static_cast<int>(out), r, &capacity) != 0) return std::nullopt;
-  auto head = decode_gnl_head({reinterpret_cast<const uint8_t*>(r), static_cast<size_t>(capacity)});
+  const auto got = frame_exchange(kConfigPort, *r, *r);
+  if (!got) return std::nullopt;
+  auto head = decode_gnl_head({reinterpret_cast<const uint8_t*>(r), *got});
   if (!head || head->category != expect_category) return std::nullopt;
   // The data as far as the reply holds it; one byte stays for a terminator.
-  const size_t held = static_cast<size_t>(capacity) - kGnlHeaderSize;
+  const size_t held = *got - kGnlHeaderSize;
   return std::min<size_t>({head->data_length, held, kGnlDataSize - 1});
 }
 

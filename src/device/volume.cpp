@@ -10,11 +10,14 @@
 #include <cstring>
 #include <memory>
 
+#include "base/json.h"
 #include "config/gnl_frame.h"
 #include "phonecore/config.h"
 #include "phonecore/hal.h"
 #include "phonecore/json_msg.h"
 #include "phonecore/udp.h"
+
+namespace json = phonecore::json;
 
 using namespace phonecore::config;
 
@@ -28,17 +31,8 @@ constexpr int kModeRing = 2;
 constexpr int kModeCall = 3;
 constexpr int kAudioModeKey = 9;  // gl_data key of the audio mode
 
-// gl_data requests: the GnlConfigRecord frame, category 0x1006 (the file
-// category, told apart by the operation), format 2.
-constexpr uint16_t kCategoryGlData = 0x1006;
-static_assert(kCategoryGlData == kCategoryFile);
-constexpr uint16_t kGlDataFormat = 2;
-constexpr uint16_t kGlWrite = 0x3005;
-constexpr uint16_t kGlRead = 0x3006;
-constexpr uint16_t kGlReset = 0x3007;
-constexpr size_t kGlKeyOffset = 10;
-constexpr size_t kGlValueOffset = 14;
-constexpr uint16_t kGlPairSize = 8;  // the word at offset 8: key and value bytes
+// gl_data requests go on the file category, told apart by the operation.
+constexpr uint16_t kCategoryGlData = kCategoryFile;
 
 int g_channel = 1;
 int g_hotel = 0;  // refreshed at each volume call
@@ -75,7 +69,7 @@ json_object* open_hal() {
 }
 
 void refresh_hotel(json_object* hal) {
-  const char* text = get_string_from_json(hal, 2, "audio", "HotelModelEnable");
+  const char* text = json::text(hal, "audio", "HotelModelEnable");
   g_hotel = text != nullptr && std::strcmp(text, "1") == 0;
 }
 
@@ -86,14 +80,9 @@ bool gl_exchange(uint16_t operation, uint16_t pair, int key, int value, GnlConfi
   r->category = kCategoryGlData;
   r->operation = operation;
   r->format = kGlDataFormat;
-  r->path_length = pair;
-  auto* bytes = reinterpret_cast<uint8_t*>(r);
-  const auto k = static_cast<int32_t>(key), v = static_cast<int32_t>(value);
-  std::memcpy(bytes + kGlKeyOffset, &k, sizeof k);
-  std::memcpy(bytes + kGlValueOffset, &v, sizeof v);
-  int capacity = static_cast<int>(kGnlBufferSize);
-  return udp_send_data_wait("127.0.0.1", kConfigPort, r, static_cast<int>(gnl_datagram_size(0)), r, &capacity) == 0 &&
-         capacity >= static_cast<int>(kGlValueOffset + sizeof v);
+  put_gl_body(*r, GlDataBody{pair, static_cast<int32_t>(key), static_cast<int32_t>(value)});
+  const auto got = frame_exchange(kConfigPort, *r, *r);
+  return got && *got >= kGlBodyOffset + sizeof(GlDataBody);
 }
 
 // One gl_data exchange on a record of its own: 32 KiB from the heap for
@@ -121,7 +110,7 @@ int read_level(int channel, int mode, int* level) {
   } else {
     char key[32];
     level_key(channel, mode, key, sizeof key);
-    *level = get_int_from_json_rl(hal, 2, "audio", key);
+    *level = json::integer(hal, "audio", key);
   }
   json_object_put(hal);
   return 0;
@@ -130,7 +119,7 @@ int read_level(int channel, int mode, int* level) {
 int set_level(int channel, int mode, int level, json_object* hal) {
   char key[32];
   level_key(channel, mode, key, sizeof key);
-  set_int_to_json2(hal, key, level, 1, "audio");
+  json::set_creating(hal, key, json_object_new_int(level), "audio");
   write_gnl_config_json(kHalFile, hal);
   return 0;
 }
@@ -261,7 +250,7 @@ int hal_volume_config_get_mic(int channel, int* level) noexcept {
   if (level == nullptr) return 0;
   *level = 0;
   json_object* hal = open_hal();
-  if (channel >= 1 && channel <= 3) *level = get_int_from_json_rl(hal, 2, "audio", kPaths[channel - 1].mic);
+  if (channel >= 1 && channel <= 3) *level = json::integer(hal, "audio", kPaths[channel - 1].mic);
   json_object_put(hal);
   return 0;
 }
@@ -270,7 +259,7 @@ int hal_volume_config_set_mic(int channel, int level) noexcept {
   if (level > kMaxLevel) return -1;
   json_object* hal = open_hal();
   // Mic levels ignore hotel mode; another channel rewrites the file as it is.
-  if (channel >= 1 && channel <= 3) set_int_to_json2(hal, kPaths[channel - 1].mic, level, 1, "audio");
+  if (channel >= 1 && channel <= 3) json::set_creating(hal, kPaths[channel - 1].mic, json_object_new_int(level), "audio");
   write_gnl_config_json(kHalFile, hal);
   json_object_put(hal);
   return 0;
@@ -289,7 +278,7 @@ int hal_current_volume_set_mic_f(float value) noexcept {
 
 int hal_get_default_audio(void) noexcept {
   json_object* hal = read_gnl_config_json(kHalFile);
-  const char* text = hal != nullptr ? get_string_from_json(hal, 2, "audio", "DefaultAudio") : nullptr;
+  const char* text = hal != nullptr ? json::text(hal, "audio", "DefaultAudio") : nullptr;
   const int on = text != nullptr && std::strcmp(text, "1") == 0;
   json_object_put(hal);
   return on;
@@ -298,7 +287,7 @@ int hal_get_default_audio(void) noexcept {
 int hotel_mode_set(int value) noexcept {
   json_object* hal = read_gnl_config_json(kHalFile);
   if (hal == nullptr) return -1;
-  set_string_to_json2(hal, "HotelModelEnable", value == 1 ? "1" : "0", 1, "audio");
+  json::set_creating(hal, "HotelModelEnable", json::new_text(value == 1 ? "1" : "0"), "audio");
   write_gnl_config_json(kHalFile, hal);
   json_object_put(hal);
   return 0;
@@ -306,7 +295,7 @@ int hotel_mode_set(int value) noexcept {
 
 int hotel_mode_get(void) noexcept {
   json_object* hal = read_gnl_config_json(kHalFile);
-  const char* text = hal != nullptr ? get_string_from_json(hal, 2, "audio", "HotelModelEnable") : nullptr;
+  const char* text = hal != nullptr ? json::text(hal, "audio", "HotelModelEnable") : nullptr;
   const int on = text != nullptr && std::strcmp(text, "1") == 0;
   json_object_put(hal);
   return on;
@@ -315,7 +304,7 @@ int hotel_mode_get(void) noexcept {
 int get_allowringvolumeset(void) noexcept {
   json_object* hal = read_gnl_config_json(kHalFile);
   if (hal == nullptr) return -1;
-  const int allowed = get_int_from_char_json(hal, 2, "audio", "RingVoluemEnable");
+  const int allowed = json::text_integer(hal, "audio", "RingVoluemEnable");
   json_object_put(hal);
   return allowed;
 }

@@ -11,11 +11,13 @@
 #include <cstdio>
 #include <cstring>
 
-#include "dial/dial_json.h"
+#include "base/json.h"
 #include "dial/dial_rule_internal.h"
 #include "phonecore/config.h"
 #include "phonecore/dial_rule.h"
 #include "phonecore/dialplan.h"
+
+namespace json = phonecore::json;
 
 static_assert(sizeof(RuleReplace) == 4 + 64 + 64 + 16);
 static_assert(offsetof(RuleReplace, prefix) == 4 && offsetof(RuleReplace, replace) == 68 &&
@@ -69,8 +71,8 @@ struct ReplaceRows {
   // The older store's rows end at a row without prefix or template.
   static bool ends_store(const Row& row) { return row.prefix[0] == '\0' || row.replace[0] == '\0'; }
   static void read(Row& row, json_object* element) {
-    copy_text(row.prefix, sizeof row.prefix, member_text(element, "Preffix"), kTextChars);
-    copy_text(row.replace, sizeof row.replace, member_text(element, "Replace"), kTextChars);
+    json::copy_text(row.prefix, sizeof row.prefix, json::text(element, "Preffix"), kTextChars);
+    json::copy_text(row.replace, sizeof row.replace, json::text(element, "Replace"), kTextChars);
   }
   static void write(const Row& row, json_object* element) {
     json_object_object_add(element, "Preffix", json_object_new_string(row.prefix));
@@ -86,7 +88,7 @@ struct DialRows {
   static const char* pattern(const Row& row) { return row.rule; }
   static bool ends_store(const Row& row) { return row.rule[0] == '\0'; }
   static void read(Row& row, json_object* element) {
-    copy_text(row.rule, sizeof row.rule, member_text(element, "Rule"), kTextChars);
+    json::copy_text(row.rule, sizeof row.rule, json::text(element, "Rule"), kTextChars);
   }
   static void write(const Row& row, json_object* element) {
     json_object_object_add(element, "Rule", json_object_new_string(row.rule));
@@ -101,7 +103,7 @@ struct LimitRows {
   static const char* pattern(const Row& row) { return row.number; }
   static bool ends_store(const Row& row) { return row.number[0] == '\0'; }
   static void read(Row& row, json_object* element) {
-    copy_text(row.number, sizeof row.number, member_text(element, "Number"), kTextChars);
+    json::copy_text(row.number, sizeof row.number, json::text(element, "Number"), kTextChars);
   }
   static void write(const Row& row, json_object* element) {
     json_object_object_add(element, "Number", json_object_new_string(row.number));
@@ -126,7 +128,7 @@ int write_older_store(json_object* root) {
 template <typename Rows>
 int store_rows() {
   json_object* root = older_store_root();
-  json_object* array = member(root, Rows::kArray);
+  json_object* array = json::step(root, Rows::kArray);
   if (array == nullptr || !json_object_is_type(array, json_type_array)) {
     array = json_object_new_array();
     json_object_object_add(root, Rows::kArray, array);
@@ -184,15 +186,60 @@ int update_rows(int op, const typename Rows::Row* record) {
 // The older store's rows: "Id" from the row, at most ten of them.
 template <typename Rows>
 void load_older_rows(json_object* root) {
-  json_object* array = member(root, Rows::kArray);
+  json_object* array = json::step(root, Rows::kArray);
   if (array == nullptr || !json_object_is_type(array, json_type_array)) return;
   const size_t count = json_object_array_length(array);
   for (size_t i = 0; i < count && i < RULE_ROWS; ++i) {
     json_object* element = json_object_array_get_idx(array, i);
     auto& row = Rows::table()[i];
-    row.id = json_object_get_int(member(element, "Id"));
+    row.id = json::integer(element, "Id");
     Rows::read(row, element);
-    parse_account(member_text(element, "Account"), row.accounts);
+    parse_account(json::text(element, "Account"), row.accounts);
+  }
+}
+
+// The current store's rows: the "data" array of a section, at most ten
+// elements, each given to a row reader with its index. The index is the
+// row's id.
+void read_data_rows(json_object* root, const char* section, void (*read)(json_object* element, size_t i)) {
+  json_object* rows = json::array(root, section, "data");
+  for (size_t i = 0; i < json::length(rows) && i < RULE_ROWS; ++i) read(json::element(rows, i), i);
+}
+
+void read_replace_row(json_object* element, size_t i) {
+  RuleReplace& row = g_rule_replace[i];
+  row.id = static_cast<int32_t>(i);
+  json::copy_text(row.prefix, sizeof row.prefix, json::text(element, "Prefix"), kTextChars);
+  json::copy_text(row.replace, sizeof row.replace, json::text(element, "Replace"), kTextChars);
+  const char* account = json::text(element, "Account");
+  parse_account(account, row.accounts);
+  std::printf("%s,%d, Preffix = %s, Replace = %s, Account = %s\n\r", "vorn_rule_all_load", __LINE__, row.prefix,
+              row.replace, shown(account));
+}
+
+void read_dial_row(json_object* element, size_t i) {
+  RuleDial& row = g_rule_dial[i];
+  row.id = static_cast<int32_t>(i);
+  json::copy_text(row.rule, sizeof row.rule, json::text(element, "RealTimeDialingRules"), kTextChars);
+  const char* account = json::text(element, "Account");
+  parse_account(account, row.accounts);
+  std::printf("%s,%d, RealTimeDialingRules = %s, Account = %s\n\r", "vorn_rule_all_load", __LINE__, row.rule,
+              shown(account));
+}
+
+// "BlockOut1" to "BlockOut10" with "Account1" to "Account10"; a row
+// without its account member applies to all accounts.
+void read_restrict_rows(json_object* section) {
+  if (section == nullptr) return;
+  for (int n = 1; n <= RULE_ROWS; ++n) {
+    char pattern_key[32];
+    char account_key[32];
+    std::snprintf(pattern_key, sizeof pattern_key, "%s%d", "BlockOut", n);
+    std::snprintf(account_key, sizeof account_key, "%s%d", "Account", n);
+    RuleLimit& row = g_rule_limit[n - 1];
+    row.id = n - 1;
+    json::copy_text(row.number, sizeof row.number, json::text(section, pattern_key), kTextChars);
+    parse_account(json::text(section, account_key), row.accounts);
   }
 }
 
@@ -200,10 +247,10 @@ void load_older_rows(json_object* root) {
 // the two bounds (an absent one reads as 0) and the account text.
 void load_zone(json_object* zone, const char* code, const char* min, const char* max, const char* account) {
   if (zone == nullptr) return;
-  copy_text(g_rule_zone.code, sizeof g_rule_zone.code, member_text(zone, code), kAreaCodeChars);
-  g_rule_zone.min_length = json_object_get_int(member(zone, min));
-  g_rule_zone.max_length = json_object_get_int(member(zone, max));
-  parse_account(member_text(zone, account), g_rule_zone.accounts);
+  json::copy_text(g_rule_zone.code, sizeof g_rule_zone.code, json::text(zone, code), kAreaCodeChars);
+  g_rule_zone.min_length = json::integer(zone, min);
+  g_rule_zone.max_length = json::integer(zone, max);
+  parse_account(json::text(zone, account), g_rule_zone.accounts);
 }
 
 }  // namespace
@@ -229,47 +276,10 @@ int vorn_rule_all_load(void) noexcept {
   json_object* root = read_gnl_config_json(kCurrentStore);
   if (root == nullptr) return std::printf("tolk_rule vorn_rule_all_load read %s failed\n", kCurrentStore);
 
-  json_object* replace = data_array(root, "DialplanReplace");
-  for (size_t i = 0; i < array_length(replace) && i < RULE_ROWS; ++i) {
-    json_object* element = json_object_array_get_idx(replace, i);
-    RuleReplace& row = g_rule_replace[i];
-    row.id = static_cast<int32_t>(i);
-    copy_text(row.prefix, sizeof row.prefix, member_text(element, "Prefix"), kTextChars);
-    copy_text(row.replace, sizeof row.replace, member_text(element, "Replace"), kTextChars);
-    const char* account = member_text(element, "Account");
-    parse_account(account, row.accounts);
-    std::printf("%s,%d, Preffix = %s, Replace = %s, Account = %s\n\r", __func__, __LINE__, row.prefix, row.replace,
-                shown(account));
-  }
-
-  json_object* dialnow = data_array(root, "DialplanDialnow");
-  for (size_t i = 0; i < array_length(dialnow) && i < RULE_ROWS; ++i) {
-    json_object* element = json_object_array_get_idx(dialnow, i);
-    RuleDial& row = g_rule_dial[i];
-    row.id = static_cast<int32_t>(i);
-    copy_text(row.rule, sizeof row.rule, member_text(element, "RealTimeDialingRules"), kTextChars);
-    const char* account = member_text(element, "Account");
-    parse_account(account, row.accounts);
-    std::printf("%s,%d, RealTimeDialingRules = %s, Account = %s\n\r", __func__, __LINE__, row.rule, shown(account));
-  }
-
-  // "BlockOut1" to "BlockOut10" with "Account1" to "Account10"; a row
-  // without its account member applies to all accounts.
-  json_object* restrict_rows = member(root, "DialplanRestrict");
-  if (restrict_rows != nullptr) {
-    for (int n = 1; n <= RULE_ROWS; ++n) {
-      char pattern_key[32];
-      char account_key[32];
-      std::snprintf(pattern_key, sizeof pattern_key, "%s%d", "BlockOut", n);
-      std::snprintf(account_key, sizeof account_key, "%s%d", "Account", n);
-      RuleLimit& row = g_rule_limit[n - 1];
-      row.id = n - 1;
-      copy_text(row.number, sizeof row.number, member_text(restrict_rows, pattern_key), kTextChars);
-      parse_account(member_text(restrict_rows, account_key), row.accounts);
-    }
-  }
-
-  load_zone(member(root, "DialplanAreaCode"), "AreaCode", "AreaCodeMinLen", "AreaCodeMaxLen", "AreaCodeAccount");
+  read_data_rows(root, "DialplanReplace", read_replace_row);
+  read_data_rows(root, "DialplanDialnow", read_dial_row);
+  read_restrict_rows(json::step(root, "DialplanRestrict"));
+  load_zone(json::step(root, "DialplanAreaCode"), "AreaCode", "AreaCodeMinLen", "AreaCodeMaxLen", "AreaCodeAccount");
   return json_object_put(root);
 }
 
@@ -282,7 +292,7 @@ int vorn_rule_all_load_obsoleted(void) noexcept {
   load_older_rows<LimitRows>(root);
   // The store writes "minLength" and "maxLength"; this load looks for
   // "MinLength" and "MaxLength", so stored bounds read back as 0.
-  load_zone(member(root, "ZoneInfo"), "Code", "MinLength", "MaxLength", "Account");
+  load_zone(json::step(root, "ZoneInfo"), "Code", "MinLength", "MaxLength", "Account");
   return json_object_put(root);
 }
 
@@ -292,7 +302,7 @@ int vorn_rule_limit_store(void) noexcept { return store_rows<LimitRows>(); }
 
 int vorn_rule_zone_store(void) noexcept {
   json_object* root = older_store_root();
-  json_object* zone = member(root, "ZoneInfo");
+  json_object* zone = json::step(root, "ZoneInfo");
   if (zone == nullptr || !json_object_is_type(zone, json_type_object)) {
     zone = json_object_new_object();
     json_object_object_add(root, "ZoneInfo", zone);
@@ -378,7 +388,7 @@ int parse_account(const char* text, int32_t* flags) noexcept {
     return RULE_ACCOUNTS;
   }
   char copy[kAccountTextChars + 1];
-  copy_text(copy, sizeof copy, text, kAccountTextChars);
+  json::copy_text(copy, sizeof copy, text, kAccountTextChars);
   char* trimmed = trim(copy);
   if (trimmed[0] == '\0') {
     all_accounts(flags);
@@ -393,10 +403,10 @@ int parse_account(const char* text, int32_t* flags) noexcept {
       char* comma = std::strchr(token, ',');
       if (comma != nullptr) *comma = '\0';
       char piece[kAccountTokenChars + 1];
-      copy_text(piece, sizeof piece, token, kAccountTokenChars);
+      json::copy_text(piece, sizeof piece, token, kAccountTokenChars);
       const char* value_text = trim(piece);
       if (value_text[0] != '\0') {
-        const int value = text_to_int(value_text);
+        const int value = json::text_to_int(value_text);
         if (value >= 1 && value <= RULE_ACCOUNTS) {
           flags[value - 1] = 1;
           ++count;
@@ -407,7 +417,7 @@ int parse_account(const char* text, int32_t* flags) noexcept {
     std::printf("%s,%d, accCount = %d \n\r", __func__, __LINE__, count);
     return count;
   }
-  const int value = text_to_int(trimmed);
+  const int value = json::text_to_int(trimmed);
   if (value < 1 || value > RULE_ACCOUNTS) return 0;
   flags[value - 1] = 1;
   return 1;

@@ -23,16 +23,20 @@
 #include <atomic>
 #include <iterator>
 
-#include "bus/atomic_field.h"
-#include "dial/dial_json.h"
+#include "base/json.h"
+#include "base/atomic_field.h"
+#include "bus/vocabulary.h"
 #include "dial/hotkey_internal.h"
 #include "phonecore/bus_client.h"
 #include "phonecore/config.h"
 #include "phonecore/hotkey.h"
 
-using phonecore::bus::load;
-using phonecore::bus::store;
+namespace json = phonecore::json;
 
+using phonecore::base::load;
+using phonecore::base::store;
+
+static_assert(HOTKEY_MSGTYPE_RELOAD == phonecore::bus::kMsgtypeHotkeyReload);
 static_assert(sizeof(hotkey_record) == 12 + 4 * HOTKEY_TEXT_SIZE);
 static_assert(offsetof(hotkey_record, Type) == 4 && offsetof(hotkey_record, Line) == 8 &&
               offsetof(hotkey_record, Key) == 12 && offsetof(hotkey_record, Value) == 76 &&
@@ -112,30 +116,26 @@ void append_rows(json_object* array, int count) {
 // The first element of a bindings array whose "RealKey", cut to 8 bits,
 // is key.
 json_object* find_by_real_key(json_object* array, int key) {
-  for (size_t i = 0; i < array_length(array); ++i) {
+  for (size_t i = 0; i < json::length(array); ++i) {
     json_object* element = json_object_array_get_idx(array, i);
-    if ((json_object_get_int(member(element, "RealKey")) & 0xff) == key) return element;
+    if ((json::integer(element, "RealKey") & 0xff) == key) return element;
   }
   return nullptr;
-}
-
-void set_member_text(json_object* object, const char* key, const char* text) {
-  json_object_object_add(object, key, json_object_new_string(text != nullptr ? text : ""));
 }
 
 void set_member_number(json_object* object, const char* key, int value) {
   char text[16];
   std::snprintf(text, sizeof text, "%d", value);
-  set_member_text(object, key, text);
+  json::put(object, key, json::new_text(text));
 }
 
 void node_to_element(const hotkey_node& node, json_object* element) {
-  set_member_text(element, "Key", node.Key);
-  set_member_text(element, "Type", node.Type);
-  set_member_text(element, "Line", node.Line);
-  set_member_text(element, "Value", node.Value);
-  set_member_text(element, "Label", node.Label);
-  set_member_text(element, "Extension", node.Extension);
+  json::put(element, "Key", json::new_text(node.Key));
+  json::put(element, "Type", json::new_text(node.Type));
+  json::put(element, "Line", json::new_text(node.Line));
+  json::put(element, "Value", json::new_text(node.Value));
+  json::put(element, "Label", json::new_text(node.Label));
+  json::put(element, "Extension", json::new_text(node.Extension));
 }
 
 // The valid part of the list as a lookup sees it.
@@ -174,19 +174,19 @@ int reload_on_change(uint16_t, uint16_t msgtype, void*, uint32_t) {
 }  // namespace
 
 void fill_record(hotkey_record& record, json_object* element) {
-  record.RealKey = static_cast<uint8_t>(json_object_get_int(member(element, "RealKey")) & 0xff);
-  record.Type = text_to_int(member_text(element, "Type"));
-  record.Line = text_to_int(member_text(element, "Line"));
-  copy_text(record.Key, sizeof record.Key, member_text(element, "Key"), sizeof record.Key - 1);
-  copy_text(record.Value, sizeof record.Value, member_text(element, "Value"), sizeof record.Value - 1);
-  copy_text(record.Label, sizeof record.Label, member_text(element, "Label"), sizeof record.Label - 1);
-  copy_text(record.Extension, sizeof record.Extension, member_text(element, "Extension"),
+  record.RealKey = static_cast<uint8_t>(json::integer(element, "RealKey") & 0xff);
+  record.Type = json::text_to_int(json::text(element, "Type"));
+  record.Line = json::text_to_int(json::text(element, "Line"));
+  json::copy_text(record.Key, sizeof record.Key, json::text(element, "Key"), sizeof record.Key - 1);
+  json::copy_text(record.Value, sizeof record.Value, json::text(element, "Value"), sizeof record.Value - 1);
+  json::copy_text(record.Label, sizeof record.Label, json::text(element, "Label"), sizeof record.Label - 1);
+  json::copy_text(record.Extension, sizeof record.Extension, json::text(element, "Extension"),
             sizeof record.Extension - 1);
 }
 
 json_object* find_binding(json_object* root, int key) {
-  json_object* found = find_by_real_key(data_array(root, kHotKeyArray), key);
-  return found != nullptr ? found : find_by_real_key(data_array(root, kLineKeyArray), key);
+  json_object* found = find_by_real_key(json::array(root, kHotKeyArray, "data"), key);
+  return found != nullptr ? found : find_by_real_key(json::array(root, kLineKeyArray, "data"), key);
 }
 
 }  // namespace phonecore::dial
@@ -207,10 +207,10 @@ static_assert(std::size(hotkey_list) == 6);
 int LocalReload(void) noexcept {
   json_object* root = read_gnl_config_json(kBindingsFile);
   if (root == nullptr) return 0;
-  json_object* hot = data_array(root, kHotKeyArray);
-  json_object* line = data_array(root, kLineKeyArray);
-  const int hot_count = static_cast<int>(array_length(hot));
-  const int line_count = static_cast<int>(array_length(line));
+  json_object* hot = json::array(root, kHotKeyArray, "data");
+  json_object* line = json::array(root, kLineKeyArray, "data");
+  const int hot_count = static_cast<int>(json::length(hot));
+  const int line_count = static_cast<int>(json::length(line));
 
   pthread_mutex_lock(&g_rebuild_mutex);
   store(hotkey_data_lens, 0);
@@ -244,7 +244,7 @@ int LocalHoyKeyAddMonitor(MessageClient* client, int depth) noexcept {
 }
 
 int LocalHoyKeyUpdateExt(void) noexcept {
-  instant_message_send(BUS_ID_ALL, HOTKEY_MSGTYPE_RELOAD, 1, nullptr, 0);
+  instant_message_send(phonecore::bus::kBusIdAll, phonecore::bus::kMsgtypeHotkeyReload, phonecore::bus::kKindNumeric, nullptr, 0);
   return 0;
 }
 
@@ -258,9 +258,9 @@ int SetHotKeyVal(int key, int type, int line, const char* value, const char* lab
   if (element != nullptr) {
     set_member_number(element, "Type", type);
     set_member_number(element, "Line", line);
-    set_member_text(element, "Value", value);
-    set_member_text(element, "Label", label);
-    set_member_text(element, "Extension", extension);
+    json::put(element, "Value", json::new_text(value));
+    json::put(element, "Label", json::new_text(label));
+    json::put(element, "Extension", json::new_text(extension));
   }
   write_gnl_config_json(kBindingsFile, root);
   json_object_put(root);
@@ -285,7 +285,7 @@ int HotKeyFindAndProcess(hotkey_record* record, int a, int b) noexcept {
 int GetKeyDisplayContext(int key, char* out) noexcept {
   hotkey_record record;
   if (!find_record(key, &record)) return -1;
-  if (out != nullptr) copy_text(out, HOTKEY_TEXT_SIZE, record.Key, HOTKEY_TEXT_SIZE - 1);
+  if (out != nullptr) json::copy_text(out, HOTKEY_TEXT_SIZE, record.Key, HOTKEY_TEXT_SIZE - 1);
   return 0;
 }
 
@@ -293,10 +293,10 @@ int hotkey_node_set(const hotkey_node* node) noexcept {
   if (node == nullptr) return -1;
   json_object* root = read_gnl_config_json(kBindingsFile);
   if (root == nullptr) return -1;
-  json_object* array = data_array(root, kHotKeyArray);
+  json_object* array = json::array(root, kHotKeyArray, "data");
   json_object* element = nullptr;
   if (array == nullptr) {
-    json_object* section = member(root, kHotKeyArray);
+    json_object* section = json::step(root, kHotKeyArray);
     if (section == nullptr || !json_object_is_type(section, json_type_object)) {
       section = json_object_new_object();
       json_object_object_add(root, kHotKeyArray, section);
@@ -307,7 +307,7 @@ int hotkey_node_set(const hotkey_node* node) noexcept {
     bool equal_found = false;
     for (size_t i = 0; i < json_object_array_length(array); ++i) {
       element = json_object_array_get_idx(array, i);
-      const char* key = member_text(element, "Key");
+      const char* key = json::text(element, "Key");
       if (key != nullptr && std::strncmp(key, node->Key, HOTKEY_TEXT_SIZE) == 0) {
         node_to_element(*node, element);
         equal_found = true;
@@ -328,7 +328,7 @@ int hotkey_node_set(const hotkey_node* node) noexcept {
 int hotkey_node_get(hotkey_node* slots, void** result) noexcept {
   json_object* root = read_gnl_config_json(kBindingsFile);
   if (root == nullptr) return -1;
-  json_object* array = data_array(root, kHotKeyArray);
+  json_object* array = json::array(root, kHotKeyArray, "data");
   if (array == nullptr) {
     if (result != nullptr) *result = nullptr;
   } else if (slots != nullptr) {
@@ -338,7 +338,7 @@ int hotkey_node_get(hotkey_node* slots, void** result) noexcept {
     for (size_t i = 0; i < json_object_array_length(array); ++i) {
       json_object* element = json_object_array_get_idx(array, i);
       for (const char* name : kOrder) {
-        copy_text(slots[i].Key, sizeof slots[i].Key, member_text(element, name), sizeof slots[i].Key - 1);
+        json::copy_text(slots[i].Key, sizeof slots[i].Key, json::text(element, name), sizeof slots[i].Key - 1);
       }
     }
   }

@@ -12,13 +12,15 @@
 #include <ctime>
 #include <iterator>
 
-#include "bus/atomic_field.h"
-#include "dial/dial_json.h"
+#include "base/json.h"
+#include "base/atomic_field.h"
 #include "dial/hotkey_internal.h"
 #include "phonecore/config.h"
 #include "phonecore/hotkey.h"
 
-using phonecore::bus::store;
+namespace json = phonecore::json;
+
+using phonecore::base::store;
 
 namespace phonecore::dial {
 namespace {
@@ -47,7 +49,7 @@ const char* gpio_member(int code) {
 }
 
 void copy_out(char* out, const char* text) {
-  if (out != nullptr) copy_text(out, HOTKEY_TEXT_SIZE, text, kTextChars);
+  if (out != nullptr) json::copy_text(out, HOTKEY_TEXT_SIZE, text, kTextChars);
 }
 
 }  // namespace
@@ -122,16 +124,16 @@ int CheckKeyTypeGetNumberConf(int key, int* type, int* line, char* value, char*,
   if (root == nullptr) return -1;
   std::printf("%s, %d, keyval = %d\n", __func__, __LINE__, key);
   const char* name = gpio_member(key);
-  json_object* binding = name != nullptr ? member(member(root, "SettingKeyType"), name) : nullptr;
+  json_object* binding = name != nullptr ? json::at(root, "SettingKeyType", name) : nullptr;
   if (binding == nullptr) {
     json_object_put(root);
     return 0;
   }
-  const int key_type = text_to_int(member_text(binding, "KeyType"));
+  const int key_type = json::text_to_int(json::text(binding, "KeyType"));
   if (type != nullptr) *type = key_type;
-  if (line != nullptr) *line = text_to_int(member_text(binding, "Line"));
-  copy_out(value, member_text(binding, "Value"));
-  copy_out(dtmf, member_text(binding, "DtmfValue"));
+  if (line != nullptr) *line = json::text_to_int(json::text(binding, "Line"));
+  copy_out(value, json::text(binding, "Value"));
+  copy_out(dtmf, json::text(binding, "DtmfValue"));
   get_correct_number(root, value, binding);
   std::printf("%s, %d, keyval = %d, pType = %d, value = %s, DtmfValue = %s\n", __func__, __LINE__, key, key_type,
               value != nullptr ? value : "", dtmf != nullptr ? dtmf : "");
@@ -154,11 +156,11 @@ int get_correct_number(json_object* root, char* value, json_object* key_object) 
     std::printf("%s, %d, jfunction_root == NULL, return\n", __func__, __LINE__);
     return 0;
   }
-  json_object* times = member(root, "SettingGpioKey");
-  const int dh = json_object_get_int(member(times, "StartDaytimeHours"));
-  const int dm = json_object_get_int(member(times, "StartDaytimeMinutes"));
-  const int nh = json_object_get_int(member(times, "StartNightHours"));
-  const int nm = json_object_get_int(member(times, "StartNightMinutes"));
+  json_object* times = json::step(root, "SettingGpioKey");
+  const int dh = json::integer(times, "StartDaytimeHours");
+  const int dm = json::integer(times, "StartDaytimeMinutes");
+  const int nh = json::integer(times, "StartNightHours");
+  const int nm = json::integer(times, "StartNightMinutes");
   std::printf("%s, %d, StartDaytimeHours = %d, StartDaytimeMinutes = %d, StartNightHours = %d, "
               "StartNightMinutes = %d\n",
               __func__, __LINE__, dh, dm, nh, nm);
@@ -177,7 +179,7 @@ int get_correct_number(json_object* root, char* value, json_object* key_object) 
   std::printf("%s, %d, change_value = %d\n", __func__, __LINE__, verdict.change_value);
   // At night the night number replaces the day number when the member
   // exists, even when it is empty.
-  const char* night = member_text(key_object, "CallButtonNight");
+  const char* night = json::text(key_object, "CallButtonNight");
   if (night != nullptr) {
     copy_out(value, night);
     std::printf("%s, %d, CallButtonNight = %s\n", __func__, __LINE__, night);

@@ -14,11 +14,13 @@
 #include <sstream>
 #include <string>
 #include <vector>
+#include "support/calls_log.h"
 #include "support/files.h"
 
 namespace {
 
 using phonecore::testing::slurp;
+using phonecore::testing::calls_log;
 
 std::string run(const std::string& cmd) {
   std::string out;
@@ -30,12 +32,6 @@ std::string run(const std::string& cmd) {
   return out;
 }
 
-std::vector<std::string> calls() {
-  std::vector<std::string> lines;
-  std::istringstream in(slurp("/run/phonebox/calls.log"));
-  for (std::string line; std::getline(in, line);) lines.push_back(line);
-  return lines;
-}
 
 TEST(PhoneBox, AppconfigsStartsAsAFactoryReset) {
   EXPECT_EQ(slurp("/appconfigs/default/voiplist.cfg"), slurp("/customer/appconfigs/default/voiplist.cfg"));
@@ -113,7 +109,7 @@ TEST(PhoneBox, RecordingStandInsLogTheirArgumentsAndDoNothing) {
   ASSERT_EQ(system("fw_setenv ethaddr 00:1A:2B:3C:4D:5E"), 0);
   ASSERT_EQ(system("vconfig rem br0.20 && firewall.sh"), 0);
   ASSERT_EQ(system("/customer/lighttpd -f /appconfigs/lighttpd.conf"), 0);
-  auto log = calls();
+  auto log = calls_log();
   ASSERT_GE(log.size(), 5u);
   log.erase(log.begin(), log.end() - 5);
   EXPECT_EQ(log[0], "reboot");
@@ -124,7 +120,7 @@ TEST(PhoneBox, RecordingStandInsLogTheirArgumentsAndDoNothing) {
 }
 
 TEST(PhoneBox, RealToolsActForReal) {
-  const size_t calls_before = calls().size();
+  const size_t calls_before = calls_log().size();
   ASSERT_EQ(system("touch /tmp/autoprovision_config_update && cp /appconfigs/hal.cfg /tmp/hal.copy && "
                    "mv /tmp/hal.copy /tmp/hal.moved && sed -i 's/audio/AUDIO/' /tmp/hal.moved"),
             0);
@@ -133,7 +129,7 @@ TEST(PhoneBox, RealToolsActForReal) {
   ASSERT_EQ(system("rm -rf /tmp/hal.moved"), 0);
   EXPECT_FALSE(std::ifstream("/tmp/hal.moved").good());
   EXPECT_NE(run("ip -o link").find("lo"), std::string::npos);
-  EXPECT_EQ(calls().size(), calls_before);
+  EXPECT_EQ(calls_log().size(), calls_before);
 }
 
 }  // namespace

@@ -20,6 +20,7 @@
 #include "phonecore/fileutil.h"
 #include "phonecore/profile.h"
 #include "phonecore/syscmd.h"
+#include "support/factory_files.h"
 #include "support/files.h"
 
 namespace {
@@ -248,18 +249,18 @@ TEST(SystemVersion, FromTheOtaFile) {
 }
 
 TEST(SystemVersion, WithoutTheFile) {
+  phonecore::testing::FactoryFiles factory{"quorbit_ota.cfg"};
   ASSERT_EQ(std::remove("/appconfigs/quorbit_ota.cfg"), 0);
   char version[SYSTEM_VERSION_SIZE] = "x";
   EXPECT_EQ(SystemGetVersion(version), 0);
   EXPECT_STREQ(version, "000000");
-  EXPECT_EQ(copy_file("/appconfigs/quorbit_ota.cfg", "/customer/appconfigs/quorbit_ota.cfg"), 0);
 }
 
 constexpr const char* kWebAuth = "/appconfigs/etc/webauth.cfg";
 
 class WebLang : public ::testing::Test {
  protected:
-  void TearDown() override { copy_file(kWebAuth, "/customer/etc/webauth.cfg"); }
+  phonecore::testing::FactoryFiles factory_{"etc/webauth.cfg"};
   static std::string lang() {
     char out[WEB_LANG_SIZE + 8];
     std::memset(out, '#', sizeof out);

@@ -18,15 +18,15 @@
 #include "phonecore/config.h"
 #include "phonecore/fileutil.h"
 #include "phonecore/json_msg.h"
-#include "support/bus_session.h"
+#include "support/calls_log.h"
+#include "support/factory_files.h"
 #include "support/files.h"
 #include "support/raw_session.h"
-#include "support/sip_peer.h"
+#include "support/sip_session.h"
 #include "call/json_files.h"
 
 using phonecore::testing::CallEvents;
 using phonecore::testing::RawSession;
-using phonecore::testing::SipPeer;
 
 namespace {
 
@@ -38,29 +38,23 @@ bool wait_until(const std::function<bool()>& done) {
   return done();
 }
 
-class Accounts : public ::testing::Test {
+class Accounts : public phonecore::testing::SipSessionTest {
  protected:
   void SetUp() override {
-    sip_.reset();
     CallEvents::get().clear();
-    client_ = phonecore::testing::open_listening_session(1234, nullptr, "ui");
-    ASSERT_NE(client_, nullptr);
+    SipSessionTest::SetUp();
   }
   void TearDown() override {
     LocalAcountInforBufferDel(client_);
     request_pc_disconnect(client_);
+    client_ = nullptr;
     __atomic_store_n(&_gl_accountLen, 0, __ATOMIC_RELEASE);
-    for (const char* f : {"voip.cfg", "default/voiplist.cfg", "default/settinglist.cfg", "system.cfg"})
-      restore(f);
-    sip_.reset();
-  }
-  static void restore(const char* name) {
-    // The target comes first.
-    copy_file((std::string("/appconfigs/") + name).c_str(), (std::string("/customer/appconfigs/") + name).c_str());
+    factory_.restore();
+    SipSessionTest::TearDown();
   }
 
-  SipPeer sip_;
-  MessageClient* client_ = nullptr;
+  phonecore::testing::FactoryFiles factory_{"voip.cfg", "default/voiplist.cfg", "default/settinglist.cfg",
+                                            "system.cfg"};
 };
 
 TEST_F(Accounts, TheCopyStartsWithTheRecordsOfAccountGet) {
@@ -336,13 +330,7 @@ TEST_F(Accounts, LogDisableWithoutTheSettingsFileStillBroadcasts) {
   EXPECT_EQ(commands_heard(listener, 1).size(), 1u);
 }
 
-std::vector<std::string> calls_log() {
-  std::vector<std::string> lines;
-  std::istringstream in(phonecore::testing::slurp("/run/phonebox/calls.log"));
-  for (std::string l; std::getline(in, l);)
-    if (l.rfind("killall -9", 0) == 0) lines.push_back(l);
-  return lines;
-}
+std::vector<std::string> kills() { return phonecore::testing::calls_log("killall -9"); }
 
 TEST_F(Accounts, TelnetAndSshAreStoppedAndSwitchedOff) {
   RawSession listener(3003);
@@ -351,9 +339,9 @@ TEST_F(Accounts, TelnetAndSshAreStoppedAndSwitchedOff) {
   set_string_to_json2(on, "ssh_type", "1", 1, "systeminfo");
   write_gnl_config_json("system.cfg", on);
   json_object_put(on);
-  const size_t before = calls_log().size();
+  const size_t before = kills().size();
   EXPECT_EQ(set_telnet_ssh_type_disable(), 0);
-  auto lines = calls_log();
+  auto lines = kills();
   ASSERT_EQ(lines.size(), before + 4);
   EXPECT_EQ(lines[before], "killall -9 telnetd");
   EXPECT_EQ(lines[before + 1], "killall -9 dropbear");
@@ -371,9 +359,9 @@ TEST_F(Accounts, TelnetAndSshAreStoppedAndSwitchedOff) {
 TEST_F(Accounts, TelnetSwitchWithoutSystemCfgKillsTwiceAndBroadcastsNothing) {
   RawSession listener(3004);
   unlink("/appconfigs/system.cfg");
-  const size_t before = calls_log().size();
+  const size_t before = kills().size();
   EXPECT_EQ(set_telnet_ssh_type_disable(), 0);
-  EXPECT_EQ(calls_log().size(), before + 4);
+  EXPECT_EQ(kills().size(), before + 4);
   EXPECT_TRUE(commands_heard(listener, 1).empty());
 }
 

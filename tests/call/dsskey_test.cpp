@@ -16,13 +16,12 @@
 #include "phonecore/dsskey.h"
 #include "phonecore/fileutil.h"
 #include "phonecore/json_msg.h"
-#include "support/bus_session.h"
+#include "support/factory_files.h"
 #include "support/files.h"
-#include "support/sip_peer.h"
+#include "support/sip_session.h"
 #include "call/account_copy.h"
 #include "call/json_files.h"
 
-using phonecore::testing::SipPeer;
 using phonecore::testing::slurp;
 
 namespace {
@@ -63,22 +62,9 @@ std::string at(const char* file, std::initializer_list<const char*> keys) {
   return out;
 }
 
-class DssKeys : public ::testing::Test {
+class DssKeys : public phonecore::testing::SipSessionTest {
  protected:
-  void SetUp() override {
-    sip_.reset();
-    client_ = phonecore::testing::open_listening_session(1234, nullptr, "ui");
-    ASSERT_NE(client_, nullptr);
-  }
-  void TearDown() override {
-    request_pc_disconnect(client_);
-    restore("default/dss.cfg");
-    restore("default/programing_key.cfg");
-  }
-  static void restore(const char* name) {
-    // The target comes first.
-    copy_file((std::string("/appconfigs/") + name).c_str(), (std::string("/customer/appconfigs/") + name).c_str());
-  }
+  phonecore::testing::FactoryFiles factory_{"default/dss.cfg", "default/programing_key.cfg"};
   // What the SIP process heard, without anything but BLF and LED commands.
   std::vector<std::string> blf_traffic() {
     std::vector<std::string> out;
@@ -105,8 +91,6 @@ class DssKeys : public ::testing::Test {
     ADD_FAILURE() << "the SIP process never heard the mark";
   }
 
-  SipPeer sip_;
-  MessageClient* client_ = nullptr;
 };
 
 // First in this file: the table of last targets belongs to the process and
@@ -349,7 +333,7 @@ TEST_F(DssKeys, SetDdsTypeRebuildsTheKeysFromTheKeyFile) {
 TEST_F(DssKeys, SetDdsTypeWithoutAFileAnswersMinusOne) {
   unlink(kDss);
   EXPECT_EQ(set_dds_type(), -1);
-  restore("default/dss.cfg");
+  factory_.restore();
   unlink(kKeys);
   EXPECT_EQ(set_dds_type(), -1);
 }

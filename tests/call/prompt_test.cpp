@@ -12,32 +12,20 @@
 #include "phonecore/fileutil.h"
 #include "phonecore/json_msg.h"
 #include "phonecore/prompt.h"
-#include "support/bus_session.h"
+#include "support/factory_files.h"
 #include "support/files.h"
-#include "support/sip_peer.h"
+#include "support/sip_session.h"
 #include "call/json_files.h"
 
-using phonecore::testing::SipPeer;
 using phonecore::testing::slurp;
 
 namespace {
 
 constexpr const char* kVoipList = "/appconfigs/default/voiplist.cfg";
 
-class Prompts : public ::testing::Test {
+class Prompts : public phonecore::testing::SipSessionTest {
  protected:
-  void SetUp() override {
-    sip_.reset();
-    client_ = phonecore::testing::open_listening_session(1234, nullptr, "ui");
-    ASSERT_NE(client_, nullptr);
-  }
-  void TearDown() override {
-    request_pc_disconnect(client_);
-    for (const char* f : {"default/voiplist.cfg", "default/voice_message.cfg"})
-      copy_file((std::string("/appconfigs/") + f).c_str(), (std::string("/customer/appconfigs/") + f).c_str());
-  }
-  SipPeer sip_;
-  MessageClient* client_ = nullptr;
+  phonecore::testing::FactoryFiles factory_{"default/voiplist.cfg", "default/voice_message.cfg"};
 };
 
 TEST_F(Prompts, PlayWavSendsTheFileWithYesAndNo) {

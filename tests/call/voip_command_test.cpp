@@ -18,12 +18,10 @@
 #include "phonecore/config.h"
 #include "phonecore/hal.h"
 #include "phonecore/voip.h"
-#include "support/bus_session.h"
+#include "support/sip_session.h"
 #include "support/config_service.h"
-#include "support/sip_peer.h"
 
 using phonecore::testing::CallEvents;
-using phonecore::testing::SipPeer;
 
 namespace {
 
@@ -43,19 +41,16 @@ int until_answered(const std::function<int()>& call, int no_reply) {
   return result;
 }
 
-class Voip : public ::testing::Test {
+class Voip : public phonecore::testing::SipSessionTest {
  protected:
   void SetUp() override {
-    sip_.reset();
     CallEvents::get().clear();
     add_callback_fun(CallEvents::ops());
-    client_ = phonecore::testing::open_listening_session(1234, nullptr, "ui");
-    ASSERT_NE(client_, nullptr);
+    SipSessionTest::SetUp();
   }
   void TearDown() override {
-    request_pc_disconnect(client_);
+    SipSessionTest::TearDown();
     add_callback_fun(nullptr);
-    sip_.reset();
   }
 
   // The one packet the SIP process received from a call, as its record line.
@@ -65,9 +60,6 @@ class Voip : public ::testing::Test {
     auto lines = sip_.wait_log(1);
     return lines.size() == 1 ? lines[0] : "(" + std::to_string(lines.size()) + " packets)";
   }
-
-  SipPeer sip_;
-  MessageClient* client_ = nullptr;
 };
 
 struct Command {

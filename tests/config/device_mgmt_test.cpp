@@ -33,7 +33,7 @@ class DeviceManagement : public ::testing::Test {
 
 TEST_F(DeviceManagement, WanStaticChangesTheCacheUntilRefreshWritesIt) {
   EXPECT_EQ(quorrbitWanStatic("10.1.1.5", "255.255.255.0", "10.1.1.1", "8.8.8.8", "8.8.4.4"), 0);
-  char mode[16] = {};
+  char mode[DM_TEXT_SIZE] = {};
   EXPECT_EQ(quorrbitGetnetworkMode(mode), 0);
   EXPECT_STREQ(mode, "static");  // this road's own word
   EXPECT_EQ(slurp("/appconfigs/network.cfg").find("10.1.1.5"), std::string::npos);
@@ -53,10 +53,10 @@ TEST_F(DeviceManagement, LanDhcpAndCwmpSections) {
   EXPECT_EQ(cwmp_set_acs("acs.example.com", "u", "p", "key", "1", "600", ""), 0);
   EXPECT_EQ(cwmp_set_local("eth0", "7547", "u", "p", "code", "4"), 0);
   EXPECT_EQ(cwmp_set_device("Q", "001A2B", "QP", "SN", "1", "2"), 0);
-  char text[8192] = {};
+  char text[DM_STORE_TEXT_SIZE] = {};
   EXPECT_EQ(quorbit_get_cwmp_config(text), 0);
   EXPECT_NE(std::string(text).find("acs.example.com"), std::string::npos);
-  char member[64] = {};
+  char member[DM_TEXT_SIZE] = {};
   EXPECT_EQ(quorrbitGetNetcfg(member, "NetworkVpn"), 0);
   EXPECT_NE(std::string(member).find("VpnType"), std::string::npos);
   EXPECT_EQ(quorrbitGetNetcfg(member, "absent"), -1);

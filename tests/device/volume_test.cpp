@@ -10,6 +10,7 @@
 #include "phonecore/config.h"
 #include "phonecore/hal.h"
 #include "phonecore/json_msg.h"
+#include "support/factory_files.h"
 
 namespace {
 
@@ -24,11 +25,13 @@ class Volume : public ::testing::Test {
  protected:
   void SetUp() override {
     // Every test starts from the factory file.
-    ASSERT_EQ(system("cp /customer/appconfigs/hal.cfg /appconfigs/hal.cfg"), 0);
+    ASSERT_TRUE(hal_.restore());
     switch_audio_channel(1);
     set_audio_mode(3);
     hotel_mode_set(0);
   }
+
+  phonecore::testing::FactoryFiles hal_{"hal.cfg"};
 };
 
 TEST_F(Volume, LevelSixteenIsRefusedBeforeAnyFileAccess) {

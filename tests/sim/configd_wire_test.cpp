@@ -9,10 +9,13 @@
 #include <string>
 
 #include "config/gnl_frame.h"
-#include "support/udp_client.h"
+#include "support/config_peer.h"
 #include "support/files.h"
+#include "support/udp_client.h"
 
 using namespace phonecore::config;
+using phonecore::testing::ConfigPeer;
+using phonecore::testing::ConfigRequest;
 using phonecore::testing::UdpClient;
 
 namespace {
@@ -251,6 +254,100 @@ TEST(ConfigService, SurvivesBadInputAndGoesOnServing) {
   auto ok = ask({kCategoryFile, kOperationRead, kFormatJson, "hal.cfg", ""});
   ASSERT_TRUE(ok);
   EXPECT_GT(ok->head.data_length, 0);
+}
+
+// The control port (UDP 27026) -------------------------------------------
+
+// Speaks again when the test ends, whatever happened in it.
+struct Silenced {
+  Silenced() { EXPECT_TRUE(ConfigPeer().silent(true)); }
+  ~Silenced() { ConfigPeer().silent(false); }
+};
+
+TEST(ConfigServiceControl, AnswersPingAndRefusesUnknownCommands) {
+  ConfigPeer peer;
+  EXPECT_EQ(peer.control("ping"), "pong");
+  EXPECT_EQ(peer.control("outcome ring"), "error: unknown command");
+  EXPECT_EQ(peer.control(""), "error: unknown command");
+}
+
+TEST(ConfigServiceControl, RecordsEachRequestInTheOrderItCame) {
+  ConfigPeer peer;
+  ASSERT_TRUE(peer.clear());
+  ask({kCategoryFile, kOperationRead, kFormatJson, "hal.cfg", ""});
+  ask({kCategoryAccount, kOperationRead, kFormatRaw, "", ""});
+  ask({kCategoryFile, kOperationWrite, kFormatRaw, "default/blob.bin", std::string("abc\0de", 6)});
+  ask({kCategoryNetwork, kOperationReload, kFormatRaw, "", ""});
+  auto lines = peer.log();
+  ASSERT_EQ(lines.size(), 4u);
+  EXPECT_EQ(lines[0], "4102 1 1 hal.cfg 0");
+  EXPECT_EQ(lines[1], "4097 1 0 - 0");
+  EXPECT_EQ(lines[2], "4102 2 0 default/blob.bin 6");
+  EXPECT_EQ(lines[3], "4096 8197 0 - 0");
+  auto requests = peer.requests();
+  ASSERT_EQ(requests.size(), 4u);
+  EXPECT_EQ(requests[2], (ConfigRequest{kCategoryFile, kOperationWrite, kFormatRaw, "default/blob.bin", 6}));
+  EXPECT_EQ(requests[1].path, "");
+}
+
+TEST(ConfigServiceControl, RecordsTheNumbersOfTheFrameBodyAsEscapedBytes) {
+  ConfigPeer peer;
+  ASSERT_TRUE(peer.clear());
+  // A gl_data write of key 0x0105: the path field holds key and value.
+  Request write{kCategoryFile, 0x3005, 2, std::string("\x05\x01\0\0\x07\0\0\0", 8), ""};
+  auto r = ask(write);
+  ASSERT_TRUE(r);
+  auto lines = peer.log();
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0], "4102 12293 2 \\x05\\x01 0");
+}
+
+TEST(ConfigServiceControl, CutsTheRecordedDataLengthToWhatCame) {
+  ConfigPeer peer;
+  ASSERT_TRUE(peer.clear());
+  auto lying = encode({kCategoryFile, kOperationWrite, kFormatRaw, "lying2.bin", "abc"});
+  lying[74] = 0xFF, lying[75] = 0x7F;
+  UdpClient c;
+  ASSERT_TRUE(c.exchange(kConfigPort, lying));
+  EXPECT_EQ(peer.log(), std::vector<std::string>{"4102 2 0 lying2.bin 4"});
+}
+
+TEST(ConfigServiceControl, BadDatagramsAreNotRecorded) {
+  ConfigPeer peer;
+  ASSERT_TRUE(peer.clear());
+  UdpClient c;
+  c.send_to(kConfigPort, std::vector<uint8_t>{0xFF, 0x05, 0x06});
+  EXPECT_FALSE(c.receive(300));
+  EXPECT_TRUE(peer.log().empty());
+}
+
+TEST(ConfigServiceControl, ClearForgetsTheRecord) {
+  ConfigPeer peer;
+  ask({kCategoryFile, kOperationRead, kFormatJson, "hal.cfg", ""});
+  EXPECT_FALSE(peer.log().empty());
+  EXPECT_TRUE(peer.clear());
+  EXPECT_TRUE(peer.log().empty());
+}
+
+TEST(ConfigServiceControl, ASilentServiceRecordsAndAnswersNothing) {
+  ConfigPeer peer;
+  ASSERT_TRUE(peer.clear());
+  const std::string before = slurp("/appconfigs/status.cfg");
+  {
+    Silenced quiet;
+    UdpClient c;
+    EXPECT_FALSE(c.exchange(kConfigPort, encode({kCategoryFile, kOperationRead, kFormatJson, "hal.cfg", ""}), 300));
+    // Nor does it act on what it hears.
+    std::string text = "{\"silent\":1}";
+    EXPECT_FALSE(c.exchange(kConfigPort, encode({kCategoryFile, kOperationWrite, kFormatJson, "status.cfg", text + '\0'}),
+                            300));
+    EXPECT_EQ(slurp("/appconfigs/status.cfg"), before);
+    EXPECT_EQ(peer.log().size(), 2u);
+  }
+  auto r = ask({kCategoryFile, kOperationRead, kFormatJson, "hal.cfg", ""});
+  ASSERT_TRUE(r);
+  EXPECT_GT(r->head.data_length, 0);
+  EXPECT_EQ(peer.log().size(), 3u);
 }
 
 }  // namespace

@@ -2,9 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <sstream>
 #include <string>
 
 #include "bus/bus_wire.h"
+#include "support/peer_control.h"
 #include "support/sip_peer.h"
 #include "support/udp_client.h"
 
@@ -205,6 +208,103 @@ TEST(MessageServer, SurvivesBadInputAndGoesOnServing) {
   a.socket->send_to(a.reply.server_port, ok);
   EXPECT_EQ(b.socket->receive(2000).value_or(std::vector<uint8_t>{}), ok);
   EXPECT_EQ(control(903, kControlConnect)->status, 0);
+}
+
+// The control port (UDP 27020) -------------------------------------------
+
+phonecore::testing::PeerControl server_control() {
+  return phonecore::testing::PeerControl(phonebox::kControlPortMessageServer);
+}
+
+// Speaks again when the test ends, whatever happened in it.
+struct Silenced {
+  Silenced() { EXPECT_TRUE(server_control().silent(true)); }
+  ~Silenced() { server_control().silent(false); }
+};
+
+TEST(MessageServerControl, AnswersPingAndRefusesUnknownCommands) {
+  EXPECT_EQ(server_control().control("ping"), "pong");
+  EXPECT_EQ(server_control().control("reset"), "error: unknown command");
+}
+
+TEST(MessageServerControl, RecordsControlRequestsWithTheirAnswers) {
+  auto peer = server_control();
+  ASSERT_TRUE(peer.clear());
+  auto r = control(1100, kControlConnect);
+  ASSERT_TRUE(r);
+  control(1100, kControlConnect);
+  control(1100, kControlDisconnect);
+  control(1101, 9);
+  UdpClient c;
+  c.send_to(kControlPort, std::vector<uint8_t>{0xFF, 0x00, 0x01});
+  auto lines = peer.wait_log(5);
+  ASSERT_EQ(lines.size(), 5u);
+  EXPECT_EQ(lines[0], "control 1 1100 1 -> 0 " + std::to_string(r->server_port) + " " + std::to_string(r->local_port));
+  EXPECT_EQ(lines[1], "control 1 1100 1 -> 1 0 0");
+  EXPECT_EQ(lines[2], "control 2 1100 1 -> 0 0 0");
+  EXPECT_EQ(lines[3], "control 9 1101 1 -> 2 0 0");
+  EXPECT_EQ(lines[4], "control dropped 3");
+}
+
+TEST(MessageServerControl, RecordsEachPacketWithTheSessionsItReached) {
+  Session a = open_session(1200);
+  Session b = open_session(1201);
+  Session c = open_session(1202);
+  auto peer = server_control();
+  // A broadcast reaches every open session but the sender's, those that
+  // earlier tests left open as well.
+  const std::string sessions = peer.control("sessions");
+  const auto open = std::count(sessions.begin(), sessions.end(), '\n');
+  ASSERT_GE(open, 3);
+  ASSERT_TRUE(peer.clear());
+  a.socket->send_to(a.reply.server_port, packet(5, 9, 1201, 1200, "{}"));
+  ASSERT_TRUE(b.socket->receive(2000));
+  a.socket->send_to(a.reply.server_port, packet(6, 2, kBusIdAll, 1200, "{\"msgtype\":\"x\"}"));
+  ASSERT_TRUE(b.socket->receive(2000));
+  ASSERT_TRUE(c.socket->receive(2000));
+  a.socket->send_to(a.reply.server_port, packet(7, 9, 9999, 1200, "{}"));
+  a.socket->send_to(a.reply.server_port, std::vector<uint8_t>{0xFF, 0x02});
+  auto lines = peer.wait_log(4);
+  ASSERT_GE(lines.size(), 4u);
+  // Other sessions of the box (the SIP process is off the bus) send nothing.
+  EXPECT_EQ(lines[0], "packet 1200 1201 9 0 5 2 -> 1");
+  EXPECT_EQ(lines[1], "packet 1200 65535 2 0 6 15 -> " + std::to_string(open - 1));
+  EXPECT_EQ(lines[2], "packet 1200 9999 9 0 7 2 -> 0");
+  EXPECT_EQ(lines[3], "packet dropped 2");
+}
+
+TEST(MessageServerControl, ListsTheOpenSessions) {
+  Session a = open_session(1300);
+  std::istringstream in(server_control().control("sessions"));
+  bool found = false;
+  for (std::string line; std::getline(in, line);)
+    found |= line == "1300 " + std::to_string(a.reply.server_port) + " " + std::to_string(a.reply.local_port) + " 1";
+  EXPECT_TRUE(found);
+  control(1300, kControlDisconnect);
+  EXPECT_EQ(server_control().control("sessions").find("1300 "), std::string::npos);
+}
+
+TEST(MessageServerControl, ASilentServerRecordsAndNeitherAnswersNorForwards) {
+  Session a = open_session(1400);
+  Session b = open_session(1401);
+  auto peer = server_control();
+  {
+    Silenced quiet;
+    ASSERT_TRUE(peer.clear());
+    UdpClient c;
+    EXPECT_FALSE(c.exchange(kControlPort, control_request(1402, kControlConnect), kNoAnswerMs));
+    a.socket->send_to(a.reply.server_port, packet(8, 9, 1401, 1400, "{}"));
+    EXPECT_FALSE(b.socket->receive(kNoAnswerMs));
+    auto lines = peer.wait_log(2);
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_EQ(lines[0], "control 1 1402 silent");
+    EXPECT_EQ(lines[1], "packet 1400 1401 9 0 8 2 -> 0");
+  }
+  // Speaking again: 1402 was never connected, and packets flow.
+  EXPECT_EQ(control(1402, kControlConnect)->status, 0);
+  auto ok = packet(9, 9, 1401, 1400, "{}");
+  a.socket->send_to(a.reply.server_port, ok);
+  EXPECT_EQ(b.socket->receive(2000).value_or(std::vector<uint8_t>{}), ok);
 }
 
 }  // namespace

@@ -2,45 +2,17 @@
 // record of every packet it received, one line "<kind> <msgtype> <payload>".
 #pragma once
 
-#include <unistd.h>
-
-#include <sstream>
 #include <string>
-#include <vector>
 
-#include "support/udp_client.h"
+#include "support/peer_control.h"
 
 namespace phonecore::testing {
 
-class SipPeer {
+class SipPeer : public PeerControl {
  public:
-  static constexpr uint16_t kControlPort = 27098;
+  static constexpr uint16_t kControlPort = phonebox::kControlPortSip;
 
-  // One control line and its answer ("" when none came).
-  std::string control(const std::string& line, int timeout_ms = 2000) {
-    UdpClient socket;
-    std::vector<uint8_t> out(line.begin(), line.end());
-    auto in = socket.exchange(kControlPort, out, timeout_ms);
-    return in ? std::string(in->begin(), in->end()) : std::string();
-  }
-
-  std::vector<std::string> log() {
-    std::vector<std::string> lines;
-    std::istringstream in(control("log"));
-    for (std::string l; std::getline(in, l);) lines.push_back(l);
-    return lines;
-  }
-
-  // The record once it holds at least n lines, or as it stands after
-  // about two seconds (commands without a reply are only seen by polling).
-  std::vector<std::string> wait_log(size_t n) {
-    std::vector<std::string> lines = log();
-    for (int i = 0; i < 400 && lines.size() < n; ++i) {
-      usleep(5000);
-      lines = log();
-    }
-    return lines;
-  }
+  SipPeer() : PeerControl(kControlPort) {}
 
   // The JSON payloads of the recorded packets of kind 9 and 1, in order.
   static std::string payload(const std::string& line) {

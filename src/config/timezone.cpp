@@ -10,18 +10,21 @@
 #include <cstring>
 #include <ctime>
 
-#include "bus/atomic_field.h"
+#include "base/json.h"
+#include "base/atomic_field.h"
 #include "phonecore/config.h"
 #include "phonecore/json_msg.h"
 #include "phonecore/timezone.h"
 
+namespace json = phonecore::json;
+
 MsgHook* _g_vorn_timers_phook = nullptr;
 
-namespace phonecore::base {
+namespace phonecore::config {
 namespace {
 
-using phonecore::bus::load;
-using phonecore::bus::store;
+using phonecore::base::load;
+using phonecore::base::store;
 
 constexpr uint16_t kTimeZoneSender = 4099;
 constexpr int kHookSize = 256;
@@ -56,16 +59,16 @@ int on_time_zone(uint16_t, uint16_t, void* packet, uint32_t length) {
 }
 
 }  // namespace
-}  // namespace phonecore::base
+}  // namespace phonecore::config
 
-using namespace phonecore::base;
+using namespace phonecore::config;
 
 extern "C" {
 
 int load_time_zone(void) noexcept {
   json_object* root = read_gnl_config_json("default/settinglist.cfg");
   if (root == nullptr) return -1;
-  const char* offset = get_string_from_json(root, 2, "SettingDateTime", "CurrentTimeZoneTime");
+  const char* offset = json::text(root, "SettingDateTime", "CurrentTimeZoneTime");
   if (offset != nullptr && offset[0] != '0') put_zone(offset);
   tzset();
   json_object_put(root);

@@ -14,6 +14,7 @@
 #include "phonecore/fileutil.h"
 #include "phonecore/timezone.h"
 #include "support/bus_session.h"
+#include "support/factory_files.h"
 
 namespace {
 
@@ -47,7 +48,7 @@ class TimeZone : public ::testing::Test {
     unsetenv("TZ");
     tzset();
   }
-  void TearDown() override { copy_file(kSettings, "/customer/appconfigs/default/settinglist.cfg"); }
+  phonecore::testing::FactoryFiles factory_{"default/settinglist.cfg"};
 };
 
 TEST_F(TimeZone, ThePlusSignIsTurnedRound) {

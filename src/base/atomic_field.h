@@ -1,4 +1,4 @@
-// Plain fields that the bus shares between threads without a lock (the
+// Plain fields shared between threads without a lock (in the bus: the
 // listener's run and running words, hook types, the pending table, the
 // session's dispatch flags). The design relies on an order of writes and on
 // polling; each access goes through std::atomic_ref so that the order holds
@@ -7,7 +7,7 @@
 
 #include <atomic>
 
-namespace phonecore::bus {
+namespace phonecore::base {
 
 template <typename T>
 T load(T& field) {
@@ -19,4 +19,4 @@ void store(T& field, T value) {
   std::atomic_ref<T>(field).store(value, std::memory_order_release);
 }
 
-}  // namespace phonecore::bus
+}  // namespace phonecore::base

@@ -1,5 +1,4 @@
-// The command broadcasts' decoder, process lookup, the starter's mailbox
-// and small readings of the system.
+// Process lookup, the starter's mailbox and small readings of the system.
 
 #include <dirent.h>
 #include <json-c/json.h>
@@ -11,11 +10,14 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/json.h"
 #include "phonecore/config.h"
 #include "phonecore/fileutil.h"
 #include "phonecore/json_msg.h"
 #include "phonecore/profile.h"
 #include "phonecore/syscmd.h"
+
+namespace json = phonecore::json;
 
 namespace phonecore::bus {
 namespace {
@@ -45,30 +47,6 @@ bool process_name(const char* pid, char* name, size_t size) {
 using namespace phonecore::bus;
 
 extern "C" {
-
-int system_cmd_decode(const char* text, void (*on_reboot)(void), void (*on_upgrade)(int),
-                      void (*on_reset)(int)) noexcept {
-  if (text == nullptr) return -1;
-  json_object* root = json_tokener_parse(text);
-  if (root == nullptr) return -1;
-  json_object* cmd = nullptr;
-  if (!json_object_object_get_ex(root, "cmd", &cmd)) {
-    json_object_put(root);
-    return 0;
-  }
-  const char* command = json_object_get_string(cmd);
-  if (command == nullptr) {
-  } else if (std::strcmp(command, "reboot") == 0) {
-    if (on_reboot != nullptr) on_reboot();
-  } else if (std::strcmp(command, "upgrade") == 0) {
-    if (on_upgrade != nullptr) on_upgrade(get_int_from_json_rl(root, 1, "progress"));
-  } else if (std::strcmp(command, "default_reset") == 0) {
-    if (on_reset != nullptr) on_reset(1);
-  }
-  json_object_put(root);
-  // Whatever the command was: the result says nothing of success.
-  return -1;
-}
 
 int find_pid_by_name(const char* name, pid_t* pids, int* count) noexcept {
   DIR* proc = opendir("/proc");
@@ -100,7 +78,7 @@ int system_send_start_cmd(const char* command) noexcept {
 int SystemGetVersion(char* destination) noexcept {
   if (destination == nullptr) return 0;
   json_object* root = read_gnl_config_json("quorbit_ota.cfg");
-  const char* version = root != nullptr ? get_string_from_json(root, 2, "QuorbitOta", "sw_version") : nullptr;
+  const char* version = root != nullptr ? json::text(root, "QuorbitOta", "sw_version") : nullptr;
   std::snprintf(destination, SYSTEM_VERSION_SIZE, "%s", version != nullptr ? version : "000000");
   if (root != nullptr) json_object_put(root);
   return 0;

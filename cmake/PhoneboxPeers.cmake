@@ -1,0 +1,12 @@
+# The peers of the phone box as sim/peers.list names them, in start order.
+function(phonebox_peers out)
+  set(list_file ${PROJECT_SOURCE_DIR}/sim/peers.list)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${list_file})
+  file(STRINGS ${list_file} lines REGEX "^[a-z]")
+  set(peers)
+  foreach(line IN LISTS lines)
+    string(REGEX MATCH "^[a-z_]+" peer "${line}")
+    list(APPEND peers ${peer})
+  endforeach()
+  set(${out} ${peers} PARENT_SCOPE)
+endfunction()

@@ -1,0 +1,50 @@
+// The box's configuration service (configd) as tests see it: its control
+// port and the record of every request it heard, one line
+// "CATEGORY OPERATION FORMAT PATH DATA_LENGTH" (decimal; PATH "-" when
+// empty, other than printable bytes as \xNN).
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "support/peer_control.h"
+
+namespace phonecore::testing {
+
+struct ConfigRequest {
+  uint16_t category = 0;
+  uint16_t operation = 0;
+  uint16_t format = 0;
+  std::string path;  // "" for an empty path field
+  size_t data_length = 0;
+
+  bool operator==(const ConfigRequest&) const = default;
+};
+
+class ConfigPeer : public PeerControl {
+ public:
+  static constexpr uint16_t kControlPort = phonebox::kControlPortConfig;
+
+  ConfigPeer() : PeerControl(kControlPort) {}
+
+  static std::optional<ConfigRequest> parse(const std::string& line) {
+    std::istringstream in(line);
+    ConfigRequest r;
+    if (!(in >> r.category >> r.operation >> r.format >> r.path >> r.data_length)) return std::nullopt;
+    if (r.path == "-") r.path.clear();
+    return r;
+  }
+
+  // The record as requests, in the order they came.
+  std::vector<ConfigRequest> requests() const {
+    std::vector<ConfigRequest> out;
+    for (const std::string& line : log())
+      if (auto r = parse(line)) out.push_back(*r);
+    return out;
+  }
+};
+
+}  // namespace phonecore::testing

@@ -1,0 +1,33 @@
+// The fixture of the tests against the box's SIP process: each test starts
+// with the SIP process in its factory state and a listening library session
+// of the UI (bus id 1234), which the test closes when it ends.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include "phonecore/bus_client.h"
+#include "support/bus_session.h"
+#include "support/sip_peer.h"
+
+namespace phonecore::testing {
+
+class SipSessionTest : public ::testing::Test {
+ protected:
+  static constexpr uint16_t kUiBusId = 1234;
+
+  void SetUp() override {
+    sip_.reset();
+    client_ = open_listening_session(kUiBusId, nullptr, "ui");
+    ASSERT_NE(client_, nullptr);
+  }
+  void TearDown() override {
+    if (client_ != nullptr) request_pc_disconnect(client_);
+    client_ = nullptr;
+    sip_.reset();
+  }
+
+  SipPeer sip_;
+  MessageClient* client_ = nullptr;
+};
+
+}  // namespace phonecore::testing
