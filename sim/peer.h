@@ -11,6 +11,7 @@
 
 #include <cstdarg>
 #include <cstdint>
+#include <deque>
 #include <cstdio>
 #include <optional>
 #include <span>
@@ -108,6 +109,9 @@ class ControlPort {
   // The largest answer one datagram carries; a longer record answers its
   // newest lines.
   static constexpr size_t kMaxAnswer = 65507;
+  // The record keeps its newest lines up to this many bytes, so that a long
+  // run (a benchmark through the message server) can't grow it without end.
+  static constexpr size_t kMaxRecord = 4 << 20;
 
   bool open(uint16_t port) {
     fd_ = bind_udp(port);
@@ -117,8 +121,18 @@ class ControlPort {
 
   bool silent() const { return silent_; }
   void set_silent(bool silent) { silent_ = silent; }
-  void record(std::string line) { record_.push_back(std::move(line)); }
-  void clear() { record_.clear(); }
+  void record(std::string line) {
+    record_bytes_ += line.size();
+    record_.push_back(std::move(line));
+    while (record_bytes_ > kMaxRecord) {
+      record_bytes_ -= record_.front().size();
+      record_.pop_front();
+    }
+  }
+  void clear() {
+    record_.clear();
+    record_bytes_ = 0;
+  }
 
   // Reads one waiting control line and answers it, for a peer with no
   // commands of its own.
@@ -180,7 +194,8 @@ class ControlPort {
 
   int fd_ = -1;
   bool silent_ = false;
-  std::vector<std::string> record_;
+  std::deque<std::string> record_;
+  size_t record_bytes_ = 0;
 };
 
 }  // namespace phonebox

@@ -259,7 +259,8 @@ int hal_volume_config_set_mic(int channel, int level) noexcept {
   if (level > kMaxLevel) return -1;
   json_object* hal = open_hal();
   // Mic levels ignore hotel mode; another channel rewrites the file as it is.
-  if (channel >= 1 && channel <= 3) json::set_creating(hal, kPaths[channel - 1].mic, json_object_new_int(level), "audio");
+  if (channel >= 1 && channel <= 3)
+    json::set_creating(hal, kPaths[channel - 1].mic, json_object_new_int(level), "audio");
   write_gnl_config_json(kHalFile, hal);
   json_object_put(hal);
   return 0;

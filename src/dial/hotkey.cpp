@@ -244,7 +244,8 @@ int LocalHoyKeyAddMonitor(MessageClient* client, int depth) noexcept {
 }
 
 int LocalHoyKeyUpdateExt(void) noexcept {
-  instant_message_send(phonecore::bus::kBusIdAll, phonecore::bus::kMsgtypeHotkeyReload, phonecore::bus::kKindNumeric, nullptr, 0);
+  namespace bus = phonecore::bus;
+  instant_message_send(bus::kBusIdAll, bus::kMsgtypeHotkeyReload, bus::kKindNumeric, nullptr, 0);
   return 0;
 }
 
