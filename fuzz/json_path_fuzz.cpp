@@ -43,7 +43,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     json_object* array = get_jobj_from_json(root, 1, k0);
     if (array == nullptr) array = root;
     if (json_object_is_type(array, json_type_array)) {
-      std::vector<int> ints(json_object_array_length(array) + 1);
+      std::vector<int> ints(JSON_INT_LIST_MAX);
       int count = 0;
       get_int_list_from_array(array, ints.data(), &count);
       json_object_put(get_obj_list_from_array(ints.data(), count));
@@ -51,12 +51,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     for (int mode = 0; mode < 3; ++mode)
       api_json_arry_parse(array, mode, k1, k2, 3, [](json_object*, int, void*) { return 0; }, nullptr);
   }
-  // The message text takes the whole object over. The caller's buffer must
-  // take the text: the object, the name (escaped, up to six bytes a byte)
-  // and the frame.
-  size_t object_length = 0;
-  json_object_to_json_string_length(root, JSON_C_TO_STRING_SPACED, &object_length);
-  std::string text(object_length + 6 * keys[0].size() + 64, '\0');
+  // The message text takes the whole object over; it is cut at the room of
+  // the buffer.
+  std::string text(JSON_MSG_TEXT_MAX, '\0');
   int length = 0;
   make_simple_send_msg(k0, root, text.data(), &length);
   return 0;

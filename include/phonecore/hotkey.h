@@ -86,8 +86,11 @@ PHONECORE_API int GetKeyDisplayContext(int key, char *out) PHONECORE_NOEXCEPT;
 /* Adds or rewrites the "Hotkey_hotKey" entry of the node's Key; -1 when the
  * file can't be read. */
 PHONECORE_API int hotkey_node_set(const hotkey_node *node) PHONECORE_NOEXCEPT;
-/* Reads "Hotkey_hotKey" into slots, one node for each element; slots must
- * have room for all of them. Each member read overwrites the start of the
+/* Room of the slots of hotkey_node_get, in nodes: elements past it are not
+ * read. */
+#define HOTKEY_NODE_MAX 64
+/* Reads "Hotkey_hotKey" into slots (HOTKEY_NODE_MAX nodes), one node for
+ * each element. Each member read overwrites the start of the
  * element's slot, which thus holds the "Extension" alone. *result is set
  * to null when the array is missing. -1 when the file can't be read. */
 PHONECORE_API int hotkey_node_get(hotkey_node *slots, void **result) PHONECORE_NOEXCEPT;

@@ -40,6 +40,10 @@ PHONECORE_API int set_int_to_json2(struct json_object *object, const char *key, 
 /* Takes over member, also when it answers -1. */
 PHONECORE_API int set_obj_to_json(struct json_object *object, const char *key, struct json_object *member, int count,
                                   ...) PHONECORE_NOEXCEPT;
+/* Room of the destination of get_int_list_from_array, in ints: members
+ * past it are not read. *count (written only) is the number stored. 0; -1
+ * when it isn't an array. */
+#define JSON_INT_LIST_MAX 256
 PHONECORE_API int get_int_list_from_array(struct json_object *array, int *destination, int *count) PHONECORE_NOEXCEPT;
 PHONECORE_API struct json_object *get_obj_list_from_array(const int *values, int count) PHONECORE_NOEXCEPT;
 /* Calls callback(member, index, user) for the members that match: mode 0
@@ -54,6 +58,10 @@ PHONECORE_API struct json_object *make_simple_data(int n, ...) PHONECORE_NOEXCEP
 /* n/3 triples (int flag, key, value): flag non-zero an int, zero a text.
  * NULL unless n is a multiple of 3. */
 PHONECORE_API struct json_object *make_simple_data2(int n, ...) PHONECORE_NOEXCEPT;
+/* Room of the text buffer of make_simple_send_msg, make_simple_request
+ * and make_simple_response, the largest outgoing text of the bus calls; a
+ * longer text is cut there, terminated. */
+#define JSON_MSG_TEXT_MAX 512
 /* The request text into buffer, its length into *length. 0; -1 if no text.
  * Takes over data. */
 PHONECORE_API int make_simple_send_msg(const char *name, struct json_object *data, char *buffer,
@@ -81,9 +89,14 @@ PHONECORE_API int send_sjson_to_all(MessageClient *client, const char *name,
                                     struct json_object *data) PHONECORE_NOEXCEPT;
 PHONECORE_API int send_sjson_to_all_type_all(MessageClient *client, const char *name,
                                              struct json_object *data) PHONECORE_NOEXCEPT;
+/* Room of the reply text of send_string_and_wait: a reply of up to 1536
+ * bytes and its terminator. */
+#define BUS_STRING_REPLY_MAX (1536 + 1)
 PHONECORE_API int send_string_and_wait(MessageClient *client, uint16_t dest, uint16_t msgtype, const char *name,
                                        const void *data, int length, char *reply, int timeout_ms) PHONECORE_NOEXCEPT;
-/* A session for one question. 0 with the reply, or -1. */
+/* A session for one question. 0 with the reply, or -1. The reply buffer
+ * holds BUS_BUFFER_REPLY_MAX + 1 bytes (the payload and a terminator);
+ * *reply_length is written only. */
 PHONECORE_API int request_short_connect(uint16_t id, uint16_t dest, uint64_t reserved, uint64_t mask, const void *data,
                                         int length, void *reply, int *reply_length, int ticks, int tries,
                                         int tick_us) PHONECORE_NOEXCEPT;

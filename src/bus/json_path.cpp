@@ -38,14 +38,15 @@ int set_by_path(json_object* o, const char* key, json_object* value, int count, 
   return json::put(target, key, value);
 }
 
-// The message text into buffer; the whole message is released, and with it
-// data. The caller's buffer must take the text.
+// The message text into buffer (JSON_MSG_TEXT_MAX bytes; a longer text is
+// cut there, terminated); the whole message is released, and with it data.
 int message_text(json_object* message, char* buffer, int* length) {
   const char* text = json_object_get_string(message);
   int r = -1;
   if (text != nullptr && buffer != nullptr) {
-    const size_t n = std::strlen(text);
-    std::memcpy(buffer, text, n + 1);
+    const size_t n = strnlen(text, JSON_MSG_TEXT_MAX - 1);
+    std::memcpy(buffer, text, n);
+    buffer[n] = 0;
     if (length != nullptr) *length = static_cast<int>(n);
     r = 0;
   }
@@ -171,8 +172,10 @@ int set_obj_to_json(json_object* o, const char* key, json_object* member, int co
 
 int get_int_list_from_array(json_object* array, int* dest, int* count) noexcept {
   if (array == nullptr || !json_object_is_type(array, json_type_array)) return -1;
-  const size_t n = json_object_array_length(array);
-  for (size_t i = 0; i < n && dest != nullptr; ++i) dest[i] = json_object_get_int(json_object_array_get_idx(array, i));
+  // The destination's room is JSON_INT_LIST_MAX; *count is the number
+  // stored.
+  const size_t n = dest != nullptr ? std::min<size_t>(json_object_array_length(array), JSON_INT_LIST_MAX) : 0;
+  for (size_t i = 0; i < n; ++i) dest[i] = json_object_get_int(json_object_array_get_idx(array, i));
   if (count != nullptr) *count = static_cast<int>(n);
   return 0;
 }

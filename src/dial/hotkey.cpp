@@ -20,6 +20,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <algorithm>
 #include <atomic>
 #include <iterator>
 
@@ -306,7 +307,8 @@ int hotkey_node_set(const hotkey_node* node) noexcept {
     json_object_object_add(section, "data", array);
   } else {
     bool equal_found = false;
-    for (size_t i = 0; i < json_object_array_length(array); ++i) {
+    const size_t n = std::min<size_t>(json_object_array_length(array), HOTKEY_NODE_MAX);
+    for (size_t i = 0; i < n; ++i) {
       element = json_object_array_get_idx(array, i);
       const char* key = json::text(element, "Key");
       if (key != nullptr && std::strncmp(key, node->Key, HOTKEY_TEXT_SIZE) == 0) {
@@ -336,7 +338,8 @@ int hotkey_node_get(hotkey_node* slots, void** result) noexcept {
     // Every member goes to the start of the element's slot, over the one
     // before: the slot ends up holding the "Extension".
     static constexpr const char* kOrder[] = {"Key", "Type", "Line", "Value", "Label", "Extension"};
-    for (size_t i = 0; i < json_object_array_length(array); ++i) {
+    const size_t n = std::min<size_t>(json_object_array_length(array), HOTKEY_NODE_MAX);
+    for (size_t i = 0; i < n; ++i) {
       json_object* element = json_object_array_get_idx(array, i);
       for (const char* name : kOrder) {
         json::copy_text(slots[i].Key, sizeof slots[i].Key, json::text(element, name), sizeof slots[i].Key - 1);

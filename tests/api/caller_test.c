@@ -252,7 +252,7 @@ static void bus_calls(void) {
     }
     /* The short connection's reply length is an output too; with 0 ticks
      * and 0 tries it sends twice and nobody answers "caller_ping". */
-    char text[256];
+    char text[JSON_MSG_TEXT_MAX];
     make_simple_request("caller_ping", NULL, text);
     for (int i = 0; i < ENTRY_COUNT; ++i) {
         unsigned char reply[BUS_BUFFER_REPLY_MAX + 1];

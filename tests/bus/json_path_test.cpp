@@ -90,7 +90,7 @@ TEST(JsonBuild, MakeSimpleData2TakesTriplesOfFlagKeyAndValue) {
 }
 
 TEST(JsonBuild, SendMsgPutsMsgtypeFirstAndDataSecond) {
-  char text[256];
+  char text[JSON_MSG_TEXT_MAX];
   int length = 0;
   EXPECT_EQ(make_simple_send_msg("phone_dail", make_simple_data(2, "phoneNumber", "1002"), text, &length), 0);
   EXPECT_STREQ(text, R"({ "msgtype": "phone_dail", "data": { "phoneNumber": "1002" } })");
@@ -113,6 +113,29 @@ TEST(JsonArrays, IntListRoundTrips) {
   EXPECT_EQ(get_int_list_from_array(obj, out, &count), -1);
   json_object_put(obj);
   json_object_put(array);
+}
+
+TEST(JsonArrays, IntListKeepsToItsRoom) {
+  json_object* array = json_object_new_array();
+  for (int i = 0; i < JSON_INT_LIST_MAX + 10; ++i) json_object_array_add(array, json_object_new_int(i));
+  std::vector<int> out(JSON_INT_LIST_MAX + 1, -7);
+  int count = 12345;
+  EXPECT_EQ(get_int_list_from_array(array, out.data(), &count), 0);
+  EXPECT_EQ(count, JSON_INT_LIST_MAX);
+  EXPECT_EQ(out[JSON_INT_LIST_MAX - 1], JSON_INT_LIST_MAX - 1);
+  EXPECT_EQ(out[JSON_INT_LIST_MAX], -7);
+  json_object_put(array);
+}
+
+TEST(JsonBuild, MessageTextKeepsToItsRoom) {
+  const std::string number(2 * JSON_MSG_TEXT_MAX, '5');
+  std::vector<char> text(JSON_MSG_TEXT_MAX + 1, '#');
+  int length = 0;
+  EXPECT_EQ(make_simple_send_msg("phone_dail", make_simple_data(2, "phoneNumber", number.c_str()), text.data(), &length),
+            0);
+  EXPECT_EQ(length, JSON_MSG_TEXT_MAX - 1);
+  EXPECT_EQ(text[JSON_MSG_TEXT_MAX - 1], '\0');
+  EXPECT_EQ(text[JSON_MSG_TEXT_MAX], '#');
 }
 
 int collect(json_object*, int index, void* user) {

@@ -197,7 +197,7 @@ TEST_F(HotKeys, NodeSetStartsTheArrayWhenThereIsNone) {
 }
 
 TEST_F(HotKeys, NodeGetLeavesTheExtensionAloneInEachSlot) {
-  hotkey_node slots[3];
+  hotkey_node slots[HOTKEY_NODE_MAX];
   std::memset(slots, 0, sizeof slots);
   std::strcpy(slots[0].Type, "kept");
   void* result = &slots[0];
@@ -213,18 +213,18 @@ TEST_F(HotKeys, NodeGetSetsTheResultToNullWithoutTheArray) {
   json_object* o = json_tokener_parse(R"({"Hotkey_lineKey":{"data":[]}})");
   ASSERT_EQ(write_gnl_config_json(kFile, o), 0);
   json_object_put(o);
-  hotkey_node slot{};
+  hotkey_node slot[HOTKEY_NODE_MAX] = {};
   void* result = &slot;
-  EXPECT_EQ(hotkey_node_get(&slot, &result), 0);
+  EXPECT_EQ(hotkey_node_get(slot, &result), 0);
   EXPECT_EQ(result, nullptr);
 }
 
 TEST_F(HotKeys, WithoutTheFileTheEditorsAnswerAsTheyShould) {
   ASSERT_EQ(std::remove(kPath), 0);
-  hotkey_node node{};
+  hotkey_node node[HOTKEY_NODE_MAX] = {};
   void* result = &node;
-  EXPECT_EQ(hotkey_node_set(&node), -1);
-  EXPECT_EQ(hotkey_node_get(&node, &result), -1);
+  EXPECT_EQ(hotkey_node_set(node), -1);
+  EXPECT_EQ(hotkey_node_get(node, &result), -1);
   EXPECT_EQ(SetHotKeyVal(11, 1, 1, "", "", ""), 0);
   EXPECT_EQ(LocalReload(), 0);
   EXPECT_EQ(hotkey_data_lens, 5);  // the list stays as it was
