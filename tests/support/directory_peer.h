@@ -1,0 +1,116 @@
+// The directory service (loopback UDP 30001) as tests see it.
+//
+// DirectoryStandIn plays the service itself: it binds 30001, keeps every
+// datagram that comes, byte for byte, and answers each through a function
+// of the test (an empty answer: none). Replies are built from the
+// request's own head, as the service builds them.
+#pragma once
+
+#include <poll.h>
+
+#include <atomic>
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <mutex>
+#include <span>
+#include <thread>
+#include <vector>
+
+#include "config/gnl_frame.h"
+#include "support/udp_client.h"
+
+namespace phonecore::testing {
+
+using Datagram = std::vector<uint8_t>;
+
+class DirectoryStandIn {
+ public:
+  using Answer = std::function<Datagram(const Datagram& request)>;
+
+  // Answers with the request's head and an empty list.
+  DirectoryStandIn() : DirectoryStandIn([](const Datagram& r) { return list_reply(r, {}); }) {}
+  explicit DirectoryStandIn(Answer answer)
+      : socket_(config::kDirectoryPort), answer_(std::move(answer)) {
+    if (socket_.bound()) thread_ = std::thread([this] { serve(); });
+  }
+  ~DirectoryStandIn() {
+    stop_ = true;
+    if (thread_.joinable()) thread_.join();
+  }
+  DirectoryStandIn(const DirectoryStandIn&) = delete;
+  DirectoryStandIn& operator=(const DirectoryStandIn&) = delete;
+
+  bool bound() const { return socket_.bound(); }
+
+  std::vector<Datagram> requests() const {
+    std::lock_guard lock(mutex_);
+    return requests_;
+  }
+
+  // The request's 76-byte head with the payload length and payload given,
+  // and the trailing zero: payload length + 77 bytes.
+  static Datagram reply(const Datagram& request, std::span<const uint8_t> payload) {
+    Datagram out(config::kGnlHeaderSize, 0);
+    std::memcpy(out.data(), request.data(), std::min(request.size(), out.size()));
+    const uint16_t length = static_cast<uint16_t>(payload.size());
+    std::memcpy(out.data() + offsetof(config::LocalListPacket, payload_length), &length, sizeof length);
+    out.insert(out.end(), payload.begin(), payload.end());
+    out.push_back(0);
+    return out;
+  }
+
+  // A list reply: head (total length, count) and the records.
+  static Datagram list_reply(const Datagram& request, const std::vector<config::ContactRecord>& records,
+                             int32_t count_word = -1) {
+    config::ListPayloadHead head{};
+    head.count = count_word >= 0 ? count_word : static_cast<int32_t>(records.size());
+    head.total_length = static_cast<int32_t>(sizeof head + records.size() * sizeof(config::ContactRecord));
+    Datagram payload(sizeof head + records.size() * sizeof(config::ContactRecord));
+    std::memcpy(payload.data(), &head, sizeof head);
+    if (!records.empty()) std::memcpy(payload.data() + sizeof head, records.data(), records.size() * sizeof records[0]);
+    return reply(request, payload);
+  }
+
+ private:
+  void serve() {
+    while (!stop_) {
+      pollfd p{socket_.fd(), POLLIN, 0};
+      if (poll(&p, 1, 20) <= 0) continue;
+      Datagram in(65536);
+      sockaddr_in from{};
+      socklen_t len = sizeof from;
+      const ssize_t n = recvfrom(socket_.fd(), in.data(), in.size(), 0, reinterpret_cast<sockaddr*>(&from), &len);
+      if (n < 0) continue;
+      in.resize(static_cast<size_t>(n));
+      {
+        std::lock_guard lock(mutex_);
+        requests_.push_back(in);
+      }
+      const Datagram out = answer_(in);
+      if (!out.empty()) sendto(socket_.fd(), out.data(), out.size(), 0, reinterpret_cast<sockaddr*>(&from), len);
+    }
+  }
+
+  UdpClient socket_;
+  Answer answer_;
+  std::atomic<bool> stop_{false};
+  mutable std::mutex mutex_;
+  std::vector<Datagram> requests_;
+  std::thread thread_;
+};
+
+// A contact record with its texts (each at most 63 bytes).
+inline config::ContactRecord contact(int32_t id, const char* name, const char* first, const char* phone = "",
+                                     const char* other = "", int32_t value_a = 0) {
+  config::ContactRecord r{};
+  r.id = id;
+  std::strncpy(r.name, name, sizeof r.name - 1);
+  std::strncpy(r.first_number, first, sizeof r.first_number - 1);
+  std::strncpy(r.phone_number, phone, sizeof r.phone_number - 1);
+  std::strncpy(r.other_number, other, sizeof r.other_number - 1);
+  r.value_a = value_a;
+  return r;
+}
+
+}  // namespace phonecore::testing
