@@ -1,9 +1,13 @@
 // The directory service (loopback UDP 30001) as tests see it.
 //
-// DirectoryStandIn plays the service itself: it binds 30001, keeps every
-// datagram that comes, byte for byte, and answers each through a function
-// of the test (an empty answer: none). Replies are built from the
-// request's own head, as the service builds them.
+// DirectoryPeer steers the box's directoryd through its control port
+// (27030): its record (each datagram heard, in hex), its lists, faults.
+//
+// DirectoryStandIn plays the service itself: directoryd leaves 30001 while
+// it lives, and it keeps every datagram that comes, byte for byte, and
+// answers each through a function of the test (an empty answer: none).
+// Replies are built from the request's own head, as the service builds
+// them.
 #pragma once
 
 #include <poll.h>
@@ -14,15 +18,64 @@
 #include <functional>
 #include <mutex>
 #include <span>
+#include <sstream>
+#include <string>
 #include <thread>
 #include <vector>
 
 #include "config/gnl_frame.h"
+#include "support/peer_control.h"
 #include "support/udp_client.h"
 
 namespace phonecore::testing {
 
 using Datagram = std::vector<uint8_t>;
+
+class DirectoryPeer : public PeerControl {
+ public:
+  static constexpr uint16_t kControlPort = phonebox::kControlPortDirectory;
+
+  DirectoryPeer() : PeerControl(kControlPort) {}
+
+  bool reset() const { return control("reset") == "ok"; }
+  // Releases 30001 for a test that plays the service, and takes it again.
+  bool leave() const { return control("leave") == "ok"; }
+  bool join() const { return control("join") == "ok"; }
+  bool delay(int ms) const { return control("delay " + std::to_string(ms)) == "ok"; }
+  // One fault of the next reply: magic, type, short, count, big, port, twice.
+  bool fault(const std::string& name) const { return control("fault " + name) == "ok"; }
+  // A list (contacts, block, allow, history) as records, or the group
+  // notices heard ("notices": "ID SIZE" lines).
+  std::vector<std::string> dump(const std::string& list) const {
+    std::vector<std::string> lines;
+    std::istringstream in(control("dump " + list));
+    for (std::string l; std::getline(in, l);) lines.push_back(l);
+    return lines;
+  }
+  // The datagrams heard, as bytes.
+  std::vector<Datagram> datagrams() const {
+    std::vector<Datagram> out;
+    for (const std::string& line : log()) {
+      Datagram d;
+      for (size_t i = 0; i + 1 < line.size(); i += 2) d.push_back(static_cast<uint8_t>(std::stoi(line.substr(i, 2), nullptr, 16)));
+      out.push_back(d);
+    }
+    return out;
+  }
+};
+
+// directoryd away from 30001 for the life of the object (nothing when no
+// directoryd runs).
+class DirectoryLeave {
+ public:
+  DirectoryLeave() { peer_.leave(); }
+  ~DirectoryLeave() { peer_.join(); }
+  DirectoryLeave(const DirectoryLeave&) = delete;
+  DirectoryLeave& operator=(const DirectoryLeave&) = delete;
+
+ private:
+  DirectoryPeer peer_;
+};
 
 class DirectoryStandIn {
  public:
@@ -92,6 +145,7 @@ class DirectoryStandIn {
     }
   }
 
+  DirectoryLeave leave_;  // before the socket: it binds after the peer left
   UdpClient socket_;
   Answer answer_;
   std::atomic<bool> stop_{false};
