@@ -371,6 +371,11 @@ class DirectoryService {
     }
     return "error: no list " + rest;
   }
+  std::string count(const std::string& rest) {
+    for (const List& l : lists_)
+      if (rest == l.file->name) return std::to_string(l.records.size());
+    return "error: no list " + rest;
+  }
   std::string delay(const std::string& rest) {
     delay_ms_ = std::max(0, std::atoi(rest.c_str()));
     return "ok";
@@ -395,7 +400,8 @@ class DirectoryService {
   }
 
   static constexpr phonebox::ControlCommand<DirectoryService> kCommands[] = {
-      {"reset", &DirectoryService::reset}, {"dump", &DirectoryService::dump},   {"delay", &DirectoryService::delay},
+      {"reset", &DirectoryService::reset}, {"dump", &DirectoryService::dump},   {"count", &DirectoryService::count},
+      {"delay", &DirectoryService::delay},
       {"leave", &DirectoryService::leave}, {"join", &DirectoryService::join},   {"fault", &DirectoryService::fault},
   };
 

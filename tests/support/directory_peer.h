@@ -44,13 +44,19 @@ class DirectoryPeer : public PeerControl {
   bool delay(int ms) const { return control("delay " + std::to_string(ms)) == "ok"; }
   // One fault of the next reply: magic, type, short, count, big, port, twice.
   bool fault(const std::string& name) const { return control("fault " + name) == "ok"; }
-  // A list (contacts, block, allow, history) as records, or the group
+  // A list (contacts, block, allow, history) as records in hex (as many as
+  // fit one answer of 64 KiB: about 90 contacts), or the group
   // notices heard ("notices": "ID SIZE" lines).
   std::vector<std::string> dump(const std::string& list) const {
     std::vector<std::string> lines;
     std::istringstream in(control("dump " + list));
     for (std::string l; std::getline(in, l);) lines.push_back(l);
     return lines;
+  }
+  // The number of records of a list, or -1.
+  long count(const std::string& list) const {
+    const std::string answer = control("count " + list);
+    return answer.empty() || answer.find_first_not_of("0123456789") != std::string::npos ? -1 : std::stol(answer);
   }
   // The datagrams heard, as bytes.
   std::vector<Datagram> datagrams() const {
