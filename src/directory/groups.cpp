@@ -13,6 +13,7 @@
 #include "config/gnl_frame.h"
 #include "phonecore/config.h"
 #include "phonecore/contacts.h"
+#include "directory/directory_internal.h"
 
 namespace phonecore::directory {
 namespace {
@@ -40,22 +41,10 @@ bool reserved(std::string_view name, const std::string_view (&names)[N]) {
   return false;
 }
 
-// The group file as records; nothing when it is missing, empty or not a
-// whole number of records.
-struct GroupFile {
-  std::vector<GroupRecord> records;
-  bool well_formed = false;
-};
-
 GroupFile read_groups() {
-  GroupFile f;
   char* data = nullptr;
   const int size = read_gnl_config_hex(kGroupFile, &data);
-  if (size > 0 && data != nullptr && size % static_cast<int>(sizeof(GroupRecord)) == 0) {
-    f.records.resize(static_cast<size_t>(size) / sizeof(GroupRecord));
-    std::memcpy(f.records.data(), data, static_cast<size_t>(size));
-    f.well_formed = true;
-  }
+  GroupFile f = parse_groups(data, size);
   std::free(data);
   return f;
 }
@@ -83,16 +72,19 @@ size_t index_or_first(const std::vector<GroupRecord>& records, int id) {
 void notify_removed(int id) { local_contactlist_short_msg(config::kListGroupRemoved, "null", id); }
 
 }  // namespace
-}  // namespace phonecore::directory
 
-using namespace phonecore;
-using namespace phonecore::directory;
+GroupFile parse_groups(const char* data, int size) {
+  GroupFile f;
+  if (size > 0 && data != nullptr && size % static_cast<int>(sizeof(GroupRecord)) == 0) {
+    f.records.resize(static_cast<size_t>(size) / sizeof(GroupRecord));
+    std::memcpy(f.records.data(), data, static_cast<size_t>(size));
+    f.well_formed = true;
+  }
+  return f;
+}
 
-extern "C" {
-
-int local_cantacts_group_add(const char* name, int ring_id) {
+int add_group(GroupFile& f, const char* name, int ring_id) {
   if (name == nullptr || name[0] == '\0' || reserved(name, kReservedOnAdd)) return -4;
-  GroupFile f = read_groups();
   GroupRecord added{};
   if (f.well_formed) {
     if (f.records.size() * sizeof(GroupRecord) >= kFullFile) return -2;
@@ -107,8 +99,48 @@ int local_cantacts_group_add(const char* name, int ring_id) {
   std::strncpy(added.name, name, kNameMax);
   added.ring_id = ring_id;
   f.records.push_back(added);
-  write_groups(f.records);
+  f.well_formed = true;
   return 0;
+}
+
+GroupChange change_group(GroupFile& f, int id, const char* name, int ring_id) {
+  if (name == nullptr) name = "";
+  if (reserved(name, kReservedOnChange)) return {-4, 0, false};
+  if (!f.well_formed) return {0, 0, false};
+  // Another group holding the name refuses the change.
+  for (const GroupRecord& r : f.records)
+    if (r.id != id && stored(r.name) == cut(name)) return {-3, 0, false};
+  const size_t index = index_or_first(f.records, id);
+  GroupRecord& r = f.records[index];
+  // 63 bytes, zero-padded; the field's last byte stays as it was.
+  std::strncpy(r.name, name, kNameMax);
+  r.ring_id = ring_id;
+  return {0, index, true};
+}
+
+bool delete_group(GroupFile& f, int id) {
+  if (id == kAllGroups) {
+    f.records.clear();
+    return true;
+  }
+  if (!f.well_formed) return false;
+  f.records.erase(f.records.begin() + static_cast<std::ptrdiff_t>(index_or_first(f.records, id)));
+  return true;
+}
+
+}  // namespace phonecore::directory
+
+using namespace phonecore;
+using namespace phonecore::directory;
+
+extern "C" {
+
+int local_cantacts_group_add(const char* name, int ring_id) {
+  if (name == nullptr || name[0] == '\0' || reserved(name, kReservedOnAdd)) return -4;
+  GroupFile f = read_groups();
+  const int result = add_group(f, name, ring_id);
+  if (result == 0) write_groups(f.records);
+  return result;
 }
 
 int local_grouplist_get(GroupRecord** buffer, int* count) {
@@ -134,9 +166,7 @@ int del_cantacts_group_byid(int id) {
     return 0;
   }
   GroupFile f = read_groups();
-  if (!f.well_formed) return 0;
-  const size_t index = index_or_first(f.records, id);
-  f.records.erase(f.records.begin() + static_cast<std::ptrdiff_t>(index));
+  if (!delete_group(f, id)) return 0;
   write_groups(f.records);
   notify_removed(id);
   return 0;
@@ -146,18 +176,11 @@ int chg_cantacts_group_byid(int id, const char* name, int ring_id) {
   if (name == nullptr) name = "";
   if (reserved(name, kReservedOnChange)) return -4;
   GroupFile f = read_groups();
-  if (!f.well_formed) return 0;
-  // Another group holding the name refuses the change.
-  for (const GroupRecord& r : f.records)
-    if (r.id != id && stored(r.name) == cut(name)) return -3;
-  const size_t index = index_or_first(f.records, id);
-  GroupRecord& r = f.records[index];
-  // 63 bytes, zero-padded; the field's last byte stays as it was.
-  std::strncpy(r.name, name, kNameMax);
-  r.ring_id = ring_id;
+  const GroupChange c = change_group(f, id, name, ring_id);
+  if (!c.write) return c.result;
   write_groups(f.records);
   std::printf("tolk_group modify group id:%d name:%s ringId:%d index:%d\n", id, name, ring_id,
-              static_cast<int>(index));
+              static_cast<int>(c.index));
   return 0;
 }
 

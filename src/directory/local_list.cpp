@@ -15,15 +15,71 @@
 #include "config/gnl_frame.h"
 #include "phonecore/calllists.h"
 #include "phonecore/contacts.h"
+#include "directory/directory_internal.h"
 
 namespace phonecore::directory {
-namespace {
 
 using config::ContactRecord;
-using config::HistoryPayloadHead;
-using config::HistoryRecord;
 using config::ListPayloadHead;
 using config::LocalListPacket;
+
+// The payload of a reply that came, its length word cut to the datagram, or
+// nothing when the magic or the list type did not come back. Nothing else
+// of the reply is judged.
+std::optional<std::span<const uint8_t>> judge_reply(const LocalListPacket& p, size_t got, uint16_t list_type) {
+  // A reply too short to hold magic and list type would be judged on the
+  // request's own bytes.
+  if (got < offsetof(LocalListPacket, command)) return std::nullopt;
+  if (p.magic != config::kGnlMagic || p.list_type != list_type) return std::nullopt;
+  const size_t came = got > config::kGnlHeaderSize ? got - config::kGnlHeaderSize : 0;
+  return std::span<const uint8_t>(p.payload, std::min<size_t>(p.payload_length, came));
+}
+
+// A text of a received record, ending at its terminator or at 63 bytes.
+std::string_view field_text(const char (&field)[config::kContactText]) {
+  return {field, strnlen(field, config::kContactText - 1)};
+}
+
+ListReply read_list_reply(std::span<const uint8_t> payload) {
+  ListReply r;
+  std::memcpy(&r.head, payload.data(), std::min(payload.size(), sizeof r.head));
+  const size_t room = payload.size() > sizeof r.head ? (payload.size() - sizeof r.head) / sizeof(ContactRecord) : 0;
+  r.records = r.head.count > 0 ? std::min<size_t>(static_cast<size_t>(r.head.count), room) : 0;
+  r.first = payload.data() + sizeof r.head;
+  return r;
+}
+
+ContactRecord record_at(const ListReply& r, size_t i) {
+  ContactRecord c;
+  std::memcpy(&c, r.first + i * sizeof c, sizeof c);
+  return c;
+}
+
+// Whatever the service's find returned, a number is listed only when a
+// record holds it exactly as its first, other or phone number, looked at in
+// that order; the name never counts. Each record is logged first.
+int listed_in(const ListKind& kind, const ListReply& r, const char* number) {
+  std::printf("%s contact len:%d\n", kind.tag, static_cast<int>(r.records));
+  const std::string_view wanted(number);
+  for (size_t i = 0; i < r.records; ++i) {
+    const ContactRecord c = record_at(r, i);
+    const std::string first(field_text(c.first_number)), other(field_text(c.other_number)),
+        phone(field_text(c.phone_number));
+    std::printf("%s foreach name:%s otherNum:%s phoneNum:%s  FIND:%s\n", kind.tag, first.c_str(), other.c_str(),
+                phone.c_str(), number);
+    for (const std::string* field : {&first, &other, &phone}) {
+      if (*field == wanted) {
+        std::printf("%s %s success\n", kind.tag, kind.test_name);
+        return 0;
+      }
+    }
+  }
+  std::printf("%s %s fail\n", kind.tag, kind.test_name);
+  return -1;
+}
+
+namespace {
+
 
 // The public records are the frame's records, field for field.
 static_assert(sizeof(::ContactRecord) == sizeof(config::ContactRecord));
@@ -61,28 +117,16 @@ std::unique_ptr<LocalListPacket> new_packet(uint16_t list_type, uint16_t command
   return p;
 }
 
-// The payload of a reply that came, its length word cut to the datagram, or
-// nothing when the transport failed or the magic or the list type did not
-// come back. Nothing else of the reply is judged.
 std::optional<std::span<const uint8_t>> exchange(LocalListPacket& p, int wait_ms = config::kFrameWaitMs) {
   const uint16_t list_type = p.list_type;
   const auto got = config::frame_exchange(config::kDirectoryPort, p, p, wait_ms);
-  // A reply too short to hold magic and list type would be judged on the
-  // request's own bytes.
-  if (!got || *got < offsetof(LocalListPacket, command)) return std::nullopt;
-  if (p.magic != config::kGnlMagic || p.list_type != list_type) return std::nullopt;
-  const size_t came = *got > config::kGnlHeaderSize ? *got - config::kGnlHeaderSize : 0;
-  return std::span<const uint8_t>(p.payload, std::min<size_t>(p.payload_length, came));
+  if (!got) return std::nullopt;
+  return judge_reply(p, *got, list_type);
 }
 
 // Fills a text field with at most 63 bytes; the field is clear.
 void put_text(char (&field)[config::kContactText], const char* text) {
   if (text != nullptr) std::strncpy(field, text, kTextMax);
-}
-
-// A text of a received record, ending at its terminator or at 63 bytes.
-std::string_view field_text(const char (&field)[config::kContactText]) {
-  return {field, strnlen(field, kTextMax)};
 }
 
 struct RecordFields {
@@ -121,29 +165,6 @@ void pack_record(LocalListPacket& p, const RecordFields& f) {
 void pack_head(LocalListPacket& p, const ListPayloadHead& head) {
   std::memcpy(p.payload, &head, sizeof head);
   p.payload_length = config::kListHeadLength;
-}
-
-// The head of a list reply, from the bytes that came (the rest zero), and
-// the number of records it really holds: its count, cut to what came.
-struct ListReply {
-  ListPayloadHead head{};
-  size_t records = 0;
-  const uint8_t* first = nullptr;
-};
-
-ListReply read_list_reply(std::span<const uint8_t> payload) {
-  ListReply r;
-  std::memcpy(&r.head, payload.data(), std::min(payload.size(), sizeof r.head));
-  const size_t room = payload.size() > sizeof r.head ? (payload.size() - sizeof r.head) / sizeof(ContactRecord) : 0;
-  r.records = r.head.count > 0 ? std::min<size_t>(static_cast<size_t>(r.head.count), room) : 0;
-  r.first = payload.data() + sizeof r.head;
-  return r;
-}
-
-ContactRecord record_at(const ListReply& r, size_t i) {
-  ContactRecord c;
-  std::memcpy(&c, r.first + i * sizeof c, sizeof c);
-  return c;
 }
 
 // A get: the whole reply payload, head included, into a heap block of its
@@ -216,18 +237,6 @@ int migrate(uint16_t list_type, int value1, int value2, int value3) {
   return exchange(*p) ? 0 : -1;
 }
 
-// The block list and the allow list differ in their type and their words.
-struct ListKind {
-  uint16_t list_type;
-  const char* tag;
-  const char* test_name;
-};
-constexpr ListKind kBlockList{config::kListBlock, "tolk_black", "local_contactlist_number_is_in_blacklist"};
-constexpr ListKind kAllowList{config::kListAllow, "tolk_white", "local_contactlist_number_is_in_whitelist"};
-
-// Whatever the service's find returned, a number is listed only when a
-// record holds it exactly as its first, other or phone number, looked at in
-// that order; the name never counts.
 int number_is_listed(const ListKind& kind, const char* number) {
   if (number == nullptr || number[0] == '\0') return -1;
   std::printf("%s %s\n", kind.tag, kind.test_name);
@@ -240,24 +249,7 @@ int number_is_listed(const ListKind& kind, const char* number) {
     std::printf("%s %s fail\n", kind.tag, kind.test_name);
     return -1;
   }
-  const ListReply r = read_list_reply(*payload);
-  std::printf("%s contact len:%d\n", kind.tag, static_cast<int>(r.records));
-  const std::string_view wanted(number);
-  for (size_t i = 0; i < r.records; ++i) {
-    const ContactRecord c = record_at(r, i);
-    const std::string first(field_text(c.first_number)), other(field_text(c.other_number)),
-        phone(field_text(c.phone_number));
-    std::printf("%s foreach name:%s otherNum:%s phoneNum:%s  FIND:%s\n", kind.tag, first.c_str(), other.c_str(),
-                phone.c_str(), number);
-    for (const std::string* field : {&first, &other, &phone}) {
-      if (*field == wanted) {
-        std::printf("%s %s success\n", kind.tag, kind.test_name);
-        return 0;
-      }
-    }
-  }
-  std::printf("%s %s fail\n", kind.tag, kind.test_name);
-  return -1;
+  return listed_in(kind, read_list_reply(*payload), number);
 }
 
 int history_head_only(uint16_t command, int start, int count, int id, char** buffer) {
