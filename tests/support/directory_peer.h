@@ -110,12 +110,11 @@ class DirectoryStandIn {
   // The request's 76-byte head with the payload length and payload given,
   // and the trailing zero: payload length + 77 bytes.
   static Datagram reply(const Datagram& request, std::span<const uint8_t> payload) {
-    Datagram out(config::kGnlHeaderSize, 0);
-    std::memcpy(out.data(), request.data(), std::min(request.size(), out.size()));
+    Datagram out(config::gnl_datagram_size(payload.size()), 0);
+    std::memcpy(out.data(), request.data(), std::min(request.size(), config::kGnlHeaderSize));
     const uint16_t length = static_cast<uint16_t>(payload.size());
     std::memcpy(out.data() + offsetof(config::LocalListPacket, payload_length), &length, sizeof length);
-    out.insert(out.end(), payload.begin(), payload.end());
-    out.push_back(0);
+    if (!payload.empty()) std::memcpy(out.data() + config::kGnlHeaderSize, payload.data(), payload.size());
     return out;
   }
 
