@@ -1,8 +1,11 @@
 // How the directory client reads the service's replies: what passes, what
 // is copied, and the listed-number test. The test plays the service.
 
+#include <dirent.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
+
+#include <fstream>
 
 #include <cstdlib>
 #include <cstring>
@@ -234,6 +237,48 @@ TEST(ListedNumber, ABadReplyFailsOpenWithItsTwoLines) {
             "tolk_black local_contactlist_number_is_in_blacklist\n"
             "tolk_black get contact list fail\n"
             "tolk_black local_contactlist_number_is_in_blacklist fail\n");
+}
+
+}  // namespace
+
+namespace {
+
+size_t open_descriptors() {
+  size_t n = 0;
+  if (DIR* d = opendir("/proc/self/fd")) {
+    while (readdir(d) != nullptr) ++n;
+    closedir(d);
+  }
+  return n;
+}
+
+long rss_kib() {
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);)
+    if (line.rfind("VmRSS:", 0) == 0) return std::stol(line.substr(6));
+  return -1;
+}
+
+TEST(Replies, AThousandFailedCallsLeaveDescriptorsAndMemoryAsTheyWere) {
+  DirectoryStandIn service(patched(0, 0x1234));
+  ASSERT_TRUE(service.bound());
+  auto round = [] {
+    char* buffer = nullptr;
+    ::ContactRecord* found = nullptr;
+    int count = 0;
+    EXPECT_EQ(local_cantacts_get(&buffer, 0, 97), -1);
+    EXPECT_EQ(local_contactlist_find(&found, &count, "x"), -1);
+    EXPECT_EQ(local_whitelist_add("a", "1", "", "", "", 0, 0, 0), -1);
+  };
+  for (int i = 0; i < 50; ++i) round();  // warmed up
+  const size_t fds = open_descriptors();
+  const long rss = rss_kib();
+  ::testing::internal::CaptureStdout();
+  for (int i = 0; i < 1000; ++i) round();
+  ::testing::internal::GetCapturedStdout();
+  EXPECT_EQ(open_descriptors(), fds);
+  // 3000 packets of 32 KiB went through; none may stay.
+  EXPECT_LT(rss_kib() - rss, 4096) << "KiB grown";
 }
 
 }  // namespace

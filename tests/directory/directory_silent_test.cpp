@@ -3,16 +3,25 @@
 // fails open.
 
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstdlib>
+#include <fstream>
+#include <thread>
 
 #include "phonecore/calllists.h"
 #include "phonecore/contacts.h"
+#include "support/config_peer.h"
 #include "support/directory_peer.h"
 
 using phonecore::testing::Datagram;
 using phonecore::testing::DirectoryStandIn;
+
+extern char** environ;
 
 namespace {
 
@@ -42,6 +51,58 @@ TEST(SilentService, TheShortMessageWaitsTwentySeconds) {
   const auto start = Clock::now();
   EXPECT_EQ(local_contactlist_short_msg(8207, "null", 3), -1);
   EXPECT_GE(seconds_since(start), 19.9);
+}
+
+}  // namespace
+
+namespace {
+
+TEST(SilentService, ServiceKilledMidCallGivesMinus1AndARestartedOneAnswers) {
+  phonecore::testing::DirectoryPeer peer;
+  ASSERT_TRUE(peer.reset());
+  ASSERT_EQ(local_cantacts_add("Kept", "1", "", "", "", 0, 0, 0), 0);
+  ASSERT_TRUE(peer.delay(1000));
+  std::ifstream pidfile("/run/phonebox/directoryd.pid");
+  int pid = 0;
+  ASSERT_TRUE(pidfile >> pid);
+  std::thread killer([pid] {
+    usleep(300 * 1000);
+    kill(pid, SIGKILL);
+  });
+  const auto start = Clock::now();
+  EXPECT_EQ(local_cantacts_add("Lost", "2", "", "", "", 0, 0, 0), -1);
+  EXPECT_GE(seconds_since(start), 4.9);
+  killer.join();
+  char path[] = "/phonebox/sim/directoryd";
+  char ready[] = "/run/phonebox/directoryd.again.ready";
+  char* argv[] = {path, ready, nullptr};
+  pid_t child = 0;
+  ASSERT_EQ(posix_spawn(&child, path, nullptr, nullptr, argv, environ), 0);
+  struct stat st;
+  for (int i = 0; i < 400 && stat(ready, &st) != 0; ++i) usleep(5000);
+  // The service stores before it answers: the add whose answer never
+  // went is kept too.
+  for (const char* name : {"kept", "lost"}) {
+    ::ContactRecord* found = nullptr;
+    int count = 0;
+    ASSERT_EQ(local_contactlist_find(&found, &count, name), 0);
+    EXPECT_EQ(count, 1) << name;
+    std::free(found);
+  }
+}
+
+TEST(SilentService, GroupsWithASilentConfigurationServiceStillAnswer0) {
+  // The file can't be read (a missing file to the group code) nor written:
+  // the add still reports 0, as only the negative codes are reported.
+  phonecore::testing::ConfigPeer config;
+  ASSERT_TRUE(config.silent(true));
+  DirectoryStandIn service;
+  EXPECT_EQ(local_cantacts_group_add("family", 0), 0);
+  GroupRecord* list = nullptr;
+  int count = 3;
+  EXPECT_EQ(local_grouplist_get(&list, &count), -1);
+  EXPECT_EQ(count, 0);
+  ASSERT_TRUE(config.silent(false));
 }
 
 }  // namespace
