@@ -21,8 +21,6 @@
 using phonecore::testing::Datagram;
 using phonecore::testing::DirectoryStandIn;
 
-extern char** environ;
-
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -62,9 +60,8 @@ TEST(SilentService, ServiceKilledMidCallGivesMinus1AndARestartedOneAnswers) {
   ASSERT_TRUE(peer.reset());
   ASSERT_EQ(local_cantacts_add("Kept", "1", "", "", "", 0, 0, 0), 0);
   ASSERT_TRUE(peer.delay(1000));
-  std::ifstream pidfile("/run/phonebox/directoryd.pid");
-  int pid = 0;
-  ASSERT_TRUE(pidfile >> pid);
+  const int pid = phonecore::testing::DirectoryPeer::pid();
+  ASSERT_GT(pid, 0);
   std::thread killer([pid] {
     usleep(300 * 1000);
     kill(pid, SIGKILL);
@@ -73,13 +70,7 @@ TEST(SilentService, ServiceKilledMidCallGivesMinus1AndARestartedOneAnswers) {
   EXPECT_EQ(local_cantacts_add("Lost", "2", "", "", "", 0, 0, 0), -1);
   EXPECT_GE(seconds_since(start), 4.9);
   killer.join();
-  char path[] = "/phonebox/sim/directoryd";
-  char ready[] = "/run/phonebox/directoryd.again.ready";
-  char* argv[] = {path, ready, nullptr};
-  pid_t child = 0;
-  ASSERT_EQ(posix_spawn(&child, path, nullptr, nullptr, argv, environ), 0);
-  struct stat st;
-  for (int i = 0; i < 400 && stat(ready, &st) != 0; ++i) usleep(5000);
+  ASSERT_TRUE(phonecore::testing::DirectoryPeer::start_again());
   // The service stores before it answers: the add whose answer never
   // went is kept too.
   for (const char* name : {"kept", "lost"}) {

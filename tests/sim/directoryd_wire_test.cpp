@@ -28,8 +28,6 @@ using phonecore::testing::DirectoryPeer;
 using phonecore::testing::UdpClient;
 using namespace phonecore::config;
 
-extern char** environ;
-
 namespace {
 
 class Directoryd : public ::testing::Test {
@@ -147,18 +145,7 @@ TEST_F(Directoryd, TheGroupNoticeClearsThatGroupAndIsLoggedWithTheFileSize) {
 TEST_F(Directoryd, ListsAreStoredBeforeTheAnswerAndKeptAcrossARestart) {
   ASSERT_EQ(local_cantacts_add("Kept", "123", "", "", "", 0, 0, 0), 0);
   EXPECT_EQ(phonecore::testing::slurp("/run/phonebox/directory/contacts.bin").size(), 336u);
-  std::ifstream pidfile("/run/phonebox/directoryd.pid");
-  int pid = 0;
-  ASSERT_TRUE(pidfile >> pid);
-  ASSERT_EQ(kill(pid, SIGTERM), 0);
-  for (int i = 0; i < 400 && kill(pid, 0) == 0; ++i) usleep(5000);
-  char path[] = "/phonebox/sim/directoryd";
-  char ready[] = "/run/phonebox/directoryd.restart.ready";
-  char* argv[] = {path, ready, nullptr};
-  pid_t child = 0;
-  ASSERT_EQ(posix_spawn(&child, path, nullptr, nullptr, argv, environ), 0);
-  struct stat st;
-  for (int i = 0; i < 400 && stat(ready, &st) != 0; ++i) usleep(5000);
+  ASSERT_TRUE(DirectoryPeer::restart());
   auto all = get(0, 97);
   ASSERT_EQ(all.size(), 1u);
   EXPECT_STREQ(all[0].name, "Kept");

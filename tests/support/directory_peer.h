@@ -11,9 +11,14 @@
 #pragma once
 
 #include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <functional>
 #include <mutex>
@@ -26,6 +31,8 @@
 #include "config/gnl_frame.h"
 #include "support/peer_control.h"
 #include "support/udp_client.h"
+
+extern char** environ;
 
 namespace phonecore::testing {
 
@@ -53,6 +60,39 @@ class DirectoryPeer : public PeerControl {
     for (std::string l; std::getline(in, l);) lines.push_back(l);
     return lines;
   }
+  // The pid of the running directoryd (its pid file), or 0.
+  static int pid() {
+    int pid = 0;
+    if (FILE* f = fopen("/run/phonebox/directoryd.pid", "r")) {
+      if (fscanf(f, "%d", &pid) != 1) pid = 0;
+      fclose(f);
+    }
+    return pid;
+  }
+  // Starts directoryd again (after it was stopped) and waits until it has
+  // bound its ports; false when it did not come up.
+  static bool start_again() {
+    static int round = 0;
+    char path[] = "/phonebox/sim/directoryd";
+    std::string ready = "/run/phonebox/directoryd.again" + std::to_string(++round) + ".ready";
+    char* argv[] = {path, ready.data(), nullptr};
+    pid_t child = 0;
+    if (posix_spawn(&child, path, nullptr, nullptr, argv, environ) != 0) return false;
+    struct stat st;
+    for (int i = 0; i < 400; ++i) {
+      if (stat(ready.c_str(), &st) == 0) return true;
+      usleep(5000);
+    }
+    return false;
+  }
+  // Stops directoryd with SIGTERM and starts it again.
+  static bool restart() {
+    const int old = pid();
+    if (old <= 0 || kill(old, SIGTERM) != 0) return false;
+    for (int i = 0; i < 400 && kill(old, 0) == 0; ++i) usleep(5000);
+    return start_again();
+  }
+
   // The number of records of a list, or -1.
   long count(const std::string& list) const {
     const std::string answer = control("count " + list);
