@@ -277,8 +277,13 @@ TEST(Replies, AThousandFailedCallsLeaveDescriptorsAndMemoryAsTheyWere) {
   for (int i = 0; i < 1000; ++i) round();
   ::testing::internal::GetCapturedStdout();
   EXPECT_EQ(open_descriptors(), fds);
-  // 3000 packets of 32 KiB went through; none may stay.
+  // 3000 packets of 32 KiB went through; none may stay. (AddressSanitizer
+  // keeps freed blocks in quarantine and checks leaks itself at exit.)
+#ifndef __SANITIZE_ADDRESS__
   EXPECT_LT(rss_kib() - rss, 4096) << "KiB grown";
+#else
+  (void)rss;
+#endif
 }
 
 }  // namespace
