@@ -49,4 +49,7 @@ reboot
 fw_setenv ethaddr 00:1A:2B:3C:4D:5E
 sed 's/^/   /' /run/phonebox/calls.log
 
+say "The phone book: contacts and groups, an exact block list, the history, the directory service (port 30001) restarted"
+"$build/demo/directory_demo"
+
 say "Demo done: the box and its peers stop with this script"

@@ -24,5 +24,7 @@
 #include "phonecore/account.h"
 #include "phonecore/dsskey.h"
 #include "phonecore/prompt.h"
+#include "phonecore/contacts.h"
+#include "phonecore/calllists.h"
 
 #endif

@@ -240,6 +240,72 @@ static_assert(offsetof(ContactRecord, extra) == 272);
 constexpr size_t kListMaxRecords = (kGnlDataSize - sizeof(ListPayloadHead)) / sizeof(ContactRecord);
 static_assert(kListMaxRecords == 97);
 
+// Sizes of the list payloads: a get or delete carries the head alone, an
+// add, change or find the head and one record.
+constexpr int32_t kListHeadLength = sizeof(ListPayloadHead);
+constexpr int32_t kListRecordLength = sizeof(ListPayloadHead) + sizeof(ContactRecord);
+static_assert(kListHeadLength == 28 && kListRecordLength == 364);
+
+// The short message of the contacts list (the group-removed notice is one):
+// a value and a text, under a payload length of 160 that covers more than
+// the two fields.
+constexpr size_t kShortMessageText = 128;
+struct ShortMessagePayload {
+  int32_t value;
+  char text[kShortMessageText];
+};
+static_assert(sizeof(ShortMessagePayload) == 132);
+static_assert(offsetof(ShortMessagePayload, text) == 4);
+constexpr uint16_t kShortMessageLength = 160;
+
+// The three values of a migrate command, in order.
+struct MigratePayload {
+  int32_t values[3];
+};
+static_assert(sizeof(MigratePayload) == 12);
+
+// The history payload: a shorter head, of which a get or delete sends only
+// the first 20 bytes, and for an add one record.
+struct HistoryPayloadHead {
+  int32_t total_length;  // 20 for a get or delete, 244 for an add
+  int32_t start;         // get
+  int32_t count;         // wanted (get), 1 (add, delete)
+  int32_t id;            // delete
+  int32_t unused16[2];
+};
+static_assert(sizeof(HistoryPayloadHead) == 24);
+static_assert(offsetof(HistoryPayloadHead, start) == 4);
+static_assert(offsetof(HistoryPayloadHead, count) == 8);
+static_assert(offsetof(HistoryPayloadHead, id) == 12);
+
+// One call of the history, its fields in the order the caller gives them
+// (the second argument of an add is not carried).
+struct HistoryRecord {
+  int32_t arg1;
+  int32_t arg3;
+  int32_t arg4;
+  int32_t arg5;
+  int32_t arg6;
+  char text1[kContactText];  // argument 7
+  char text2[kContactText];  // argument 8
+  int32_t arg9;
+  char text3[kContactText];  // argument 10
+  int32_t arg11;
+};
+static_assert(sizeof(HistoryRecord) == 220);
+static_assert(offsetof(HistoryRecord, arg3) == 4);
+static_assert(offsetof(HistoryRecord, arg4) == 8);
+static_assert(offsetof(HistoryRecord, arg5) == 12);
+static_assert(offsetof(HistoryRecord, arg6) == 16);
+static_assert(offsetof(HistoryRecord, text1) == 20);
+static_assert(offsetof(HistoryRecord, text2) == 84);
+static_assert(offsetof(HistoryRecord, arg9) == 148);
+static_assert(offsetof(HistoryRecord, text3) == 152);
+static_assert(offsetof(HistoryRecord, arg11) == 216);
+constexpr int32_t kHistoryHeadLength = 20;
+constexpr int32_t kHistoryRecordLength = sizeof(HistoryPayloadHead) + sizeof(HistoryRecord);
+static_assert(kHistoryRecordLength == 244);
+
 // The frames that travel with the GnlConfigRecord head.
 template <typename Frame>
 concept GnlFrame = sizeof(Frame) == kGnlBufferSize && std::is_trivially_copyable_v<Frame>;
@@ -247,6 +313,7 @@ concept GnlFrame = sizeof(Frame) == kGnlBufferSize && std::is_trivially_copyable
 // The wait of one exchange, and the longer one of the directory's short
 // messages.
 constexpr int kFrameWaitMs = 5000;
+constexpr int kShortMessageWaitMs = 20000;
 
 // One exchange with the service on 127.0.0.1:port on a fresh socket: the
 // request's head and data (data length + 77 bytes) go out, the reply comes

@@ -22,6 +22,8 @@
 #include "phonecore/account.h"
 #include "phonecore/dsskey.h"
 #include "phonecore/prompt.h"
+#include "phonecore/contacts.h"
+#include "phonecore/calllists.h"
 
 int headers_cpp_fifo_roundtrip() {
   NewFifo* fifo = nullptr;

@@ -1,0 +1,114 @@
+/* The phone book of a phone process, narrated: contacts added and found,
+ * a contact group made, renamed and removed (the directory service hears
+ * of it), a block list that is exact about numbers, a call in the history,
+ * and the directory service restarted with the contacts kept. */
+#include <phonecore/calllists.h>
+#include <phonecore/contacts.h>
+#include <signal.h>
+#include <spawn.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+/* The library traces to standard output as on the phone; the narration
+ * goes to standard error so that the two can be told apart. */
+#define SAY(...) fprintf(stderr, __VA_ARGS__)
+
+extern char **environ;
+
+static void show_find(const char *text) {
+    ContactRecord *hits = NULL;
+    int count = 0;
+    if (local_contactlist_find(&hits, &count, text) != 0) {
+        SAY("   [find] \"%s\": the directory service did not answer\n", text);
+        return;
+    }
+    SAY("   [find] \"%s\": %d found\n", text, count);
+    for (int i = 0; i < count; i++)
+        SAY("   [find]   id %d %s %s (group %d)\n", hits[i].id, hits[i].name, hits[i].first_number, hits[i].value_a);
+    free(hits);
+}
+
+static int first_id(const char *text) {
+    ContactRecord *hits = NULL;
+    int count = 0, id = -1;
+    if (local_contactlist_find(&hits, &count, text) == 0 && count > 0) id = hits[0].id;
+    free(hits);
+    return id;
+}
+
+static int contacts_held(void) {
+    char *buffer = NULL;
+    int count = -1;
+    if (local_cantacts_get(&buffer, 0, 97) == 0) {
+        memcpy(&count, buffer + 8, sizeof count); /* the head's count */
+        free(buffer);
+    }
+    return count;
+}
+
+/* Stops the directory service and starts it again, as the phone's starter
+ * would after a crash. */
+static int restart_directory_service(void) {
+    FILE *f = fopen("/run/phonebox/directoryd.pid", "r");
+    int pid = 0;
+    if (f == NULL || fscanf(f, "%d", &pid) != 1) {
+        if (f) fclose(f);
+        return -1;
+    }
+    fclose(f);
+    kill(pid, SIGTERM);
+    for (int i = 0; i < 400 && kill(pid, 0) == 0; i++) usleep(5000);
+    char path[] = "/phonebox/sim/directoryd", ready[] = "/run/phonebox/directoryd.demo.ready";
+    char *argv[] = {path, ready, NULL};
+    pid_t child;
+    if (posix_spawn(&child, path, NULL, NULL, argv, environ) != 0) return -1;
+    struct stat st;
+    for (int i = 0; i < 400 && stat(ready, &st) != 0; i++) usleep(5000);
+    return 0;
+}
+
+int main(void) {
+    const char *zhang_san = "\xe5\xbc\xa0\xe4\xb8\x89"; /* 张三 */
+    const int first = local_cantacts_add(zhang_san, "5550123", "", "", "", 0, 0, 0);
+    const int second = local_cantacts_add("Zhang Wei", "5550456", "", "", "", 0, 0, 0);
+    SAY("   [contacts] add %s 5550123 and Zhang Wei 5550456: %d %d\n", zhang_san, first, second);
+    show_find("zhang");
+    show_find("\xe5\xbc\xa0"); /* 张 */
+    char name[CONTACT_NAME_ROOM];
+    if (local_contactlist_find_uname_by_number(name, "5550456") == 0) SAY("   [contacts] 5550456 is %s\n", name);
+
+    remove("/appconfigs/voipGroupList.bin");
+    SAY("   [group] add \"family\": %d, add \"whitelist\": %d (reserved)\n", local_cantacts_group_add("family", 1),
+        local_cantacts_group_add("whitelist", 1));
+    GroupRecord *groups = NULL;
+    int count = 0;
+    if (local_grouplist_get(&groups, &count) == 0)
+        SAY("   [group] %d group: id %d \"%s\"\n", count, groups[0].id, groups[0].name);
+    local_cantacts_chg(first_id("Zhang Wei"), "Zhang Wei", "5550456", "", "", "", groups ? groups[0].id : 3, 0, 0);
+    show_find("wei");
+    SAY("   [group] rename to \"relatives\": %d\n", chg_cantacts_group_byid(groups ? groups[0].id : 3, "relatives", 2));
+    SAY("   [group] remove it: %d; the directory service hears and clears the group\n",
+        del_cantacts_group_byid(groups ? groups[0].id : 3));
+    free(groups);
+    show_find("wei");
+
+    local_blacklist_add("spam", "5550100", "", "", "", 0, 0, 0);
+    ContactRecord *near = NULL;
+    int near_count = 0;
+    local_blacklist_find(&near, &near_count, "555010");
+    free(near);
+    SAY("   [block] 5550100 blocked: %s\n", local_contactlist_number_is_in_blacklist("5550100") == 0 ? "yes" : "no");
+    SAY("   [block] 555010: the service's find returned %d record(s), blocked: %s\n", near_count,
+        local_contactlist_number_is_in_blacklist("555010") == 0 ? "yes" : "no");
+
+    SAY("   [history] a missed call from 5550456: %d\n",
+        local_history_list_add(1, 0, 2, 1700000000, 0, 1, "Zhang Wei", "5550456", 1, "", 0));
+
+    SAY("   [restart] %d contacts held; directory service restarted: %d\n", contacts_held(),
+        restart_directory_service());
+    SAY("   [restart] after the restart: %d contacts kept\n", contacts_held());
+    return 0;
+}
