@@ -24,5 +24,6 @@
 #include "phonecore/account.h"
 #include "phonecore/dsskey.h"
 #include "phonecore/prompt.h"
+#include "phonecore/net_info.h"
 
 #endif

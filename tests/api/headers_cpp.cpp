@@ -17,6 +17,7 @@
 #include "phonecore/profile.h"
 #include "phonecore/fileutil.h"
 #include "phonecore/timezone.h"
+#include "phonecore/net_info.h"
 #include "phonecore/syscmd.h"
 #include "phonecore/voip.h"
 #include "phonecore/account.h"
