@@ -25,5 +25,6 @@
 #include "phonecore/dsskey.h"
 #include "phonecore/prompt.h"
 #include "phonecore/net_info.h"
+#include "phonecore/net_config.h"
 
 #endif

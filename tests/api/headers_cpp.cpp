@@ -18,6 +18,7 @@
 #include "phonecore/fileutil.h"
 #include "phonecore/timezone.h"
 #include "phonecore/net_info.h"
+#include "phonecore/net_config.h"
 #include "phonecore/syscmd.h"
 #include "phonecore/voip.h"
 #include "phonecore/account.h"
