@@ -26,5 +26,6 @@
 #include "phonecore/prompt.h"
 #include "phonecore/net_info.h"
 #include "phonecore/net_config.h"
+#include "phonecore/web_config.h"
 
 #endif

@@ -19,6 +19,7 @@
 #include "phonecore/timezone.h"
 #include "phonecore/net_info.h"
 #include "phonecore/net_config.h"
+#include "phonecore/web_config.h"
 #include "phonecore/syscmd.h"
 #include "phonecore/voip.h"
 #include "phonecore/account.h"
