@@ -14,6 +14,7 @@
 
 #include "base/json.h"
 #include "bus/command_broadcast.h"
+#include "network/settings_file.h"
 #include "network/nic_names.h"
 #include "phonecore/config.h"
 #include "phonecore/fileutil.h"
@@ -63,25 +64,13 @@ bool address_ok(const std::string& address, bool may_be_empty) {
   return checkValidIP(address.c_str()) == 0;
 }
 
-json::Owned read_file_object(const char* path) { return json::Owned(read_gnl_config_json(path)); }
-
 // The file's object, or an empty one when the file is missing.
 json::Owned file_object_or_empty(const char* path) {
-  json::Owned o = read_file_object(path);
+  json::Owned o = read_settings(path);
   if (o == nullptr || !json_object_is_type(o.get(), json_type_object)) o.reset(json_object_new_object());
   return o;
 }
 
-// The member object of root, made (or replacing a value that isn't an
-// object) when needed.
-json_object* object_member(json_object* root, const char* key) {
-  json_object* member = json::at(root, key);
-  if (member == nullptr || !json_object_is_type(member, json_type_object)) {
-    member = json_object_new_object();
-    json::put(root, key, member);
-  }
-  return member;
-}
 
 void set_text(json_object* o, const char* key, const std::string& value) {
   json::put(o, key, json_object_new_string(value.c_str()));
@@ -107,8 +96,6 @@ std::string vlan_priority(const char* text) {
   if (text[0] < '0' || text[0] > '9') return "0";
   return text[0] > '7' ? "7" : std::string(1, text[0]);
 }
-
-int run_shell(const std::string& command) { return std::system(command.c_str()); }
 
 // The manual VLAN handed to the network service when the switch key is
 // there: mode 2 with the vid when it is "1", else mode 0.
@@ -206,7 +193,7 @@ int switch_of(json_object* o, const char* key) { return json::text_integer(o, ke
 
 int nat(int op, int* stun_switch, char* server, char* port) {
   if (op == 0) {
-    json::Owned root = read_file_object(kInternetFile);
+    json::Owned root = read_settings(kInternetFile);
     json_object* o = json::at(root.get(), kNat);
     if (o == nullptr) return 0;
     if (stun_switch != nullptr) *stun_switch = switch_of(o, "NatSTUNSwitch");
@@ -239,7 +226,7 @@ int advanced_vlan(json_object* advanced) {
 
 int vlan(int op, int* vlan_switch, char* vid, char* priority) {
   if (op == 0) {
-    json::Owned root = read_file_object(kInternetFile);
+    json::Owned root = read_settings(kInternetFile);
     json_object* o = json::at(root.get(), kAdvanced);
     if (o == nullptr) return 0;
     if (vlan_switch != nullptr) *vlan_switch = switch_of(o, "VlanWanSwitch");
@@ -279,7 +266,7 @@ int set_lldp(int enable, int interval) {
 }
 
 int get_lldp(int* enable, int* interval) {
-  json::Owned root = read_file_object(kInternetFile);
+  json::Owned root = read_settings(kInternetFile);
   json_object* o = json::at(root.get(), kAdvanced);
   if (o == nullptr) {
     if (enable != nullptr) *enable = 0;
@@ -292,7 +279,7 @@ int get_lldp(int* enable, int* interval) {
 }
 
 int wired_802_1x() {
-  json::Owned root = read_file_object(kInternetFile);
+  json::Owned root = read_settings(kInternetFile);
   if (root == nullptr) return -1;
   // Read and left alone: nothing applies the mode from here.
   (void)json::text(root.get(), kAdvanced, "Network802_1XMode");
@@ -309,7 +296,7 @@ constexpr std::array kVpnFlags{VpnFlag{0, "/tmp/stop_vpn", "all"}, VpnFlag{1, "/
                                VpnFlag{2, "/tmp/start_vpn", "l2tp"}};
 
 int reload_l2tp() {
-  json::Owned root = read_file_object(kNetworkFile);
+  json::Owned root = read_settings(kNetworkFile);
   if (root == nullptr) return -1;
   const int type = json::text_integer(root.get(), "NetworkVpn", "VpnType");
   for (const VpnFlag& f : kVpnFlags) {
@@ -323,7 +310,7 @@ int reload_l2tp() {
 }
 
 int vpn(int op, int* flag) {
-  json::Owned root = read_file_object(kNetworkFile);
+  json::Owned root = read_settings(kNetworkFile);
   if (root == nullptr) return 0;
   if (op == 0) {
     const int type = json::text_integer(root.get(), "NetworkVpn", "VpnType");
@@ -337,7 +324,7 @@ int vpn(int op, int* flag) {
 }
 
 int lte(int op, int* flag) {
-  json::Owned root = read_file_object(kNetworkFile);
+  json::Owned root = read_settings(kNetworkFile);
   if (root == nullptr) return 0;
   if (op == 0) {
     if (flag != nullptr) *flag = json::text_integer(root.get(), "Network4G", "enable");

@@ -14,6 +14,7 @@
 
 #include "base/json.h"
 #include "bus/command_broadcast.h"
+#include "network/settings_file.h"
 #include "phonecore/config.h"
 #include "phonecore/web_config.h"
 
@@ -35,21 +36,6 @@ constexpr useconds_t kRestartPauseUs = 1000;
 enum class ListMode { kAllow = 0, kDeny = 1 };
 constexpr std::array kListOfMode{"tcp_allow_list", "tcp_deny_list"};
 
-int run_shell(const std::string& command) { return std::system(command.c_str()); }
-
-json::Owned read_file(const char* path) { return json::Owned(read_gnl_config_json(path)); }
-
-json_object* object_member(json_object* root, const char* key) {
-  json_object* member = json::at(root, key);
-  if (member == nullptr || !json_object_is_type(member, json_type_object)) {
-    member = json_object_new_object();
-    json::put(root, key, member);
-  }
-  return member;
-}
-
-bool is_object(const json::Owned& o) { return o != nullptr && json_object_is_type(o.get(), json_type_object); }
-
 // The ports of a list as stored, at most the maximum; nothing when the
 // list is absent or not an array.
 std::optional<std::vector<int>> ports_of(json_object* list) {
@@ -67,7 +53,7 @@ json_object* port_array(const std::vector<int>& ports) {
 }
 
 int set_firewall(const int* given, int count, int open) {
-  json::Owned root = read_file(kNetworkFile);
+  json::Owned root = read_settings(kNetworkFile);
   if (!is_object(root)) return 0;
   json_object* firewall = object_member(root.get(), "firewall");
   const int mode = json::integer(firewall, "mode");
@@ -105,7 +91,7 @@ int set_firewall(const int* given, int count, int open) {
 }
 
 int change_ports(int http, int https) {
-  json::Owned root = read_file(kNetworkFile);
+  json::Owned root = read_settings(kNetworkFile);
   if (!is_object(root)) return 0;
   json_object* httpd = object_member(root.get(), "httpd");
   json::put(httpd, "http_port", json_object_new_int(http));
@@ -117,7 +103,7 @@ int change_ports(int http, int https) {
 }
 
 int get_ports(int* http, int* https) {
-  json::Owned root = read_file(kNetworkFile);
+  json::Owned root = read_settings(kNetworkFile);
   if (!is_object(root)) return 0;
   if (http != nullptr) *http = json::integer(root.get(), "httpd", "http_port");
   if (https != nullptr) *https = json::integer(root.get(), "httpd", "https_port");
@@ -126,7 +112,7 @@ int get_ports(int* http, int* https) {
 }
 
 int wan_allow(int value) {
-  json::Owned root = read_file(kNetworkFile);
+  json::Owned root = read_settings(kNetworkFile);
   if (!is_object(root)) return 0;
   json::put(object_member(root.get(), "httpd"), "wan_allow", json_object_new_int(value));
   write_gnl_config_json(kNetworkFile, root.get());
@@ -146,7 +132,7 @@ WebType stored_web_type(json_object* root) {
 }
 
 int get_web_type(int* http_switch, int* https_switch, int* http_port, int* https_port) {
-  json::Owned root = read_file(kInternetFile);
+  json::Owned root = read_settings(kInternetFile);
   const WebType t = stored_web_type(root.get());
   if (http_switch != nullptr) *http_switch = t.http_switch;
   if (https_switch != nullptr) *https_switch = t.https_switch;
@@ -180,7 +166,7 @@ void patch_port(int from, int to) {
 }
 
 int set_web_type(const WebType& next) {
-  json::Owned root = read_file(kInternetFile);
+  json::Owned root = read_settings(kInternetFile);
   const WebType now = stored_web_type(root.get());
   const bool http_same = next.http_port == now.http_port && next.http_switch == now.http_switch;
   const bool https_same = next.https_port == now.https_port && next.https_switch == now.https_switch;
@@ -219,7 +205,7 @@ constexpr Setting kKeytone{kSystemFile, "systeminfo", "keytone_enable", false};
 constexpr Setting kWallpaper{kHalFile, "lcd", "DesktopImg", true};
 
 int setting_set(const Setting& s, int value) {
-  json::Owned root = read_file(s.file);
+  json::Owned root = read_settings(s.file);
   if (!is_object(root)) return -1;
   json_object* o = object_member(root.get(), s.object);
   json::put(o, s.key,
@@ -229,7 +215,7 @@ int setting_set(const Setting& s, int value) {
 }
 
 std::optional<int> setting_get(const Setting& s) {
-  json::Owned root = read_file(s.file);
+  json::Owned root = read_settings(s.file);
   if (!is_object(root)) return std::nullopt;
   return s.as_text ? json::text_integer(root.get(), s.object, s.key) : json::integer(root.get(), s.object, s.key);
 }
