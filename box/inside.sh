@@ -17,6 +17,30 @@ mkdir -p /sys/class/gpio /sys/class/pwm/pwmchip0/pwm0
 mkdir -p /run/phonebox
 : > /run/phonebox/calls.log
 
+# --- network (interface queries and settings) ---------------------------
+# The phone's wired port as a veth pair (eth0, its far end eth0-far), with
+# the factory MAC, an IPv4 and an IPv6 address and default routes; wlan0
+# exists and is down. The name servers the phone's dnsmasq is given.
+if ip link add eth0 address 00:1a:2b:3c:4d:5e type veth peer name eth0-far 2>/dev/null; then
+  ip link set eth0-far up
+  ip link set eth0 up
+  ip addr add 192.0.2.10/24 dev eth0
+  ip -6 addr add 2001:db8:1::10/64 dev eth0 nodad
+  ip route add default via 192.0.2.1 dev eth0
+  for _ in $(seq 200); do
+    [ -n "$(ip -6 route show 2001:db8:1::/64 dev eth0)" ] && break
+    sleep 0.01
+  done
+  ip -6 route add default via 2001:db8:1::1 dev eth0
+  ip link add wlan0 type veth peer name wlan0-far
+  mkdir -p /sys/class/net/eth0
+  ip -o link show eth0 | sed -n 's/.*link\/ether \([0-9a-f:]*\).*/\1/p' > /sys/class/net/eth0/address
+else
+  echo "phonebox: no network namespace rights; eth0 is absent" >&2
+fi
+printf 'nameserver %s\n' 192.0.2.53 127.0.0.1 2001:db8:1::53 2001:db8:1::54 > /etc/resolv.dnsmasq.conf
+# --- end network ----------------------------------------------------------
+
 # The peers of /phonebox/peers.list start in its order (the SIP process
 # needs the message server); each writes its ready file once its ports are
 # bound.

@@ -10,5 +10,6 @@ constexpr uint16_t kControlPortMessageServer = 27020;
 constexpr uint16_t kControlPortConfig = 27026;
 constexpr uint16_t kControlPortSip = 27098;
 constexpr uint16_t kControlPortDirectory = 27030;
+constexpr uint16_t kControlPortNetwork = 27031;
 
 }  // namespace phonebox

@@ -77,13 +77,18 @@ TEST(PhoneBox, GpioAndPwmControlsAreWritable) {
   EXPECT_EQ(slurp("/sys/class/pwm/pwmchip0/pwm0/duty_cycle"), "40");
 }
 
-TEST(PhoneBox, NetworkHasOnlyTheLoopback) {
+// A network of its own: the loopback, the wired port eth0 (a veth pair
+// with its far end) and wlan0, down.
+TEST(PhoneBox, NetworkIsTheBoxsOwn) {
   ifaddrs* list = nullptr;
   ASSERT_EQ(getifaddrs(&list), 0);
   std::set<std::string> names;
   for (ifaddrs* i = list; i != nullptr; i = i->ifa_next) names.insert(i->ifa_name);
   freeifaddrs(list);
-  EXPECT_EQ(names, std::set<std::string>{"lo"});
+  EXPECT_EQ(names, (std::set<std::string>{"eth0", "eth0-far", "lo", "wlan0", "wlan0-far"}));
+  EXPECT_NE(run("ip -o -4 addr show eth0").find("192.0.2.10/24"), std::string::npos);
+  EXPECT_NE(run("ip -o link show wlan0").find("state DOWN"), std::string::npos);
+  EXPECT_EQ(slurp("/sys/class/net/eth0/address"), "00:1a:2b:3c:4d:5e\n");
 }
 
 TEST(PhoneBox, ProcessesOfTheHostAreNotVisible) {

@@ -189,8 +189,12 @@ TEST(UdpSend, BadAddressTextGoesToZeroZeroZeroZero) {
 }
 
 TEST(UdpSend, BroadcastWithoutABroadcastNetworkAnswersMinusOne) {
-  // The box has only its loopback: no route to 255.255.255.255.
+  // The box's eth0 carries the default route; without it there is no route
+  // to 255.255.255.255.
+  EXPECT_EQ(UdpBroadCastSend(45103, "x", 1), 0);
+  ASSERT_EQ(system("ip route del default"), 0);
   EXPECT_EQ(UdpBroadCastSend(45103, "x", 1), -1);
+  ASSERT_EQ(system("ip route add default via 192.0.2.1 dev eth0"), 0);
 }
 
 }  // namespace

@@ -97,7 +97,7 @@ TEST_F(DeviceManagement, StatusInforPrintsAndCopies) {
   testing::internal::CaptureStdout();
   EXPECT_EQ(sys_get_statusinfor(sw, hw, id, ip, mac), 0);
   EXPECT_NE(testing::internal::GetCapturedStdout().find("tolk_net sys_get_statusinfor json:"), std::string::npos);
-  EXPECT_STREQ(ip, "127.0.0.1");
+  EXPECT_STREQ(ip, "192.0.2.10");  // the box's eth0
   EXPECT_EQ(std::strlen(mac), 17u);
 }
 

@@ -41,7 +41,7 @@ TEST(GnlConfig, ReadsTheNumberedStores) {
   json_object_put(network);
   json_object* status = read_status_config();
   ASSERT_NE(status, nullptr);
-  EXPECT_STREQ(get_string_from_json(status, 1, "ipaddr"), "127.0.0.1");
+  EXPECT_STREQ(get_string_from_json(status, 1, "ipaddr"), "192.0.2.10");  // the box's eth0
   json_object_put(status);
   json_object* voip = read_gnl_config(4097, nullptr);
   ASSERT_NE(voip, nullptr);
