@@ -8,6 +8,7 @@
 #include "phonecore/config.h"
 #include "phonecore/dm.h"
 #include "phonecore/hal.h"
+#include "phonecore/flash.h"
 #include "phonecore/dialplan.h"
 #include "phonecore/dial_rule.h"
 #include "phonecore/hotkey.h"

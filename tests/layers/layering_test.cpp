@@ -42,7 +42,8 @@ constexpr PublicHeader kPublicHeaders[] = {
     {"fifo.h", "bus"},       {"json_msg.h", "bus"},    {"udp.h", "bus"},        {"syscmd.h", "bus"},
     {"config.h", "config"},  {"dm.h", "config"},       {"account.h", "call"},   {"dsskey.h", "call"},
     {"prompt.h", "call"},    {"voip.h", "call"},       {"dial_rule.h", "dial"}, {"dialplan.h", "dial"},
-    {"hotkey.h", "dial"},    {"hal.h", "device"},      {"phonecore.h", "remote"},
+    {"hotkey.h", "dial"},    {"hal.h", "device"},      {"flash.h", "device"},
+    {"phonecore.h", "remote"},
 };
 
 // Arrows against the order that are known and allowed, each with its
