@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstdint>
@@ -37,7 +38,7 @@ using Block = std::array<uint8_t, UBOOTENV_SIZE>;
 Block env_block(const std::string& bytes) {
   Block b;
   b.fill(0xFF);
-  std::memcpy(b.data(), bytes.data(), bytes.size());
+  bytes.copy(reinterpret_cast<char*>(b.data()), std::min(bytes.size(), b.size()));
   return b;
 }
 
@@ -144,7 +145,11 @@ TEST(Findubootenv, AnEntryOver256BytesIsOverwrittenByItsOwnTail) {
   find(b, std::string(260, 'z').append("tail").c_str(), &r);
   EXPECT_EQ(r, -1);
   // Exactly 256 bytes leave nothing.
-  const Block exact = env_block(std::string(254, 'k') + "=v" + std::string(1, '\0') + "after=1" + std::string(1, '\0'));
+  std::string exact_bytes = std::string(254, 'k') + "=v";
+  exact_bytes.push_back('\0');
+  exact_bytes += "after=1";
+  exact_bytes.push_back('\0');
+  const Block exact = env_block(exact_bytes);
   EXPECT_EQ(entries(exact), std::vector<std::string>{"after=1"});
 }
 
