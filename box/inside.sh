@@ -38,6 +38,16 @@ while read -r peer ready start; do
   [ -e "$readyfile" ] || { echo "phonebox: $peer did not start" >&2; cat /run/phonebox/$peer.log >&2; exit 125; }
 done < /phonebox/peers.list
 
+# With --devices the command, and only it, runs on the board's devices:
+# the LED and watchdog drivers, and sysfs controls that are made by export.
+if [ -n "${PHONEBOX_DEVICES:-}" ]; then
+  : > /dev/zlt_led
+  : > /dev/watchdog
+  rm -rf /sys/class/pwm/pwmchip0/pwm0
+  for f in /sys/class/gpio/export /sys/class/gpio/unexport /sys/class/pwm/pwmchip0/export /sys/class/pwm/pwmchip0/unexport; do
+    : > "$f"
+  done
+fi
 # With --devices the command, and only it, runs on the board's devices.
 # A sanitizer's runtime must be the first preloaded library. The SDK's
 # chip-id library (box/devices/mi_sys.c) is found on the library path.

@@ -10,6 +10,14 @@
 //                    (writes stop half way), "cut" (the process dies once the
 //                    last block is erased, as in a power cut).
 //   /tmp/fake_disk   a disk that answers HDIO_GET_IDENTITY.
+//   /dev/zlt_led     the LED driver: records each 16-byte request.
+//   /dev/watchdog    one opener (a second open: EBUSY); records its ioctls.
+//   /sys/class/gpio, /sys/class/pwm/pwmchip0
+//                    as sysfs: a write replaces the value; export makes
+//                    gpioN/ (direction, value) or pwm0/ (period, duty_cycle,
+//                    enable), a second export is EBUSY, unexport removes;
+//                    "high"/"low" set the value; a duty above the period
+//                    is EINVAL.
 //
 // Each act is one line of /run/phonebox/devices.log. Everything else goes
 // to the C library untouched.
@@ -17,6 +25,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <linux/hdreg.h>
+#include <linux/watchdog.h>
 #include <mtd/mtd-user.h>
 #include <signal.h>
 #include <sys/ioctl.h>
@@ -29,6 +38,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 #include <vector>
 
 namespace {
@@ -37,7 +47,7 @@ constexpr const char* kLog = "/run/phonebox/devices.log";
 constexpr const char* kGeometry = "/run/phonebox/mtd2.geometry";
 constexpr const char* kFailures = "/run/phonebox/mtd2.fail";
 
-enum class Kind : unsigned char { kNone, kFlash, kDisk };
+enum class Kind : unsigned char { kNone, kFlash, kDisk, kLed, kWatchdog, kSysfs };
 
 struct Device {
   const char* path;
@@ -48,10 +58,18 @@ struct Device {
 constexpr Device kDevices[] = {
     {"/dev/mtd2", Kind::kFlash, "mtd2"},
     {"/tmp/fake_disk", Kind::kDisk, "fake_disk"},
+    {"/dev/zlt_led", Kind::kLed, "zlt_led"},
+    {"/dev/watchdog", Kind::kWatchdog, "watchdog"},
 };
 
+constexpr const char* kGpioDir = "/sys/class/gpio/";
+constexpr const char* kPwmDir = "/sys/class/pwm/pwmchip0/";
+
 constexpr int kMaxFd = 4096;
+constexpr size_t kPathRoom = 96;
 std::atomic<Kind> g_kind[kMaxFd];
+char g_sysfs_path[kMaxFd][kPathRoom];  // the control behind a sysfs descriptor
+std::atomic<int> g_watchdog_opens{0};
 
 template <typename F>
 F real(const char* name) {
@@ -155,8 +173,23 @@ void opened(int fd, const char* path) {
   Kind kind = Kind::kNone;
   for (const Device& d : kDevices)
     if (path != nullptr && std::strcmp(path, d.path) == 0) kind = d.kind;
+  if (kind == Kind::kNone && path != nullptr && std::strlen(path) < kPathRoom &&
+      (std::strncmp(path, kGpioDir, std::strlen(kGpioDir)) == 0 ||
+       std::strncmp(path, kPwmDir, std::strlen(kPwmDir)) == 0)) {
+    std::strcpy(g_sysfs_path[fd], path);
+    kind = Kind::kSysfs;
+  }
+  if (kind == Kind::kWatchdog) g_watchdog_opens.fetch_add(1);
   g_kind[fd].store(kind, std::memory_order_relaxed);
-  if (kind != Kind::kNone) log_act("%s open", device_of(fd)->name);
+  if (kind != Kind::kNone && kind != Kind::kSysfs) log_act("%s open", device_of(fd)->name);
+}
+
+// The watchdog driver admits one opener at a time.
+bool refused(const char* path) {
+  if (path == nullptr || std::strcmp(path, "/dev/watchdog") != 0 || g_watchdog_opens.load() == 0) return false;
+  log_act("watchdog open EBUSY");
+  errno = EBUSY;
+  return true;
 }
 
 int fail(int error) {
@@ -228,6 +261,110 @@ int disk_ioctl(unsigned long request, void* argument) {
   return 0;
 }
 
+int led_ioctl(unsigned long request, const void* argument) {
+  if (request != 0x4004A9F4ul) return fail(ENOTTY);
+  int32_t field[4];
+  std::memcpy(field, argument, sizeof field);  // the driver copies 16 bytes
+  log_act("zlt_led %d %d %d %d", field[0], field[1], field[2], field[3]);
+  return 0;
+}
+
+int watchdog_ioctl(unsigned long request, const void* argument) {
+  int value = 0;
+  std::memcpy(&value, argument, sizeof value);
+  if (request == WDIOC_SETTIMEOUT) log_act("watchdog WDIOC_SETTIMEOUT %d", value);
+  else if (request == WDIOC_KEEPALIVE) log_act("watchdog WDIOC_KEEPALIVE");
+  else if (request == WDIOC_SETOPTIONS) log_act("watchdog WDIOC_SETOPTIONS %d", value);
+  else return fail(ENOTTY);
+  return 0;
+}
+
+bool exists(const char* path) {
+  struct stat st;
+  return stat(path, &st) == 0;
+}
+
+// A control file with its first value, as the kernel makes it.
+void make_control(const std::string& path, const char* value) {
+  FILE* f = std::fopen(path.c_str(), "we");
+  if (f == nullptr) return;
+  std::fputs(value, f);
+  std::fclose(f);
+}
+
+std::string read_control(const std::string& path) {
+  std::vector<char> text = slurp(path.c_str());
+  return text.empty() ? std::string() : std::string(text.data());
+}
+
+void replace_value(int fd, const std::string& text) {
+  if (ftruncate(fd, 0) != 0) return;
+  real_pwrite(fd, text.data(), text.size(), 0);
+}
+
+// One write to a sysfs control: the value written, without its line end.
+ssize_t sysfs_write(int fd, const void* data, size_t n) {
+  const std::string path = g_sysfs_path[fd];
+  std::string value(static_cast<const char*>(data), n);
+  while (!value.empty() && (value.back() == '\n' || value.back() == '\0')) value.pop_back();
+  const std::string gpio(kGpioDir), pwm(kPwmDir);
+  if (path == gpio + "export" || path == gpio + "unexport") {
+    const bool add = path == gpio + "export";
+    const std::string dir = gpio + "gpio" + std::to_string(std::atoi(value.c_str()));
+    log_act("gpio %s %s", add ? "export" : "unexport", value.c_str());
+    if (value.empty() || value.find_first_not_of("0123456789") != std::string::npos) return fail(EINVAL);
+    if (add) {
+      if (exists(dir.c_str())) return fail(EBUSY);
+      mkdir(dir.c_str(), 0755);
+      make_control(dir + "/direction", "in");
+      make_control(dir + "/value", "0");
+    } else {
+      if (!exists(dir.c_str())) return fail(EINVAL);
+      unlink((dir + "/direction").c_str());
+      unlink((dir + "/value").c_str());
+      rmdir(dir.c_str());
+    }
+    return static_cast<ssize_t>(n);
+  }
+  if (path == pwm + "export" || path == pwm + "unexport") {
+    const bool add = path == pwm + "export";
+    const std::string dir = pwm + "pwm" + value;
+    log_act("pwm %s %s", add ? "export" : "unexport", value.c_str());
+    if (value != "0") return fail(EINVAL);
+    if (add) {
+      if (exists(dir.c_str())) return fail(EBUSY);
+      mkdir(dir.c_str(), 0755);
+      make_control(dir + "/period", "0");
+      make_control(dir + "/duty_cycle", "0");
+      make_control(dir + "/enable", "0");
+    } else {
+      if (!exists(dir.c_str())) return fail(EINVAL);
+      for (const char* f : {"/period", "/duty_cycle", "/enable"}) unlink((dir + f).c_str());
+      rmdir(dir.c_str());
+    }
+    return static_cast<ssize_t>(n);
+  }
+  const std::string name = path.substr(path.rfind('/') + 1);
+  const std::string dir = path.substr(0, path.rfind('/'));
+  const std::string owner = dir.substr(dir.rfind('/') + 1);
+  log_act("%s %s %s", owner.c_str(), name.c_str(), value.c_str());
+  if (name == "direction") {
+    if (value == "high" || value == "low") {
+      make_control(dir + "/value", value == "high" ? "1" : "0");
+      replace_value(fd, "out");
+    } else if (value == "in" || value == "out") {
+      replace_value(fd, value);
+    } else {
+      return fail(EINVAL);
+    }
+    return static_cast<ssize_t>(n);
+  }
+  if (name == "duty_cycle" && std::atol(value.c_str()) > std::atol(read_control(dir + "/period").c_str()))
+    return fail(EINVAL);
+  replace_value(fd, value);
+  return static_cast<ssize_t>(n);
+}
+
 bool takes_mode(int flags) { return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE; }
 
 }  // namespace
@@ -246,6 +383,7 @@ extern "C" {
 
 __attribute__((visibility("default"))) int open(const char* path, int flags, ...) {
   DEVICE_MODE_ARGUMENT(flags)
+  if (refused(path)) return -1;
   static OpenFn fn = real<OpenFn>("open");
   const int fd = fn(path, flags, mode);
   opened(fd, path);
@@ -254,6 +392,7 @@ __attribute__((visibility("default"))) int open(const char* path, int flags, ...
 
 __attribute__((visibility("default"))) int open64(const char* path, int flags, ...) {
   DEVICE_MODE_ARGUMENT(flags)
+  if (refused(path)) return -1;
   static OpenFn fn = real<OpenFn>("open64");
   const int fd = fn(path, flags, mode);
   opened(fd, path);
@@ -262,6 +401,7 @@ __attribute__((visibility("default"))) int open64(const char* path, int flags, .
 
 __attribute__((visibility("default"))) int openat(int dir, const char* path, int flags, ...) {
   DEVICE_MODE_ARGUMENT(flags)
+  if (refused(path)) return -1;
   static OpenatFn fn = real<OpenatFn>("openat");
   const int fd = fn(dir, path, flags, mode);
   opened(fd, path);
@@ -269,7 +409,10 @@ __attribute__((visibility("default"))) int openat(int dir, const char* path, int
 }
 
 __attribute__((visibility("default"))) int close(int fd) {
-  if (fd >= 0 && fd < kMaxFd) g_kind[fd].store(Kind::kNone, std::memory_order_relaxed);
+  if (fd >= 0 && fd < kMaxFd && g_kind[fd].exchange(Kind::kNone) == Kind::kWatchdog) {
+    g_watchdog_opens.fetch_sub(1);
+    log_act("watchdog close");
+  }
   static CloseFn fn = real<CloseFn>("close");
   return fn(fd);
 }
@@ -282,6 +425,8 @@ __attribute__((visibility("default"))) int ioctl(int fd, unsigned long request, 
   if (const Device* d = device_of(fd)) {
     if (d->kind == Kind::kFlash) return flash_ioctl(fd, request, argument);
     if (d->kind == Kind::kDisk) return disk_ioctl(request, argument);
+    if (d->kind == Kind::kLed) return led_ioctl(request, argument);
+    if (d->kind == Kind::kWatchdog) return watchdog_ioctl(request, argument);
   }
   static IoctlFn fn = real<IoctlFn>("ioctl");
   return fn(fd, request, argument);
@@ -290,6 +435,8 @@ __attribute__((visibility("default"))) int ioctl(int fd, unsigned long request, 
 __attribute__((visibility("default"))) ssize_t write(int fd, const void* data, size_t n) {
   const Device* d = device_of(fd);
   if (d != nullptr && d->kind == Kind::kFlash) return flash_write(fd, data, n, lseek(fd, 0, SEEK_CUR), true);
+  if (fd >= 0 && fd < kMaxFd && g_kind[fd].load(std::memory_order_relaxed) == Kind::kSysfs)
+    return sysfs_write(fd, data, n);
   return real_write(fd, data, n);
 }
 

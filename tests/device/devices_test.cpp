@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <string>
 
@@ -91,6 +92,70 @@ TEST_F(Devices, OtherFilesAreUntouched) {
   close(other);
   EXPECT_EQ(slurp("/tmp/plain"), "\xf0");
   EXPECT_EQ(slurp("/run/phonebox/devices.log"), "mtd2 open\n");
+}
+
+int write_text(const char* path, const char* text) {
+  const int fd = open(path, O_WRONLY);
+  if (fd < 0) return -1;
+  const int r = static_cast<int>(write(fd, text, std::strlen(text)));
+  const int error = errno;
+  close(fd);
+  errno = error;
+  return r;
+}
+
+TEST(Sysfs, ExportMakesTheGpioAndAWriteReplacesItsValue) {
+  EXPECT_EQ(slurp("/sys/class/gpio/gpio12/value"), "") << "not made before export";
+  ASSERT_EQ(write_text("/sys/class/gpio/export", "12"), 2);
+  EXPECT_EQ(slurp("/sys/class/gpio/gpio12/direction"), "in");
+  errno = 0;
+  EXPECT_EQ(write_text("/sys/class/gpio/export", "12"), -1);
+  EXPECT_EQ(errno, EBUSY);
+  ASSERT_EQ(write_text("/sys/class/gpio/gpio12/direction", "high"), 4);
+  EXPECT_EQ(slurp("/sys/class/gpio/gpio12/direction"), "out");
+  EXPECT_EQ(slurp("/sys/class/gpio/gpio12/value"), "1");
+  ASSERT_EQ(write_text("/sys/class/gpio/gpio12/value", "0\n"), 2);
+  EXPECT_EQ(slurp("/sys/class/gpio/gpio12/value"), "0");
+  EXPECT_EQ(write_text("/sys/class/gpio/gpio12/direction", "sideways"), -1);
+  EXPECT_EQ(errno, EINVAL);
+  ASSERT_EQ(write_text("/sys/class/gpio/unexport", "12"), 2);
+  EXPECT_EQ(write_text("/sys/class/gpio/gpio12/value", "1"), -1);
+  EXPECT_EQ(write_text("/sys/class/gpio/unexport", "12"), -1);
+  EXPECT_EQ(errno, EINVAL);
+}
+
+TEST(Sysfs, APwmDutyAbovePeriodIsInvalid) {
+  ASSERT_EQ(write_text("/sys/class/pwm/pwmchip0/export", "0"), 1);
+  EXPECT_EQ(write_text("/sys/class/pwm/pwmchip0/export", "0"), -1);
+  EXPECT_EQ(errno, EBUSY);
+  EXPECT_EQ(write_text("/sys/class/pwm/pwmchip0/pwm0/duty_cycle", "1"), -1) << "period 0";
+  EXPECT_EQ(errno, EINVAL);
+  ASSERT_EQ(write_text("/sys/class/pwm/pwmchip0/pwm0/period", "1000"), 4);
+  ASSERT_EQ(write_text("/sys/class/pwm/pwmchip0/pwm0/duty_cycle", "1000"), 4);
+  ASSERT_EQ(write_text("/sys/class/pwm/pwmchip0/pwm0/duty_cycle", "35"), 2);
+  EXPECT_EQ(slurp("/sys/class/pwm/pwmchip0/pwm0/duty_cycle"), "35");
+  ASSERT_EQ(write_text("/sys/class/pwm/pwmchip0/unexport", "0"), 1);
+  EXPECT_EQ(slurp("/sys/class/pwm/pwmchip0/pwm0/period"), "");
+}
+
+TEST(Drivers, TheLedRequestAndTheWatchdogsOneOpener) {
+  put_file("/run/phonebox/devices.log", "");
+  const int led = open("/dev/zlt_led", O_RDWR);
+  ASSERT_GE(led, 0);
+  const int32_t request[4] = {0, 2, 62, 62};
+  EXPECT_EQ(ioctl(led, 0x4004A9F4ul, request), 0);
+  close(led);
+  const int dog = open("/dev/watchdog", O_WRONLY);
+  ASSERT_GE(dog, 0);
+  EXPECT_EQ(open("/dev/watchdog", O_WRONLY), -1);
+  EXPECT_EQ(errno, EBUSY);
+  close(dog);
+  const int again = open("/dev/watchdog", O_WRONLY);
+  EXPECT_GE(again, 0);
+  close(again);
+  EXPECT_EQ(slurp("/run/phonebox/devices.log"),
+            "zlt_led open\nzlt_led 0 2 62 62\nwatchdog open\nwatchdog open EBUSY\nwatchdog close\n"
+            "watchdog open\nwatchdog close\n");
 }
 
 }  // namespace
