@@ -43,6 +43,8 @@ constexpr PublicHeader kPublicHeaders[] = {
     {"config.h", "config"},  {"dm.h", "config"},       {"account.h", "call"},   {"dsskey.h", "call"},
     {"prompt.h", "call"},    {"voip.h", "call"},       {"dial_rule.h", "dial"}, {"dialplan.h", "dial"},
     {"hotkey.h", "dial"},    {"hal.h", "device"},      {"flash.h", "device"},
+    {"gpio.h", "device"},    {"led.h", "device"},      {"backlight.h", "device"}, {"uart.h", "device"},
+    {"watchdog.h", "device"},
     {"phonecore.h", "remote"},
 };
 
