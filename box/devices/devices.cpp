@@ -12,6 +12,11 @@
 //   /tmp/fake_disk   a disk that answers HDIO_GET_IDENTITY.
 //   /dev/zlt_led     the LED driver: records each 16-byte request.
 //   /dev/watchdog    one opener (a second open: EBUSY); records its ioctls.
+//   /mnt/NAME        volumes: statfs and statfs64 of any path below /mnt
+//                    (relative ones from the working directory) answer
+//                    from /run/phonebox/volumes, lines "NAME TOTAL_KB
+//                    FREE_KB"; an unlisted NAME is a 1 GiB card. umount of
+//                    a listed volume empties it; of anything else, EINVAL.
 //   /sys/class/gpio, /sys/class/pwm/pwmchip0
 //                    as sysfs: a write replaces the value; export makes
 //                    gpioN/ (direction, value) or pwm0/ (period, duty_cycle,
@@ -29,7 +34,10 @@
 #include <mtd/mtd-user.h>
 #include <signal.h>
 #include <sys/ioctl.h>
+#include <ftw.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -365,6 +373,59 @@ ssize_t sysfs_write(int fd, const void* data, size_t n) {
   return static_cast<ssize_t>(n);
 }
 
+constexpr const char* kVolumes = "/run/phonebox/volumes";
+constexpr unsigned long long kCardKb = 1024 * 1024;
+
+// The volume a path lies on: the first name below /mnt, or empty.
+std::string volume_of(const char* path) {
+  if (path == nullptr) return {};
+  std::string full = path;
+  if (full.empty()) return {};
+  if (full[0] != '/') {
+    char cwd[4096];
+    if (getcwd(cwd, sizeof cwd) == nullptr) return {};
+    full = std::string(cwd) + "/" + full;
+  }
+  if (full.rfind("/mnt/", 0) != 0) return {};
+  std::string rest = full.substr(5);
+  while (!rest.empty() && rest[0] == '/') rest.erase(0, 1);
+  rest = rest.substr(0, rest.find('/'));
+  return rest == "." || rest == ".." ? std::string() : rest;
+}
+
+// Total and free kilobytes of a listed volume; false when unlisted.
+bool listed_volume(const std::string& name, unsigned long long* total, unsigned long long* free) {
+  std::vector<char> text = slurp(kVolumes);
+  if (text.empty()) return false;
+  for (char *rest = nullptr, *line = strtok_r(text.data(), "\n", &rest); line != nullptr;
+       line = strtok_r(nullptr, "\n", &rest)) {
+    char listed[256];
+    unsigned long long t = 0, f = 0;
+    if (std::sscanf(line, "%255s %llu %llu", listed, &t, &f) == 3 && name == listed) {
+      *total = t;
+      *free = f;
+      return true;
+    }
+  }
+  return false;
+}
+
+template <typename Statfs>
+void fill_volume(const std::string& name, Statfs* out) {
+  unsigned long long total = kCardKb, free = kCardKb / 2;
+  listed_volume(name, &total, &free);
+  std::memset(out, 0, sizeof *out);
+  out->f_type = 0x4d44;  // FAT
+  out->f_bsize = 1024;
+  out->f_frsize = 1024;
+  out->f_blocks = total;
+  out->f_bfree = free;
+  out->f_bavail = free;
+  out->f_namelen = 255;
+}
+
+int remove_entry(const char* path, const struct stat*, int, FTW*) { return std::remove(path); }
+
 bool takes_mode(int flags) { return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE; }
 
 }  // namespace
@@ -431,6 +492,42 @@ __attribute__((visibility("default"))) int ioctl(int fd, unsigned long request, 
   static IoctlFn fn = real<IoctlFn>("ioctl");
   return fn(fd, request, argument);
 }
+
+__attribute__((visibility("default"))) int statfs(const char* path, struct statfs* out) noexcept {
+  const std::string volume = volume_of(path);
+  if (!volume.empty()) {
+    fill_volume(volume, out);
+    return 0;
+  }
+  using Fn = int (*)(const char*, struct statfs*);
+  static Fn fn = real<Fn>("statfs");
+  return fn(path, out);
+}
+
+__attribute__((visibility("default"))) int statfs64(const char* path, struct statfs64* out) noexcept {
+  const std::string volume = volume_of(path);
+  if (!volume.empty()) {
+    fill_volume(volume, out);
+    return 0;
+  }
+  using Fn = int (*)(const char*, struct statfs64*);
+  static Fn fn = real<Fn>("statfs64");
+  return fn(path, out);
+}
+
+// Unmounting a listed volume leaves its mount point empty.
+__attribute__((visibility("default"))) int umount2(const char* target, int) noexcept {
+  const std::string volume = volume_of(target);
+  unsigned long long total = 0, free = 0;
+  log_act("umount %s", volume.c_str());
+  if (volume.empty() || !listed_volume(volume, &total, &free)) return fail(EINVAL);
+  const std::string root = "/mnt/" + volume;
+  nftw(root.c_str(), remove_entry, 16, FTW_DEPTH | FTW_PHYS);
+  mkdir(root.c_str(), 0755);
+  return 0;
+}
+
+__attribute__((visibility("default"))) int umount(const char* target) noexcept { return umount2(target, 0); }
 
 __attribute__((visibility("default"))) ssize_t write(int fd, const void* data, size_t n) {
   const Device* d = device_of(fd);
