@@ -16,6 +16,7 @@
 #include "phonecore/backlight.h"
 #include "phonecore/uart.h"
 #include "phonecore/watchdog.h"
+#include "phonecore/usb_backup.h"
 #include "phonecore/dialplan.h"
 #include "phonecore/dial_rule.h"
 #include "phonecore/hotkey.h"

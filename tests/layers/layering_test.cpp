@@ -44,7 +44,7 @@ constexpr PublicHeader kPublicHeaders[] = {
     {"prompt.h", "call"},    {"voip.h", "call"},       {"dial_rule.h", "dial"}, {"dialplan.h", "dial"},
     {"hotkey.h", "dial"},    {"hal.h", "device"},      {"flash.h", "device"},
     {"gpio.h", "device"},    {"led.h", "device"},      {"backlight.h", "device"}, {"uart.h", "device"},
-    {"watchdog.h", "device"},
+    {"watchdog.h", "device"}, {"usb_backup.h", "device"},
     {"phonecore.h", "remote"},
 };
 
