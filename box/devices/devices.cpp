@@ -428,6 +428,26 @@ int remove_entry(const char* path, const struct stat*, int, FTW*) { return std::
 
 bool takes_mode(int flags) { return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE; }
 
+// A sanitizer's runtime comes first in LD_PRELOAD for a sanitized command;
+// the programs it starts (sh, cp, ...) are not sanitized and would report
+// their own leaks, so they inherit the devices alone.
+__attribute__((constructor)) void keep_sanitizers_to_this_process() {
+  const char* preload = getenv("LD_PRELOAD");
+  if (preload == nullptr) return;
+  std::string kept;
+  std::string all = preload;
+  for (size_t start = 0; start <= all.size();) {
+    size_t end = all.find_first_of(": ", start);
+    if (end == std::string::npos) end = all.size();
+    const std::string entry = all.substr(start, end - start);
+    const bool runtime = entry.find("libasan") != std::string::npos || entry.find("libubsan") != std::string::npos ||
+                         entry.find("libtsan") != std::string::npos;
+    if (!entry.empty() && !runtime) kept += (kept.empty() ? "" : ":") + entry;
+    start = end + 1;
+  }
+  setenv("LD_PRELOAD", kept.c_str(), 1);
+}
+
 }  // namespace
 
 extern "C" {
