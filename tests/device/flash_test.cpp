@@ -300,4 +300,15 @@ TEST_F(Flash, KeyBlocksAndQQRecords) {
   EXPECT_EQ(std::string(back, 416), std::string(416, 'q'));
 }
 
+TEST_F(Flash, AFailingFwSetenvIsIgnored) {
+  put_file("/run/phonebox/fw_env.status", "1\n");
+  put_file("/run/phonebox/fw_env.log", "");
+  EXPECT_EQ(write_mac_sn_times("t", "00:11:22:33:44:55 extra", "s"), 0);
+  std::remove("/run/phonebox/fw_env.status");
+  // The MAC text goes to the shell as it is: a blank splits it.
+  EXPECT_EQ(slurp("/run/phonebox/fw_env.log"), "fw_setenv\nethaddr\n00:11:22:33:44:55\nextra\n--\n");
+  EXPECT_EQ(flash().substr(0x400C, 6), std::string("\x00\x11\x22\x33\x44\x55", 6));
+  EXPECT_EQ(flash().substr(0x4140, 2), std::string("s\0", 2));
+}
+
 }  // namespace
