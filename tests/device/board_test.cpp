@@ -402,6 +402,22 @@ TEST(Uart, ASilentPortCostsEachPassTwoSeconds) {
   close(slave);
 }
 
+TEST(Absent, DevicesMissingOrUsedBeforeInit) {
+  clear_acts();
+  EXPECT_EQ(watchdog_keepalive(), -1) << "before init";
+  EXPECT_EQ(watchdog_exit(), 0);
+  std::rename("/dev/watchdog", "/dev/watchdog.away");
+  EXPECT_EQ(watchdog_init(30), -1);
+  std::rename("/dev/watchdog.away", "/dev/watchdog");
+  close_led_device();
+  std::rename("/dev/zlt_led", "/dev/zlt_led.away");
+  EXPECT_EQ(vorn_set_led(0, 1, 0), -1);
+  EXPECT_EQ(switchLedLight(4, 0, 1, 0), 0) << "the lamp's result is not reported";
+  std::rename("/dev/zlt_led.away", "/dev/zlt_led");
+  close_led_device();
+  EXPECT_TRUE(acts_starting("zlt_led").empty());
+}
+
 // led_test never returns: a child runs it and is killed after 5 seconds.
 TEST(LedTest, AlternatesLedZeroAndOneEveryTwoSeconds) {
   clear_acts();

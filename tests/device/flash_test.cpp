@@ -311,4 +311,27 @@ TEST_F(Flash, AFailingFwSetenvIsIgnored) {
   EXPECT_EQ(flash().substr(0x4140, 2), std::string("s\0", 2));
 }
 
+TEST_F(Flash, AnOutSizeOfOneHoldsOnlyTheTerminator) {
+  ASSERT_EQ(set_ubootparam_bykey("k", "value"), 0);
+  char out[2] = {'x', 'y'};
+  EXPECT_EQ(get_ubootparam_bykey("k", out, 1), 0);
+  EXPECT_EQ(out[0], '\0');
+  EXPECT_EQ(out[1], 'y');
+  EXPECT_EQ(get_ubootparam_bykey("k", out, 0), 0) << "nothing written";
+  EXPECT_EQ(get_ubootparam_bykey(nullptr, out, 1), -2);
+  EXPECT_EQ(changeubootenv(nullptr, "v"), -1);
+}
+
+TEST_F(Flash, AnEnvThatCannotTakeTheEntryIsLeftAsItWas) {
+  std::string full;
+  while (full.size() + 12 <= UBOOTENV_SIZE) full += "key" + std::to_string(1000 + full.size() / 12 % 9000) + "=val" + std::string(1, '\0');
+  full.resize(UBOOTENV_SIZE, 'p');
+  full[UBOOTENV_SIZE - 1] = '\0';
+  program(0x2000, full);
+  put_file("/run/phonebox/devices.log", "");
+  EXPECT_EQ(set_ubootparam_bykey("another", "entry that cannot fit"), -1);
+  EXPECT_EQ(flash().substr(0x2000, UBOOTENV_SIZE), full);
+  EXPECT_EQ(count(device_acts(), "mtd2 MEMERASE 0x0 0x10000"), 0u);
+}
+
 }  // namespace
