@@ -11,6 +11,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <functional>
@@ -18,6 +19,7 @@
 #include <vector>
 
 #include "phonecore/flash.h"
+#include "phonecore/usb_backup.h"
 
 namespace {
 
@@ -95,6 +97,15 @@ void bare_sleeps() {
   usleep(50 * 1000);  // the read of the environment
 }
 
+// A camera card of 50 MiB (200 photos of 256 KiB) and an 80 GB disk.
+void lay_out_card() {
+  std::system("rm -rf /mnt/cam /mnt/disk80 /tmp/cp_target && mkdir -p /mnt/cam/DCIM /mnt/disk80 /tmp/cp_target");
+  std::ofstream("/run/phonebox/volumes") << "disk80 83886080 41943040\n";
+  const std::string photo(256 * 1024, 'p');
+  for (int i = 0; i < 200; ++i) std::ofstream("/mnt/cam/DCIM/img" + std::to_string(i) + ".jpg") << photo;
+  std::ofstream("/etc/quorbit/configinfo.conf") << "quorbit_beef=/mnt/cam/DCIM\n";
+}
+
 }  // namespace
 
 int main() {
@@ -116,5 +127,22 @@ int main() {
   const double sleeps = wall_ms(bare_sleeps);
   std::printf("set_ubootparam_bykey wall            %8.1f ms       its sleeps alone      %6.1f ms   ratio %.3f\n",
               set_wall, sleeps, set_wall / sleeps);
+
+  lay_out_card();
+  find_back_up_device();
+  std::fflush(stdout);
+  const int saved = dup(1);
+  std::freopen("/dev/null", "w", stdout);  // the library's traces
+  const double first = wall_ms([] { recvcmd("quorbit_beef", 1); });
+  const double again = wall_ms([] { recvcmd("quorbit_beef", 1); });
+  std::fflush(stdout);
+  dup2(saved, 1);
+  close(saved);
+  const double cp_first = wall_ms([] { std::system("cp -rn /mnt/cam/DCIM/. /tmp/cp_target/"); });
+  const double cp_again = wall_ms([] { std::system("cp -rn /mnt/cam/DCIM/. /tmp/cp_target/"); });
+  std::printf("recvcmd backup of 50 MiB, first      %8.1f ms       cp -rn                %6.1f ms   ratio %.2f\n", first,
+              cp_first, first / cp_first);
+  std::printf("recvcmd backup of 50 MiB, again      %8.1f ms       cp -rn                %6.1f ms   ratio %.2f\n", again,
+              cp_again, again / cp_again);
   return 0;
 }
