@@ -246,4 +246,34 @@ TEST_F(UsbBackup, UnmountedFoldersAreRemovedButSdMp3AndDevicesStay) {
   EXPECT_EQ(fs::current_path(), "/mnt");
 }
 
+TEST_F(UsbBackup, OddMarksAndASymlinkLoopInDcim) {
+  disk("disk80", 80);
+  card("empty", {"e.jpg"});
+  put_file("/mnt/empty/quorbit_mark.conf", "");
+  card("huge", {"h.jpg"});
+  put_file("/mnt/huge/quorbit_mark.conf", std::string(1024 * 1024, 'm'));
+  card("loop", {"l.jpg"});
+  fs::create_directory_symlink(".", "/mnt/loop/DCIM/again");
+  testing::internal::CaptureStdout();
+  scan();
+  testing::internal::GetCapturedStdout();
+  // Marks were read, cut at 15 characters, and the volumes registered in
+  // turn; the map holds the last one.
+  const std::string map = slurp(kMap);
+  EXPECT_NE(map.find("=/mnt/"), std::string::npos) << map;
+  EXPECT_EQ(slurp("/mnt/huge/quorbit_mark.conf").size(), 1024u * 1024) << "a mark is not rewritten";
+  // The loop card got its mark; its copy (next insertion) ends.
+  const std::string id = slurp("/mnt/loop/quorbit_mark.conf");
+  ASSERT_FALSE(id.empty());
+  usb_plist_cur = UsbFoldList{};
+  put_file(kMap, id + "=/mnt/loop/DCIM\n");
+  testing::internal::CaptureStdout();
+  scan();
+  const std::string printed = testing::internal::GetCapturedStdout();
+  // The loop is followed until a path grows past its room; that copy
+  // fails, and the backup with it.
+  EXPECT_NE(printed.find("find old device id=" + id), std::string::npos);
+  EXPECT_NE(printed.find("Backup failed!"), std::string::npos) << printed.substr(0, 2000);
+}
+
 }  // namespace
