@@ -1,16 +1,12 @@
 // File, shell, disk, ARP and host tools in the box: its /tmp,
 // /appconfigs, /dev and /proc are the device's own paths here.
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <linux/hdreg.h>
-#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
 #include <unistd.h>
 
-#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -23,29 +19,6 @@
 #include "phonecore/fileutil.h"
 #include "phonecore/text.h"
 #include "support/files.h"
-
-// The board's disks answer HDIO_GET_IDENTITY; here a file stands for one.
-// This program's ioctl answers that request for the file "/tmp/fake_disk"
-// and hands everything else to the C library.
-extern "C" int ioctl(int fd, unsigned long request, ...) noexcept {
-  va_list args;
-  va_start(args, request);
-  void* argument = va_arg(args, void*);
-  va_end(args);
-  char link[64];
-  char target[256] = {};
-  std::snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
-  if (request == HDIO_GET_IDENTITY && readlink(link, target, sizeof target - 1) > 0 &&
-      std::strcmp(target, "/tmp/fake_disk") == 0) {
-    auto* id = static_cast<hd_driveid*>(argument);
-    std::memset(id, 0, sizeof *id);
-    std::memcpy(id->serial_no, "SN0123456789ABCDEFGH", sizeof id->serial_no);  // 20 bytes, no terminator
-    return 0;
-  }
-  using Real = int (*)(int, unsigned long, ...);
-  static Real real = reinterpret_cast<Real>(dlsym(RTLD_NEXT, "ioctl"));
-  return real(fd, request, argument);
-}
 
 namespace {
 

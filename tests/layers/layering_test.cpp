@@ -43,7 +43,7 @@ constexpr PublicHeader kPublicHeaders[] = {
     {"fifo.h", "bus"},      {"json_msg.h", "bus"},    {"udp.h", "bus"},          {"syscmd.h", "bus"},
     {"config.h", "config"}, {"dm.h", "config"},       {"account.h", "call"},     {"dsskey.h", "call"},
     {"prompt.h", "call"},   {"voip.h", "call"},       {"dial_rule.h", "dial"},   {"dialplan.h", "dial"},
-    {"hotkey.h", "dial"},   {"hal.h", "device"},      {"contacts.h", "directory"}, {"calllists.h", "directory"}, {"net_info.h", "network"}, {"net_config.h", "network"}, {"web_config.h", "network"}, {"phonecore.h", "remote"},
+    {"hotkey.h", "dial"},   {"hal.h", "device"},      {"contacts.h", "directory"}, {"calllists.h", "directory"}, {"net_info.h", "network"}, {"net_config.h", "network"}, {"web_config.h", "network"}, {"flash.h", "device"}, {"gpio.h", "device"}, {"led.h", "device"}, {"backlight.h", "device"}, {"uart.h", "device"}, {"watchdog.h", "device"}, {"usb_backup.h", "device"}, {"phonecore.h", "remote"},
 };
 
 // Arrows against the order that are known and allowed, each with its
