@@ -36,5 +36,6 @@
 #include "phonecore/net_info.h"
 #include "phonecore/net_config.h"
 #include "phonecore/web_config.h"
+#include "phonecore/provision.h"
 
 #endif

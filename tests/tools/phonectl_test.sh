@@ -289,6 +289,31 @@ pinyin)
   expect "initials" "$(phonectl pinyin $'\xe5\xbc\xa0\xe4\xb8\x89')" zs
   expect "latin" "$(phonectl --json pinyin 'Li Lei' | jq -r .initials)" "$(phonectl pinyin 'Li Lei')"
   ;;
+provision_get)
+  phonectl cfg set default/settinglist.cfg SettingAutoProvision.AutoProvisionServerURL http://10.0.0.9/p/ >/dev/null
+  out=$(phonectl --json provision get) || fail "provision get"
+  expect "url" "$(jq -r .AutoProvisionServerURL <<<"$out")" http://10.0.0.9/p/
+  expect "dhcp option" "$(jq -r .AutoProvisionEnableDHCPOption <<<"$out")" \
+    "$(jqf .SettingAutoProvision.AutoProvisionEnableDHCPOption "$settings")"
+  expect "delay as text" "$(jq -r .AutopRetryDelay <<<"$out")" "$(jqf .SettingAutoProvision.AutopRetryDelay "$settings")"
+  expect "members" "$(jq -r 'keys | length' <<<"$out")" 9
+  ;;
+provision_set)
+  rm -f /tmp/autoprovision_config_update
+  phonectl provision set AutoProvisionUser=admin AutopRetryDelay=120 AutoProvisionEnableDHCPOption=0 >/dev/null ||
+    fail "provision set"
+  expect "user" "$(jqf .SettingAutoProvision.AutoProvisionUser "$settings")" admin
+  expect "delay stored as text" "$(jq -r '.SettingAutoProvision.AutopRetryDelay | type' "$settings")" string
+  expect "delay" "$(jqf .SettingAutoProvision.AutopRetryDelay "$settings")" 120
+  expect "dhcp option" "$(jq -r '.SettingAutoProvision.AutoProvisionEnableDHCPOption' "$settings")" 0
+  expect "other members kept" "$(jqf .SettingAutoProvision.DhcpOptionValue "$settings")" 66
+  [ -e /tmp/autoprovision_config_update ] || fail "no marker for the scheduling process"
+  status 2 phonectl provision set AutoProvisionUser
+  status 2 phonectl provision set NoSuchMember=1
+  status 2 phonectl provision set AutoProvisionEnableDHCPOption=on
+  status 2 phonectl provision set "AutoProvisionUser=$(printf 'u%.0s' $(seq 64))"
+  expect "refused sets change nothing" "$(jqf .SettingAutoProvision.AutoProvisionUser "$settings")" admin
+  ;;
 *)
   echo "no case $case_name" >&2
   exit 2
