@@ -102,10 +102,11 @@ TEST(PhoneBox, ProcessesOfTheHostAreNotVisible) {
     seen.insert(comm);
   }
   closedir(d);
-  // The box holds its launcher, its first shell, the peers and this test.
+  // The box holds its launcher, its first shell, the peers of
+  // sim/peers.list (five today) and this test; a host has hundreds.
   EXPECT_TRUE(seen.count("msgserver"));
   EXPECT_TRUE(seen.count("configd"));
-  EXPECT_LT(seen.size(), 8u);
+  EXPECT_LT(seen.size(), 12u);
   EXPECT_LT(getpid(), 100);
 }
 

@@ -197,7 +197,7 @@ kv_get | kv_set | kv_delete)
   ;;
 dm_get)
   expect "netmode" "$(phonectl dm get netmode | sed 's/^mode: //')" "$(jqf .wan.mode /appconfigs/network.cfg)"
-  expect "status ipaddr" "$(phonectl --json dm get status | jq -r .ipaddr)" 127.0.0.1
+  expect "status ipaddr" "$(phonectl --json dm get status | jq -r .ipaddr)" 192.0.2.10
   status 2 phonectl dm get nosuch
   ;;
 dm_set)
