@@ -44,6 +44,7 @@ constexpr PublicHeader kPublicHeaders[] = {
     {"config.h", "config"}, {"dm.h", "config"},       {"account.h", "call"},     {"dsskey.h", "call"},
     {"prompt.h", "call"},   {"voip.h", "call"},       {"dial_rule.h", "dial"},   {"dialplan.h", "dial"},
     {"hotkey.h", "dial"},   {"hal.h", "device"},      {"phonecore.h", "remote"},
+    {"http_client.h", "remote"},
 };
 
 // Arrows against the order that are known and allowed, each with its
