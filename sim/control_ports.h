@@ -9,5 +9,6 @@ namespace phonebox {
 constexpr uint16_t kControlPortMessageServer = 27020;
 constexpr uint16_t kControlPortConfig = 27026;
 constexpr uint16_t kControlPortSip = 27098;
+constexpr uint16_t kControlPortHttp = 27080;
 
 }  // namespace phonebox
