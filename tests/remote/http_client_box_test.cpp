@@ -79,6 +79,23 @@ TEST_F(HttpClientBox, KeptPostSendsItsHeadersAndBody) {
                                              "Content-Type"}));
 }
 
+TEST_F(HttpClientBox, KeptPostSendsTheCookiesOfItsFile) {
+  // Netscape cookie file: domain, subdomains, path, secure, expiry, name, value
+  write_file("/tmp/curlposttest.cookie", "127.0.0.1\tFALSE\t/\tFALSE\t0\tsession\tabc123\n");
+  curl_slist* headers = nullptr;
+  CURL* h = http_curl_post_init_no_header(HttpPeer::url("/c").c_str());
+  EXPECT_EQ(http_curl_post_send(h, "c", 0, 0, &collect, nullptr), 0);
+  http_curl_post_release(h, headers);
+  unlink("/tmp/curlposttest.cookie");
+  // The one-shot post reads another file, so it sends none of these.
+  EXPECT_EQ(sj_curl_post_get("c", HttpPeer::url("/c").c_str(), 0, 0, &collect), 0);
+  const auto r = peer.requests(2);
+  ASSERT_EQ(r.size(), 2u);
+  ASSERT_NE(r[0].header("Cookie"), nullptr);
+  EXPECT_EQ(*r[0].header("Cookie"), "session=abc123");
+  EXPECT_EQ(r[1].header("Cookie"), nullptr);
+}
+
 TEST_F(HttpClientBox, KeptPostFollowsARedirect) {
   curl_slist* headers = nullptr;
   CURL* h = http_curl_post_init_no_header(HttpPeer::url("/redirect").c_str());
