@@ -184,6 +184,18 @@ TEST_F(HttpClientBox, DownloadFileAuthAndFailures) {
   EXPECT_EQ(http_downloadfile(kClosed.c_str(), "/tmp/dl", nullptr, nullptr), CURLE_COULDNT_CONNECT);
 }
 
+TEST_F(HttpClientBox, DownloadFileTakesBigHeadersAndStopsAtTheAnnouncedLength) {
+  EXPECT_EQ(http_downloadfile(HttpPeer::url("/big-headers").c_str(), "/tmp/dl", nullptr, nullptr), 0);
+  EXPECT_EQ(slurp("/tmp/dl"), "big\n");
+  // 13 bytes behind a length of 5: the 5 are the file.
+  EXPECT_EQ(http_downloadfile(HttpPeer::url("/long").c_str(), "/tmp/dl", nullptr, nullptr), 0);
+  EXPECT_EQ(slurp("/tmp/dl"), "five ");
+  CURL* h = http_curl_get_init_no_header(HttpPeer::url("/big-headers").c_str());
+  EXPECT_EQ(http_curl_get_send(h, 0, 0, 0, &collect, nullptr), 0);
+  http_curl_get_release(h, nullptr);
+  EXPECT_EQ(g_received, "big\n");
+}
+
 TEST_F(HttpClientBox, DownloadResumesFromTheFileSize) {
   unlink("/tmp/resume");
   CURL* h = curl_easy_init();
