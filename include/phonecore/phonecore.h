@@ -37,5 +37,6 @@
 #include "phonecore/net_config.h"
 #include "phonecore/web_config.h"
 #include "phonecore/provision.h"
+#include "phonecore/http_client.h"
 
 #endif

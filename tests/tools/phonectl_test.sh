@@ -313,6 +313,44 @@ provision_set)
   status 2 phonectl provision set AutoProvisionEnableDHCPOption=on
   status 2 phonectl provision set "AutoProvisionUser=$(printf 'u%.0s' $(seq 64))"
   expect "refused sets change nothing" "$(jqf .SettingAutoProvision.AutoProvisionUser "$settings")" admin
+http_get)
+  # The body on standard output, the request in the HTTP peer's record;
+  # a failed get still exits 0, as the library's get answers 0.
+  pbctl control httppeer clear >/dev/null
+  expect "body" "$(phonectl http get http://127.0.0.1:18080/status/404 'X-Probe: 7')" "status 404"
+  pbctl control httppeer log >/tmp/log
+  grep -qF '"target":"/status/404"' /tmp/log || fail "no GET in the record"
+  grep -qF '["X-Probe","7"]' /tmp/log || fail "no header in the record"
+  status 0 phonectl http get http://127.0.0.1:18081/
+  status 2 phonectl http get http://127.0.0.1:18080/ nocolon
+  ;;
+http_post)
+  pbctl control httppeer clear >/dev/null
+  expect "body" "$(phonectl http post http://127.0.0.1:18080/redirect 'a=1&b=2' 'X-A: 1')" "status 200"
+  pbctl control httppeer log >/tmp/log
+  grep -qF '"method":"POST","target":"/redirect"' /tmp/log || fail "no POST in the record"
+  grep -qF '"body":"a=1&b=2"' /tmp/log || fail "no body in the record"
+  status 1 phonectl http post http://127.0.0.1:18081/ x
+  ;;
+http_download)
+  expect "result" "$(phonectl --json http download http://127.0.0.1:18080/file/40 /tmp/f | jq -r .result)" 0
+  expect "file" "$(cat /tmp/f)" "$(curl -s http://127.0.0.1:18080/file/40)"
+  head -c 10 /tmp/f >/tmp/g
+  pbctl control httppeer clear >/dev/null
+  # The peer ignores the range: libcurl refuses to append a whole file.
+  status 1 phonectl http download http://127.0.0.1:18080/file/40 /tmp/g --resume
+  pbctl control httppeer log | grep -qF '["Range","bytes=10-"]' || fail "no range asked"
+  expect "kept" "$(cat /tmp/g)" "abcdefghij"
+  status 1 phonectl http download http://127.0.0.1:18081/x /tmp/f
+  ;;
+http_upload)
+  printf 'payload' >/tmp/up
+  pbctl control httppeer clear >/dev/null
+  status 0 phonectl http upload http://127.0.0.1:18080/up /tmp/up
+  pbctl control httppeer log >/tmp/log
+  grep -qF '"body":"Content-Length: ' /tmp/log || fail "Content-Length not in the body"
+  grep -qF 'payload' /tmp/log || fail "the file is not in the body"
+  status 1 phonectl http upload http://127.0.0.1:18080/up /tmp/nosuch
   ;;
 *)
   echo "no case $case_name" >&2

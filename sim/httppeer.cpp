@@ -1,0 +1,306 @@
+// httppeer: a recording HTTP server for the box, on TCP 127.0.0.1:18080.
+//
+// Every connection is read, answered by the route of its target and
+// closed; then one line goes into the record (control port UDP 27080): a
+// JSON object with the raw bytes, the method, the target, the headers in
+// order and the body. A request that is not HTTP is recorded as it came and
+// answered 400. Each connection has a thread of its own, so that a stalled
+// answer holds nobody else up.
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <mutex>
+#include <thread>
+
+#include "base/json.h"
+#include "peer.h"
+
+namespace {
+
+namespace json = phonecore::json;
+
+constexpr const char* kPeer = "httppeer";
+constexpr uint16_t kHttpPort = 18080;
+// A request's header block may be up to this long; the rest is body.
+constexpr size_t kMaxHead = 256 * 1024;
+// A request without a length (and not chunked) ends when the client is
+// silent this long, so that bytes behind an early end of the headers are
+// still recorded.
+constexpr int kIdleMs = 300;
+// The record keeps at most this much of the raw bytes and of the body each,
+// so that one line still fits in a control answer.
+constexpr size_t kRecordCut = 8192;
+
+struct Request {
+  std::string raw;
+  std::string method;
+  std::string target;
+  std::vector<std::pair<std::string, std::string>> headers;
+  std::string body;
+  bool http = false;
+
+  const std::string* header(std::string_view name) const {
+    for (const auto& [n, v] : headers)
+      if (n.size() == name.size() &&
+          std::equal(n.begin(), n.end(), name.begin(), [](char a, char b) { return tolower(a) == tolower(b); }))
+        return &v;
+    return nullptr;
+  }
+};
+
+// Reads what is there within ms; 0 at the end, -1 on time-out.
+ssize_t read_some(int fd, std::string& into, int ms) {
+  pollfd p{fd, POLLIN, 0};
+  if (poll(&p, 1, ms) <= 0) return -1;
+  char buf[16384];
+  const ssize_t n = recv(fd, buf, sizeof buf, 0);
+  if (n > 0) into.append(buf, static_cast<size_t>(n));
+  return n < 0 ? 0 : n;
+}
+
+void parse_head(Request& r, size_t head_end) {
+  const std::string head = r.raw.substr(0, head_end);
+  size_t eol = head.find("\r\n");
+  const std::string line = head.substr(0, eol);
+  const size_t a = line.find(' ');
+  const size_t b = a == std::string::npos ? a : line.find(' ', a + 1);
+  if (a == std::string::npos || b == std::string::npos || line.compare(b + 1, 5, "HTTP/") != 0) return;
+  r.method = line.substr(0, a);
+  r.target = line.substr(a + 1, b - a - 1);
+  r.http = true;
+  while (eol != std::string::npos && eol + 2 < head.size()) {
+    const size_t start = eol + 2;
+    eol = head.find("\r\n", start);
+    const std::string h = head.substr(start, eol == std::string::npos ? std::string::npos : eol - start);
+    const size_t colon = h.find(':');
+    if (colon == std::string::npos) {
+      r.headers.emplace_back(h, "");
+      continue;
+    }
+    size_t v = colon + 1;
+    while (v < h.size() && h[v] == ' ') ++v;
+    r.headers.emplace_back(h.substr(0, colon), h.substr(v));
+  }
+}
+
+// Reads one request: the head up to its empty line, then the body by its
+// length, or until the client is silent or gone.
+Request read_request(int fd) {
+  Request r;
+  size_t head_end = std::string::npos;
+  while ((head_end = r.raw.find("\r\n\r\n")) == std::string::npos && r.raw.size() < kMaxHead)
+    if (read_some(fd, r.raw, 5000) <= 0) break;
+  if (head_end == std::string::npos) return r;
+  parse_head(r, head_end);
+  const size_t body_start = head_end + 4;
+  const std::string* length = r.header("Content-Length");
+  if (length != nullptr) {
+    const size_t want = body_start + std::strtoul(length->c_str(), nullptr, 10);
+    while (r.raw.size() < want)
+      if (read_some(fd, r.raw, 5000) <= 0) break;
+  } else if (r.method == "POST" || r.method == "PUT") {
+    while (read_some(fd, r.raw, kIdleMs) > 0) {
+    }
+  }
+  r.body = r.raw.substr(std::min(body_start, r.raw.size()));
+  return r;
+}
+
+void send_all(int fd, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t n = send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    if (n <= 0) return;
+    bytes.remove_prefix(static_cast<size_t>(n));
+  }
+}
+
+std::string reply(int status, std::string_view reason, std::string_view extra_headers, std::string_view body) {
+  std::string out = "HTTP/1.1 " + std::to_string(status) + " " + std::string(reason) + "\r\n";
+  out += "Content-Length: " + std::to_string(body.size()) + "\r\n";
+  out += extra_headers;
+  out += "Connection: close\r\n\r\n";
+  out += body;
+  return out;
+}
+
+// The number behind a route's prefix ("/status/404" -> 404), or fallback.
+long route_number(std::string_view path, std::string_view prefix, long fallback) {
+  if (path.size() <= prefix.size()) return fallback;
+  return std::strtol(std::string(path.substr(prefix.size())).c_str(), nullptr, 10);
+}
+
+// Waits up to seconds, or until the client closed.
+void stall(int fd, long seconds) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(std::clamp(seconds, 0L, 600L));
+  while (std::chrono::steady_clock::now() < end) {
+    pollfd p{fd, POLLIN, 0};
+    if (poll(&p, 1, 100) > 0) {
+      char c;
+      if (recv(fd, &c, 1, MSG_PEEK) <= 0) return;
+    }
+  }
+}
+
+std::string file_bytes(long n) {
+  std::string out(static_cast<size_t>(std::clamp(n, 0L, 64L << 20)), '\0');
+  for (size_t i = 0; i < out.size(); ++i) out[i] = static_cast<char>('a' + i % 26);
+  return out;
+}
+
+using Route = void (*)(int fd, const Request& r, std::string_view path);
+
+void route_status(int fd, const Request&, std::string_view path) {
+  const long status = route_number(path, "/status/", 200);
+  send_all(fd, reply(static_cast<int>(status), "Status", "", "status " + std::to_string(status) + "\n"));
+}
+void route_redirect(int fd, const Request&, std::string_view) {
+  send_all(fd, reply(302, "Found", "Location: /status/200\r\n", "moved\n"));
+}
+void route_auth(int fd, const Request& r, std::string_view) {
+  const std::string* auth = r.header("Authorization");
+  if (auth != nullptr && *auth == "Basic dXNlcjpwYXNz")  // user:pass
+    send_all(fd, reply(200, "OK", "", "secret\n"));
+  else
+    send_all(fd, reply(401, "Unauthorized", "WWW-Authenticate: Basic realm=\"phonebox\"\r\n", "who are you\n"));
+}
+void route_stall(int fd, const Request&, std::string_view path) {
+  stall(fd, route_number(path, "/stall/", 30));
+  send_all(fd, reply(200, "OK", "", "late\n"));
+}
+void route_close(int fd, const Request&, std::string_view) {
+  send_all(fd, "HTTP/1.1 200 OK\r\nContent-Length: 100\r\nConnection: close\r\n\r\nhalf");
+}
+void route_short(int fd, const Request&, std::string_view) {
+  send_all(fd, "HTTP/1.1 200 OK\r\nContent-Length: 100\r\nConnection: close\r\n\r\nonly ten b");
+}
+void route_long(int fd, const Request&, std::string_view) {
+  send_all(fd, "HTTP/1.1 200 OK\r\nContent-Length: 5\r\nConnection: close\r\n\r\nfive and more");
+}
+void route_big_headers(int fd, const Request&, std::string_view) {
+  send_all(fd, reply(200, "OK", "X-Big: " + std::string(64 * 1024, 'h') + "\r\n", "big\n"));
+}
+void route_file(int fd, const Request&, std::string_view path) {
+  // Range is ignored: the whole file, 200, every time.
+  send_all(fd, reply(200, "OK", "", file_bytes(route_number(path, "/file/", 1000))));
+}
+void route_default(int fd, const Request&, std::string_view) { send_all(fd, reply(200, "OK", "", "ok\n")); }
+
+struct RouteRow {
+  std::string_view prefix;
+  Route answer;
+};
+constexpr RouteRow kRoutes[] = {
+    {"/status/", &route_status}, {"/redirect", &route_redirect},       {"/auth", &route_auth},
+    {"/stall/", &route_stall},   {"/close", &route_close},             {"/short", &route_short},
+    {"/long", &route_long},      {"/big-headers", &route_big_headers}, {"/file/", &route_file},
+};
+
+// The path of a target: an absolute URL loses its scheme and host, and
+// the query goes.
+std::string_view path_of(std::string_view target) {
+  if (const size_t scheme = target.find("://"); scheme != std::string_view::npos) {
+    const size_t slash = target.find('/', scheme + 3);
+    target = slash == std::string_view::npos ? "/" : target.substr(slash);
+  }
+  return target.substr(0, target.find('?'));
+}
+
+std::string record_line(const Request& r) {
+  json::Owned headers(json_object_new_array());
+  for (const auto& [n, v] : r.headers) {
+    json_object* pair = json_object_new_array();
+    json_object_array_add(pair, json_object_new_string_len(n.data(), static_cast<int>(n.size())));
+    json_object_array_add(pair, json_object_new_string_len(v.data(), static_cast<int>(v.size())));
+    json_object_array_add(headers.get(), pair);
+  }
+  json::Owned line(json_object_new_object());
+  auto text = [](const std::string& s) {
+    return json_object_new_string_len(s.data(), static_cast<int>(std::min(s.size(), kRecordCut)));
+  };
+  json_object_object_add(line.get(), "method", text(r.method));
+  json_object_object_add(line.get(), "target", text(r.target));
+  json_object_object_add(line.get(), "headers", headers.release());
+  json_object_object_add(line.get(), "body", text(r.body));
+  json_object_object_add(line.get(), "raw", text(r.raw));
+  json_object_object_add(line.get(), "size", json_object_new_int64(static_cast<int64_t>(r.raw.size())));
+  return json_object_to_json_string_ext(line.get(), JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE);
+}
+
+class HttpPeer {
+ public:
+  bool start() {
+    listen_fd_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    int one = 1;
+    setsockopt(listen_fd_, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
+    sockaddr_in a = phonebox::loopback(kHttpPort);
+    if (listen_fd_ < 0 || bind(listen_fd_, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0 ||
+        listen(listen_fd_, 64) != 0)
+      return false;
+    return control_.open(phonebox::kControlPortHttp);
+  }
+
+  void run() {
+    for (;;) {
+      pollfd p[2] = {{listen_fd_, POLLIN, 0}, {control_.fd(), POLLIN, 0}};
+      if (poll(p, 2, -1) < 0) continue;
+      if (p[1].revents & POLLIN) {
+        std::lock_guard lock(mutex_);
+        control_.serve();
+      }
+      if (p[0].revents & POLLIN) {
+        const int fd = accept4(listen_fd_, nullptr, nullptr, SOCK_CLOEXEC);
+        if (fd >= 0) std::thread(&HttpPeer::serve, this, fd).detach();
+      }
+    }
+  }
+
+ private:
+  void serve(int fd) {
+    const Request r = read_request(fd);
+    bool silent;
+    {
+      std::lock_guard lock(mutex_);
+      silent = control_.silent();
+    }
+    if (!silent) {
+      if (!r.http) {
+        if (!r.raw.empty()) send_all(fd, reply(400, "Bad Request", "", ""));
+      } else {
+        const std::string_view path = path_of(r.target);
+        Route answer = &route_default;
+        for (const auto& row : kRoutes)
+          if (path.starts_with(row.prefix)) answer = row.answer;
+        answer(fd, r, path);
+      }
+    }
+    shutdown(fd, SHUT_WR);
+    close(fd);
+    if (r.raw.empty()) return;  // a connection that said nothing
+    std::string line = record_line(r);
+    phonebox::log_line(kPeer, "%s %s (%zu bytes)", r.method.c_str(), r.target.c_str(), r.raw.size());
+    std::lock_guard lock(mutex_);
+    control_.record(std::move(line));
+  }
+
+  int listen_fd_ = -1;
+  std::mutex mutex_;
+  phonebox::ControlPort control_;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  signal(SIGPIPE, SIG_IGN);
+  static HttpPeer peer;
+  if (!peer.start()) {
+    phonebox::log_line(kPeer, "cannot start: port %u or control port %u taken", kHttpPort,
+                       phonebox::kControlPortHttp);
+    return 1;
+  }
+  phonebox::announce_ready(argc > 1 ? argv[1] : nullptr);
+  peer.run();
+}
