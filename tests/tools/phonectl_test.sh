@@ -313,6 +313,7 @@ provision_set)
   status 2 phonectl provision set AutoProvisionEnableDHCPOption=on
   status 2 phonectl provision set "AutoProvisionUser=$(printf 'u%.0s' $(seq 64))"
   expect "refused sets change nothing" "$(jqf .SettingAutoProvision.AutoProvisionUser "$settings")" admin
+  ;;
 http_get)
   # The body on standard output, the request in the HTTP peer's record;
   # a failed get still exits 0, as the library's get answers 0.
