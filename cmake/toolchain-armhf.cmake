@@ -12,6 +12,9 @@ if(NOT _sysroot)
   message(FATAL_ERROR "PHONECORE_ARMHF_SYSROOT is not set (./run cross sets it)")
 endif()
 set(_libs ${_sysroot}/usr/lib/arm-linux-gnueabihf)
+# Some libraries (zlib, com_err, keyutils: libcurl's own dependencies) lie
+# in /lib of the sysroot.
+set(_base_libs ${_sysroot}/lib/arm-linux-gnueabihf)
 
 set(CMAKE_FIND_ROOT_PATH ${_sysroot} /usr/arm-linux-gnueabihf)
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
@@ -26,8 +29,8 @@ set(ENV{PKG_CONFIG_PATH} "")
 # The architecture-specific headers of the sysroot (json-c's config, curl's
 # build header) and the libraries that those link in turn.
 include_directories(SYSTEM ${_sysroot}/usr/include/arm-linux-gnueabihf ${_sysroot}/usr/include)
-set(CMAKE_EXE_LINKER_FLAGS_INIT "-Wl,-rpath-link,${_libs}")
-set(CMAKE_SHARED_LINKER_FLAGS_INIT "-Wl,-rpath-link,${_libs}")
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-Wl,-rpath-link,${_libs}:${_base_libs}")
+set(CMAKE_SHARED_LINKER_FLAGS_INIT "-Wl,-rpath-link,${_libs}:${_base_libs}")
 
 # Unit tests run under user-mode emulation.
-set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm -L /usr/arm-linux-gnueabihf -E LD_LIBRARY_PATH=${_libs})
+set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm -L /usr/arm-linux-gnueabihf -E LD_LIBRARY_PATH=${_libs}:${_base_libs})

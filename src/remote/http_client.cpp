@@ -11,6 +11,7 @@
 #include <atomic>
 #include <cstdarg>
 #include <cstddef>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <string_view>
@@ -130,6 +131,17 @@ size_t upload_part_reader(char* buffer, size_t size, size_t n, void* state_ptr) 
   }
   s->total += k;
   return k;
+}
+
+// amount * 100 / total in whole units, as the phone forms it, without an
+// overflow of the product: in 128 bits where the compiler has them, else in
+// long double (the board's amounts stay far below 2^53 bytes).
+inline double percent_of(curl_off_t amount, curl_off_t total) {
+#if defined(__SIZEOF_INT128__)
+  return static_cast<double>(static_cast<__int128>(amount) * 100 / total);
+#else
+  return static_cast<double>(std::trunc(static_cast<long double>(amount) * 100 / total));
+#endif
 }
 
 }  // namespace phonecore::remote
@@ -505,13 +517,13 @@ int progressCallback(void* state, curl_off_t download_total, curl_off_t download
               static_cast<long long>(download_total));
   // The products are formed wide, so that no amount can overflow them.
   if (upload_total != 0) {
-    const auto percent = static_cast<double>(static_cast<__int128>(upload_now) * 100 / upload_total);
+    const double percent = percent_of(upload_now, upload_total);
     std::printf("UP progress: %0.2f\n", percent);
     if (p->callback) p->callback(percent);
   }
   if (download_total != 0) {
     // The upload's amount over the download's total, as the phone has it.
-    const auto percent = static_cast<double>(static_cast<__int128>(upload_now) * 100 / download_total);
+    const double percent = percent_of(upload_now, download_total);
     std::printf("DOWN progress: %0.2f\n", percent);
   }
   return 0;
