@@ -25,6 +25,7 @@ using phonecore::testing::FactoryFiles;
 using phonecore::testing::FileInPlace;
 using phonecore::testing::NetPeer;
 using phonecore::testing::NetRequest;
+using phonecore::testing::commands_heard;
 using phonecore::testing::RawSession;
 using phonecore::testing::slurp;
 
@@ -40,19 +41,6 @@ std::string text_at(const std::string& file, std::initializer_list<const char*> 
     if (o == nullptr || !json_object_object_get_ex(o, key, &o)) o = nullptr;
   std::string out = o != nullptr ? json_object_get_string(o) : "<absent>";
   json_object_put(root);
-  return out;
-}
-
-// The command broadcasts a session hears within about a second, as
-// payloads (with their terminator).
-std::vector<std::string> commands_heard(RawSession& s) {
-  std::vector<std::string> out;
-  for (int i = 0; i < 10; ++i) {
-    auto in = s.receive(100);
-    if (!in) continue;
-    auto h = RawSession::header(*in);
-    if (h.kind == 3 && h.msgtype == 5 && h.dest == 65535) out.push_back(RawSession::payload(*in));
-  }
   return out;
 }
 

@@ -17,6 +17,7 @@
 
 using phonecore::testing::calls_log;
 using phonecore::testing::FactoryFiles;
+using phonecore::testing::commands_heard;
 using phonecore::testing::RawSession;
 using phonecore::testing::slurp;
 
@@ -50,17 +51,6 @@ void set_member(const std::string& file, const char* object, const char* key, js
   json_object_object_add(o, key, value);
   put_file(file, json_object_get_string(root));
   json_object_put(root);
-}
-
-std::vector<std::string> commands_heard(RawSession& s) {
-  std::vector<std::string> out;
-  for (int i = 0; i < 10; ++i) {
-    auto in = s.receive(100);
-    if (!in) continue;
-    auto h = RawSession::header(*in);
-    if (h.kind == 3 && h.msgtype == 5 && h.dest == 65535) out.push_back(RawSession::payload(*in));
-  }
-  return out;
 }
 
 const std::string kStartNetwork = std::string("{\"cmd\":\"start_network\"}") + '\0';

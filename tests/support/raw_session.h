@@ -6,8 +6,10 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "bus/bus_wire.h"
+#include "bus/vocabulary.h"
 #include "support/udp_client.h"
 
 namespace phonecore::testing {
@@ -71,5 +73,19 @@ class RawSession {
   std::optional<bus::BusControlReply> reply_;
   std::unique_ptr<UdpClient> socket_;
 };
+
+// The command broadcasts a session hears within about a second, as
+// payloads (with their terminator), in the order they came.
+inline std::vector<std::string> commands_heard(RawSession& s) {
+  std::vector<std::string> out;
+  for (int i = 0; i < 10; ++i) {
+    auto in = s.receive(100);
+    if (!in) continue;
+    auto h = RawSession::header(*in);
+    if (h.kind == bus::kKindCommand && h.msgtype == bus::kMsgtypeCommand && h.dest == bus::kBusIdAll)
+      out.push_back(RawSession::payload(*in));
+  }
+  return out;
+}
 
 }  // namespace phonecore::testing
