@@ -4,6 +4,7 @@
 // service hears only that a group went.
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -90,7 +91,8 @@ int add_group(GroupFile& f, const char* name, int ring_id) {
     if (f.records.size() * sizeof(GroupRecord) >= kFullFile) return -2;
     for (const GroupRecord& r : f.records)
       if (stored(r.name) == cut(name)) return -3;
-    added.id = f.records.back().id + 1;
+    // The ids wrap past the largest one, as the board's 32-bit arithmetic does.
+    added.id = static_cast<int32_t>(static_cast<uint32_t>(f.records.back().id) + 1U);
   } else {
     // Missing, empty or malformed: the file starts again with this group.
     f.records.clear();

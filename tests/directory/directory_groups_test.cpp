@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -98,6 +99,14 @@ TEST_F(Groups, AfterDeletingTheLastGroupTheNextIdFollowsTheNewLast) {
   auto g = groups_in_file();
   ASSERT_EQ(g.size(), 3u);
   EXPECT_EQ(g[2].id, 10);
+}
+
+TEST_F(Groups, TheNextIdAfterTheLargestStoredIdWraps) {
+  put_groups({group(3, "a"), group(INT32_MAX, "b")});
+  ASSERT_EQ(local_cantacts_group_add("c", 0), 0);
+  auto g = groups_in_file();
+  ASSERT_EQ(g.size(), 3u);
+  EXPECT_EQ(g[2].id, INT32_MIN);
 }
 
 TEST_F(Groups, ReservedAndEmptyNamesAreRefusedWhenAdding) {
