@@ -17,31 +17,21 @@
 #include <thread>
 #include <vector>
 
+#include "bench/support/timing.h"
 #include "phonecore/json_msg.h"
 #include "support/raw_session.h"
 #include "support/sip_peer.h"
 
 using phonecore::testing::RawSession;
 using phonecore::testing::UdpClient;
-using Clock = std::chrono::steady_clock;
+using phonecore::bench::Clock;
+using phonecore::bench::since_us;
+using phonecore::bench::Stats;
+using phonecore::bench::summarize;
 
 namespace {
 
 constexpr int kRequests = 1000;
-
-struct Stats {
-  double p50_us, p99_us;
-};
-
-Stats stats(std::vector<double> us) {
-  std::sort(us.begin(), us.end());
-  if (us.empty()) return {0, 0};
-  return {us[us.size() / 2], us[std::min(us.size() - 1, us.size() * 99 / 100)]};
-}
-
-double since_us(Clock::time_point t0) {
-  return std::chrono::duration<double, std::micro>(Clock::now() - t0).count();
-}
 
 Stats socket_floor() {
   UdpClient a(46000), b(46001);
@@ -59,7 +49,7 @@ Stats socket_floor() {
     if (a.receive(1000)) us.push_back(since_us(t0));
   }
   echo.join();
-  return stats(us);
+  return summarize(us);
 }
 
 Stats server_floor() {
@@ -77,15 +67,10 @@ Stats server_floor() {
     if (a.receive(1000)) us.push_back(since_us(t0));
   }
   echo.join();
-  return stats(us);
+  return summarize(us);
 }
 
-struct WaitResult {
-  Stats s;
-  int lost;
-};
-
-WaitResult hook_wait(MessageClient* client, useconds_t delay_us) {
+Stats hook_wait(MessageClient* client, useconds_t delay_us) {
   RawSession sip(4098);
   std::atomic<bool> stop{false};
   std::thread peer([&] {
@@ -97,21 +82,14 @@ WaitResult hook_wait(MessageClient* client, useconds_t delay_us) {
       sip.send(RawSession::header(*in).source, 9, reply, RawSession::header(*in).seq);
     }
   });
-  std::vector<double> us;
-  int lost = 0;
-  for (int i = 0; i < kRequests; ++i) {
-    auto t0 = Clock::now();
+  const Stats s = phonecore::bench::measure(kRequests, [&] {
     json_object* r = send_sjson_to_sip_hook_wait(client, "phone_state_get", nullptr, 100);
-    if (r == nullptr) {
-      lost++;
-      continue;
-    }
-    us.push_back(since_us(t0));
     json_object_put(r);
-  }
+    return r != nullptr;
+  });
   stop = true;
   peer.join();
-  return {stats(us), lost};
+  return s;
 }
 
 std::atomic<int> g_events{0};
@@ -132,8 +110,8 @@ int main() {
 
   MessageClient* client = request_pc_connect(1234, 1, nullptr, "bench");
   usleep(100000);
-  WaitResult now = hook_wait(client, 0);
-  WaitResult later = hook_wait(client, 100);
+  Stats now = hook_wait(client, 0);
+  Stats later = hook_wait(client, 100);
 
   // Events: bursts that fit the event queue (31), timed until the last
   // callback; then one burst of 100 to count what a full queue drops.
@@ -159,18 +137,16 @@ int main() {
   request_pc_disconnect(client);
 
   fprintf(out, "bus round trips, %d requests each (microseconds)\n", kRequests);
-  fprintf(out, "  %-34s p50 %8.1f  p99 %8.1f\n", "floor: loopback socket ping-pong", sock.p50_us, sock.p99_us);
-  fprintf(out, "  %-34s p50 %8.1f  p99 %8.1f\n", "floor: through the message server", server.p50_us, server.p99_us);
-  fprintf(out, "  %-34s p50 %8.1f  p99 %8.1f  lost %d\n", "hook_wait, peer answers at once", now.s.p50_us,
-          now.s.p99_us, now.lost);
-  fprintf(out, "  %-34s p50 %8.1f  p99 %8.1f  lost %d\n", "hook_wait, peer answers after 100us", later.s.p50_us,
-          later.s.p99_us, later.lost);
+  phonecore::bench::report(out, "floor: loopback socket ping-pong", sock);
+  phonecore::bench::report(out, "floor: through the message server", server, &sock);
+  phonecore::bench::report(out, "hook_wait, peer answers at once", now, &server);
+  phonecore::bench::report(out, "hook_wait, peer answers after 100us", later, &server);
   // A wait polls every 5 ms, and removing its hook waits 5 ms more for the
   // listener to leave the slot: the expected figure is the floor plus both.
   const double expected = server.p99_us + 5000 + 5000;
   fprintf(out, "  expected p99: server floor + 5 ms poll + 5 ms hook removal = %.1f\n", expected);
-  fprintf(out, "  p99 (100us peer) / expected: %.3f; over it by %.1f us (one poll is 5000)\n", later.s.p99_us / expected,
-          later.s.p99_us - expected);
+  fprintf(out, "  p99 (100us peer) / expected: %.3f; over it by %.1f us (one poll is 5000)\n", later.p99_us / expected,
+          later.p99_us - expected);
   fprintf(out, "events through ClientCallBack: %.0f per second (%d of %d in bursts of 31); %d of a burst of 100\n",
           delivered / event_seconds, delivered, 5 * 31, of_hundred);
   return 0;

@@ -14,12 +14,10 @@
 #include <json-c/json.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <chrono>
 #include <cstdio>
-#include <functional>
 #include <vector>
 
+#include "bench/support/timing.h"
 #include "phonecore/config.h"
 #include "phonecore/dsskey.h"
 #include "phonecore/json_msg.h"
@@ -29,35 +27,11 @@
 
 using phonecore::testing::RawSession;
 using phonecore::testing::SipPeer;
-using Clock = std::chrono::steady_clock;
+using phonecore::bench::measure;
+using phonecore::bench::report;
+using phonecore::bench::Stats;
 
 namespace {
-
-struct Stats {
-  double p50_us, p99_us;
-  int failed;
-};
-
-Stats measure(int n, const std::function<bool()>& once) {
-  std::vector<double> us;
-  int failed = 0;
-  for (int i = 0; i < n; ++i) {
-    auto t0 = Clock::now();
-    const bool ok = once();
-    const double took = std::chrono::duration<double, std::micro>(Clock::now() - t0).count();
-    if (ok) us.push_back(took);
-    else ++failed;
-  }
-  std::sort(us.begin(), us.end());
-  if (us.empty()) return {0, 0, failed};
-  return {us[us.size() / 2], us[std::min(us.size() - 1, us.size() * 99 / 100)], failed};
-}
-
-void report(FILE* out, const char* name, const Stats& s, const Stats* base = nullptr) {
-  fprintf(out, "%-34s p50 %9.1f us  p99 %9.1f us  lost %d", name, s.p50_us, s.p99_us, s.failed);
-  if (base != nullptr && base->p50_us > 0) fprintf(out, "   %.2fx the baseline (p50)", s.p50_us / base->p50_us);
-  fprintf(out, "\n");
-}
 
 // A raw request through the server to a second raw session that echoes it.
 Stats server_floor(int n) {

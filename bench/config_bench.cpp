@@ -5,47 +5,23 @@
 
 #include <json-c/json.h>
 
-#include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "bench/support/timing.h"
 #include "config/gnl_frame.h"
 #include "phonecore/config.h"
 #include "support/udp_client.h"
 
 using namespace phonecore::config;
 using phonecore::testing::UdpClient;
-using Clock = std::chrono::steady_clock;
+using phonecore::bench::Stats;
 
 namespace {
 
 constexpr int kRounds = 2000;
-
-struct Stats {
-  double p50_us, p99_us, per_second;
-};
-
-Stats stats(std::vector<double> us) {
-  std::sort(us.begin(), us.end());
-  double total = 0;
-  for (double u : us) total += u;
-  return {us[us.size() / 2], us[us.size() * 99 / 100], 1e6 * us.size() / total};
-}
-
-template <typename F>
-Stats measure(F&& f) {
-  std::vector<double> us;
-  us.reserve(kRounds);
-  for (int i = 0; i < kRounds; ++i) {
-    auto t0 = Clock::now();
-    f();
-    us.push_back(std::chrono::duration<double, std::micro>(Clock::now() - t0).count());
-  }
-  return stats(us);
-}
 
 // A settings file of about 4 KiB, like default/function.cfg.
 json_object* typical_file() {
@@ -58,10 +34,6 @@ json_object* typical_file() {
     json_object_object_add(root, ("FeatureSection" + std::to_string(s)).c_str(), section);
   }
   return root;
-}
-
-void print(const char* what, const Stats& s) {
-  printf("  %-46s p50 %7.1f  p99 %7.1f  %8.0f per second\n", what, s.p50_us, s.p99_us, s.per_second);
 }
 
 }  // namespace
@@ -81,21 +53,21 @@ int main() {
   request.path_length = 9;
   std::vector<uint8_t> reply(kGnlBufferSize);
   UdpClient raw;
-  Stats exchange = measure([&] {
+  Stats exchange = phonecore::bench::measure(kRounds, [&] {
     raw.send_to(kConfigPort, {reinterpret_cast<uint8_t*>(&request), gnl_datagram_size(0)});
     raw.receive(2000, kGnlBufferSize);
   });
-  Stats parse = measure([&] { json_object_put(json_tokener_parse(text.c_str())); });
-  Stats print_text = measure([&] { (void)json_object_to_json_string_ext(file, 0); });
-  Stats read = measure([] { json_object_put(read_gnl_config_json("bench.cfg")); });
-  Stats write = measure([&] { write_gnl_config_json("bench.cfg", file); });
+  Stats parse = phonecore::bench::measure(kRounds, [&] { json_object_put(json_tokener_parse(text.c_str())); });
+  Stats print_text = phonecore::bench::measure(kRounds, [&] { (void)json_object_to_json_string_ext(file, 0); });
+  Stats read = phonecore::bench::measure(kRounds, [] { json_object_put(read_gnl_config_json("bench.cfg")); });
+  Stats write = phonecore::bench::measure(kRounds, [&] { write_gnl_config_json("bench.cfg", file); });
 
   printf("configuration file of %zu bytes, %d rounds each (microseconds)\n", text.size(), kRounds);
-  print("floor: raw read exchange with the service", exchange);
-  print("floor: json-c parse of the text", parse);
-  print("floor: json-c print of the object", print_text);
-  print("read_gnl_config_json", read);
-  print("write_gnl_config_json", write);
+  phonecore::bench::report(stdout, "floor: raw read exchange with the service", exchange);
+  phonecore::bench::report(stdout, "floor: json-c parse of the text", parse);
+  phonecore::bench::report(stdout, "floor: json-c print of the object", print_text);
+  phonecore::bench::report(stdout, "read_gnl_config_json", read);
+  phonecore::bench::report(stdout, "write_gnl_config_json", write);
   const double read_floor = exchange.p50_us + parse.p50_us;
   const double write_floor = exchange.p50_us + print_text.p50_us;
   printf("  read  p50 / (exchange + parse) = %.2f\n", read.p50_us / read_floor);

@@ -6,14 +6,13 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "bench/support/timing.h"
 #include "config/gnl_frame.h"
 #include "phonecore/calllists.h"
 #include "phonecore/contacts.h"
@@ -24,28 +23,11 @@ using namespace phonecore::config;
 using Record = phonecore::config::ContactRecord;
 using phonecore::testing::DirectoryPeer;
 using phonecore::testing::UdpClient;
-using Clock = std::chrono::steady_clock;
+using phonecore::bench::Stats;
 
 namespace {
 
 constexpr int kRounds = 2000;
-
-struct Stats {
-  double p50_us, p99_us;
-};
-
-template <typename F>
-Stats measure(F&& f) {
-  std::vector<double> us;
-  us.reserve(kRounds);
-  for (int i = 0; i < kRounds; ++i) {
-    auto t0 = Clock::now();
-    f();
-    us.push_back(std::chrono::duration<double, std::micro>(Clock::now() - t0).count());
-  }
-  std::sort(us.begin(), us.end());
-  return {us[us.size() / 2], us[us.size() * 99 / 100]};
-}
 
 // A request as the library builds it: head, and a record with the text in
 // its name field, or a get of start and count.
@@ -110,10 +92,6 @@ bool listed(const std::vector<uint8_t>& in, const char* number) {
   return false;
 }
 
-void print(FILE* out, const char* what, const Stats& s) {
-  fprintf(out, "  %-52s p50 %7.1f  p99 %7.1f\n", what, s.p50_us, s.p99_us);
-}
-
 }  // namespace
 
 int main() {
@@ -138,39 +116,39 @@ int main() {
   const auto find_bytes = find_request(kListContacts, "contact 11");  // 11, 110 to 119
   const auto get_bytes = get_request(0, 97);
   const auto listed_bytes = find_request(kListBlock, "5550100");
-  Stats raw_find = measure([&] {
+  Stats raw_find = phonecore::bench::measure(kRounds, [&] {
     auto in = raw.exchange(kDirectoryPort, find_bytes);
     if (in) decode(*in, kListContacts, false);
   });
-  Stats find = measure([] {
+  Stats find = phonecore::bench::measure(kRounds, [] {
     ::ContactRecord* r = nullptr;
     int n = 0;
     local_contactlist_find(&r, &n, "contact 11");
     std::free(r);
   });
-  Stats raw_get = measure([&] {
+  Stats raw_get = phonecore::bench::measure(kRounds, [&] {
     auto in = raw.exchange(kDirectoryPort, get_bytes);
     if (in) decode(*in, kListContacts, true);
   });
-  Stats get = measure([] {
+  Stats get = phonecore::bench::measure(kRounds, [] {
     char* b = nullptr;
     local_cantacts_get(&b, 0, 97);
     std::free(b);
   });
-  Stats raw_listed = measure([&] {
+  Stats raw_listed = phonecore::bench::measure(kRounds, [&] {
     auto in = raw.exchange(kDirectoryPort, listed_bytes);
     if (in) listed(*in, "5550100");
   });
-  Stats is_listed = measure([] { local_contactlist_number_is_in_blacklist("5550100"); });
+  Stats is_listed = phonecore::bench::measure(kRounds, [] { local_contactlist_number_is_in_blacklist("5550100"); });
 
   fflush(stdout);
   fprintf(out, "directory client against directoryd, %d rounds each (microseconds)\n", kRounds);
-  print(out, "floor: raw find exchange + copy of 11 records", raw_find);
-  print(out, "local_contactlist_find (11 records)", find);
-  print(out, "floor: raw get exchange + copy of 97 records", raw_get);
-  print(out, "local_cantacts_get (97 records)", get);
-  print(out, "floor: raw block-list find + exact walk", raw_listed);
-  print(out, "local_contactlist_number_is_in_blacklist", is_listed);
+  phonecore::bench::report(out, "floor: raw find exchange + copy of 11 records", raw_find);
+  phonecore::bench::report(out, "local_contactlist_find (11 records)", find);
+  phonecore::bench::report(out, "floor: raw get exchange + copy of 97 records", raw_get);
+  phonecore::bench::report(out, "local_cantacts_get (97 records)", get);
+  phonecore::bench::report(out, "floor: raw block-list find + exact walk", raw_listed);
+  phonecore::bench::report(out, "local_contactlist_number_is_in_blacklist", is_listed);
   fprintf(out, "  find   p50 / floor = %.2f\n", find.p50_us / raw_find.p50_us);
   fprintf(out, "  get    p50 / floor = %.2f\n", get.p50_us / raw_get.p50_us);
   fprintf(out, "  listed p50 / floor = %.2f\n", is_listed.p50_us / raw_listed.p50_us);
