@@ -62,6 +62,22 @@ while read -r peer ready start; do
   [ -e "$readyfile" ] || { echo "phonebox: $peer did not start" >&2; cat /run/phonebox/$peer.log >&2; exit 125; }
 done < /phonebox/peers.list
 
+# A real FTP server (pyftpdlib) on 127.0.0.1:2121 over /srv/ftp: user
+# "phone", password "secret", who may write; its debug log in
+# /run/phonebox/ftp.log.
+mkdir -p /srv/ftp
+if /usr/bin/python3 -c 'import pyftpdlib' 2>/dev/null; then
+  /usr/bin/python3 -m pyftpdlib -i 127.0.0.1 -p 2121 -d /srv/ftp -u phone -P secret -w -D \
+    </dev/null >>/run/phonebox/ftp.log 2>&1 &
+  pids+=($!)
+  for _ in $(seq 500); do
+    (exec 3<>/dev/tcp/127.0.0.1/2121) 2>/dev/null && break
+    sleep 0.01
+  done
+else
+  echo "phonebox: python3-pyftpdlib is not installed; no FTP server" >&2
+fi
+
 # With --devices the command, and only it, runs on the board's devices:
 # the LED and watchdog drivers, and sysfs controls that are made by export.
 if [ -n "${PHONEBOX_DEVICES:-}" ]; then

@@ -160,6 +160,18 @@ void route_status(int fd, const Request&, std::string_view path) {
 void route_redirect(int fd, const Request&, std::string_view) {
   send_all(fd, reply(302, "Found", "Location: /status/200\r\n", "moved\n"));
 }
+void route_bare_redirect(int fd, const Request&, std::string_view) {
+  send_all(fd, reply(302, "Found", "", "moved, but where\n"));
+}
+void route_trickle(int fd, const Request&, std::string_view path) {
+  // The head at once, then the body one byte every 400 ms.
+  const std::string body = file_bytes(route_number(path, "/trickle/", 5));
+  send_all(fd, "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n");
+  for (char c : body) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(400));
+    send_all(fd, std::string_view(&c, 1));
+  }
+}
 void route_auth(int fd, const Request& r, std::string_view) {
   const std::string* auth = r.header("Authorization");
   if (auth != nullptr && *auth == "Basic dXNlcjpwYXNz")  // user:pass
@@ -197,6 +209,7 @@ constexpr RouteRow kRoutes[] = {
     {"/status/", &route_status}, {"/redirect", &route_redirect},       {"/auth", &route_auth},
     {"/stall/", &route_stall},   {"/close", &route_close},             {"/short", &route_short},
     {"/long", &route_long},      {"/big-headers", &route_big_headers}, {"/file/", &route_file},
+    {"/bare-redirect", &route_bare_redirect}, {"/trickle/", &route_trickle},
 };
 
 // The path of a target: an absolute URL loses its scheme and host, and

@@ -27,6 +27,7 @@
 #include "phonecore/net_info.h"
 #include "phonecore/net_config.h"
 #include "phonecore/web_config.h"
+#include "phonecore/net_transfer.h"
 #include "phonecore/provision.h"
 #include "phonecore/http_client.h"
 #include "phonecore/syscmd.h"
