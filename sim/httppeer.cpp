@@ -163,6 +163,9 @@ void route_redirect(int fd, const Request&, std::string_view) {
 void route_bare_redirect(int fd, const Request&, std::string_view) {
   send_all(fd, reply(302, "Found", "", "moved, but where\n"));
 }
+void route_loop(int fd, const Request&, std::string_view) {
+  send_all(fd, reply(302, "Found", "Location: /loop\r\n", "again\n"));
+}
 void route_trickle(int fd, const Request&, std::string_view path) {
   // The head at once, then the body one byte every 400 ms.
   const std::string body = file_bytes(route_number(path, "/trickle/", 5));
@@ -209,7 +212,7 @@ constexpr RouteRow kRoutes[] = {
     {"/status/", &route_status}, {"/redirect", &route_redirect},       {"/auth", &route_auth},
     {"/stall/", &route_stall},   {"/close", &route_close},             {"/short", &route_short},
     {"/long", &route_long},      {"/big-headers", &route_big_headers}, {"/file/", &route_file},
-    {"/bare-redirect", &route_bare_redirect}, {"/trickle/", &route_trickle},
+    {"/bare-redirect", &route_bare_redirect}, {"/trickle/", &route_trickle}, {"/loop", &route_loop},
 };
 
 // The path of a target: an absolute URL loses its scheme and host, and

@@ -89,6 +89,25 @@ PHONECORE_API int getWeekInYear(void) PHONECORE_NOEXCEPT;
 /* The schedule is decided by the calling process: always 0. */
 PHONECORE_API int auto_update_active_by_week(void) PHONECORE_NOEXCEPT;
 
+/* One provisioning run, on the provisioning thread, after
+ * auto_update_get_config: fetches name from AutoProvisionServerURL (which
+ * must contain "ftp" or "http") into /tmp, following up to three 302s,
+ * installs it as /appconfigs/phone.cfg, waits (5 s a look, up to two hours)
+ * while a call lasts, adding the waited seconds to *ticks, then runs
+ * provision_config_file_proc. 0 for a server URL of no known scheme, the
+ * transfer's result when it is neither 1 nor 302; otherwise the value has
+ * no meaning. Blocks for as long as all of this takes. */
+PHONECORE_API int auto_update_download_proc(const char *name, uint32_t *ticks) PHONECORE_NOEXCEPT;
+/* Has the configuration service take up /appconfigs/phone.cfg, tells all
+ * processes to reload (a little over 4 s of pauses), restarts the network
+ * and touches /tmp/autoprovision_config_update2. 0. */
+PHONECORE_API int provision_config_file_proc(void) PHONECORE_NOEXCEPT;
+/* Asks the configuration service to take up /appconfigs/phone.cfg and
+ * waits for its answer (5 s at most), which is not looked at. 0. */
+PHONECORE_API int upload_config_file(void) PHONECORE_NOEXCEPT;
+/* The reverse request to the service; its answer is not looked at. 0. */
+PHONECORE_API int download_config_file(void) PHONECORE_NOEXCEPT;
+
 PHONECORE_END_DECLS
 
 #endif

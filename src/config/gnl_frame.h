@@ -82,6 +82,7 @@ constexpr uint16_t kListClass = 1;
 
 constexpr uint16_t kFormatRaw = 0;
 constexpr uint16_t kFormatJson = 1;
+constexpr uint16_t kFormatConfigFile = 2;  // the take-up of phone.cfg and its reverse
 
 // kGnlHeaderSize = magic 2 + category 2 + operation 2 + format 2 +
 // path length 2 + path 64 + data length 2.
