@@ -5,7 +5,8 @@ set -u
 
 # Factory reset of the configuration partition.
 cp -a /customer/appconfigs/. /appconfigs/
-mkdir -p /appconfigs/etc
+# etc: the web pages' accounts; tls_ca: the trusted certificates of provisioning.
+mkdir -p /appconfigs/etc /appconfigs/tls_ca
 cp /customer/etc/webauth.cfg /appconfigs/etc/
 
 # The board's devices: a blank flash partition of two 64 KiB erase blocks

@@ -108,6 +108,36 @@ PHONECORE_API int upload_config_file(void) PHONECORE_NOEXCEPT;
 /* The reverse request to the service; its answer is not looked at. 0. */
 PHONECORE_API int download_config_file(void) PHONECORE_NOEXCEPT;
 
+/* The firmware step of a run: reads the upgrade members of the settings
+ * into ap_cfg, writes a top-level AutoProvisionUpgradeEnable "0", and when
+ * URL, MD5 and enable are all set cleans the device (telnet, SSH and the
+ * local log off, diagnostics killed, /tmp cleared, caches dropped: not
+ * undone on failure), fetches the image and, when its MD5 is exactly the
+ * expected text, records md5 and file_size under "version" of system.cfg
+ * and leaves it as /tmp/download.bin for the upgrader. 0 whether or not an
+ * upgrade started; -10 when the settings can't be read. */
+PHONECORE_API int auto_update_get_config_upgrade(void) PHONECORE_NOEXCEPT;
+/* The certificate step of a run, in the same manner: a top-level
+ * AutoProvisionGetCrtEnable "0"; with URL, MD5 and enable set, the
+ * certificate is fetched, its MD5 checked and crt_validate_proc run under
+ * AutoProvisionGetCrtName (empty: "tmp001.crt"). 0; -10 when the settings
+ * can't be read. */
+PHONECORE_API int auto_update_get_tls_crt(void) PHONECORE_NOEXCEPT;
+
+/* Results of crt_validate_proc. */
+#define CRT_FILED 0          /* listed in default/security.cfg and filed */
+#define CRT_LIST_FULL 2      /* five certificates are listed already */
+#define CRT_NO_SUBJECT 3     /* openssl told no subject (or is absent) */
+#define CRT_NO_END_DATE 4    /* openssl told no end date */
+#define CRT_ALREADY_LISTED 6 /* the same file name or the same MD5 is listed */
+
+/* Enters /tmp/<name> into the trusted list of default/security.cfg (its
+ * subject CN and O and its end date as openssl prints them), files it as
+ * /appconfigs/tls_ca/<name> and rebuilds /appconfigs/quorbit.ca from the
+ * whole list. A refused certificate is removed from /tmp; list and bundle
+ * stay as they were. One of the CRT_ codes. */
+PHONECORE_API int crt_validate_proc(const char *name, const char *md5) PHONECORE_NOEXCEPT;
+
 PHONECORE_END_DECLS
 
 #endif

@@ -55,6 +55,8 @@ int marker(const char*) {
   run_shell(kUpdatedMarker);
   return 0;
 }
+int certificate(const char*) { return auto_update_get_tls_crt(); }
+int firmware(const char*) { return auto_update_get_config_upgrade(); }
 
 constexpr ReloadStep kReload[] = {
     {&take_up, nullptr, 0},
@@ -73,6 +75,8 @@ constexpr ReloadStep kReload[] = {
     {&broadcast, "reload_setHotkey_lineKey", 2000000},
     {&network, nullptr, 0},
     {&marker, nullptr, 0},
+    {&certificate, nullptr, 0},
+    {&firmware, nullptr, 0},
 };
 
 // Sends the request and waits for any answer; neither is looked at.
