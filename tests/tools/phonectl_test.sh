@@ -353,6 +353,49 @@ http_upload)
   grep -qF 'payload' /tmp/log || fail "the file is not in the body"
   status 1 phonectl http upload http://127.0.0.1:18080/up /tmp/nosuch
   ;;
+provision_fetch)
+  printf 'account.1.enable = 1\n' >/srv/ftp/p.cfg
+  out=$(phonectl --json provision fetch ftp://127.0.0.1:2121/p.cfg /tmp/p.cfg --user phone --password secret) ||
+    fail "provision fetch over FTP"
+  expect "result" "$(jq -r .result <<<"$out")" 1
+  expect "file" "$(cat /tmp/p.cfg)" "account.1.enable = 1"
+  out=$(phonectl --json provision fetch http://127.0.0.1:18080/redirect /tmp/r.cfg) || fail "provision fetch 302"
+  expect "302" "$(jq -r .result <<<"$out")" 302
+  expect "target" "$(jq -r .redirect <<<"$out")" http://127.0.0.1:18080/status/200
+  status 1 phonectl provision fetch http://127.0.0.1:18080/status/404 /tmp/x.cfg
+  status 1 phonectl provision fetch ftp://127.0.0.1:2121/p.cfg /tmp/p.cfg --user phone --password wrong
+  status 2 phonectl provision fetch http://127.0.0.1:18080/x /tmp/x --timeout soon
+  ;;
+provision_upload)
+  printf 'the log' >/tmp/up.log
+  status 0 phonectl provision upload ftp://127.0.0.1:2121/logs/phone/up.log /tmp/up.log --user phone --password secret
+  expect "uploaded" "$(cat /srv/ftp/logs/phone/up.log)" "the log"
+  status 1 phonectl provision upload ftp://127.0.0.1:2121/x.log /tmp/nosuch --user phone --password secret
+  ;;
+provision_run)
+  printf '#!version:1.0.0.1\n' >/srv/ftp/0011.cfg
+  phonectl provision set AutoProvisionServerURL=ftp://127.0.0.1:2121 AutoProvisionUser=phone \
+    AutoProvisionPassword=secret >/dev/null || fail "provision set"
+  pbctl control configd clear >/dev/null
+  out=$(phonectl --json provision run 0011.cfg) || fail "provision run"
+  expect "result" "$(jq -r .result <<<"$out")" 1
+  expect "installed" "$(cat /appconfigs/phone.cfg)" "#!version:1.0.0.1"
+  [ -e /tmp/autoprovision_config_update2 ] || fail "no marker of the reload"
+  pbctl control configd log | grep -q '^4102 12297 2 - 0$' || fail "no take-up asked"
+  phonectl provision set AutoProvisionServerURL=HTTP://127.0.0.1:18080 >/dev/null
+  status 1 phonectl provision run 0011.cfg
+  ;;
+provision_cert)
+  openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -keyout /tmp/k.pem -out /tmp/ca.crt \
+    -days 30 -subj '/O=Box/CN=box ca' 2>/dev/null || fail "openssl"
+  out=$(phonectl --json provision cert ca.crt 0123) || fail "provision cert"
+  expect "code" "$(jq -r .code <<<"$out")" 0
+  expect "listed" "$(jq -r '.SecurityTrustedCert.child_security_trusted_cert_list[0].banfagei' \
+    /appconfigs/default/security.cfg)" "box ca"
+  cmp -s /appconfigs/quorbit.ca /appconfigs/tls_ca/ca.crt || fail "bundle"
+  printf 'junk' >/tmp/junk.crt
+  status 1 phonectl provision cert junk.crt 4567
+  ;;
 *)
   echo "no case $case_name" >&2
   exit 2
