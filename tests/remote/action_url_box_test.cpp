@@ -241,6 +241,8 @@ TEST_F(ActionUrlBox, ClosedPortAndStallFail) {
   EXPECT_EQ(http_send_get(HttpPeer::url("/stall/2").c_str()), -1);
   err = ::testing::internal::GetCapturedStderr();
   EXPECT_NE(err.find("返回值:28\n"), std::string::npos) << err;
+  // The server records the stalled connection once it sees it closed.
+  EXPECT_EQ(peer.requests(1).size(), 1u);
   ::testing::internal::CaptureStderr();
   EXPECT_EQ(http_send_get("gopher2://127.0.0.1/"), -1);
   err = ::testing::internal::GetCapturedStderr();
@@ -384,6 +386,35 @@ TEST_F(ActionUrlBox, SecondNamesAreTheSamePipeline) {
             0);
   EXPECT_STREQ(url, HttpPeer::url("/two?m=00:1A:2B:3C:4D:5E&r=7").c_str());
   EXPECT_EQ(one_target(), "/two?m=00:1A:2B:3C:4D:5E&r=7");
+}
+
+// The line of the box web server's access log that holds text, waiting a
+// little for the server to write it; empty when none came.
+std::string access_log_line(const std::string& text) {
+  for (int i = 0; i < 300; ++i) {
+    std::ifstream in("/run/phonebox/lighttpd.access.log");
+    for (std::string line; std::getline(in, line);)
+      if (line.find(text) != std::string::npos) return line;
+    usleep(10000);
+  }
+  return {};
+}
+
+TEST_F(ActionUrlBox, RealWebServerLogsTheFilledRequest) {
+  ASSERT_EQ(fire_incoming("http://127.0.0.1:8080/books/placeholder.txt?ev=in&mac=$mac&remote=$remote&ip=$ip"), 0);
+  const std::string line = access_log_line("ev=in&");
+  EXPECT_NE(line.find("\"GET /books/placeholder.txt?ev=in&mac=00:1A:2B:3C:4D:5E&remote=1002&ip=" + wan_address() +
+                      " HTTP/1.1\" 200 12"),
+            std::string::npos)
+      << line;
+}
+
+TEST_F(ActionUrlBox, CertificatesAreNotChecked) {
+  // The self-signed server is taken as the CA's.
+  ASSERT_EQ(fire_incoming("https://127.0.0.1:8444/?ev=tls&r=$remote"), 0);
+  // (over TLS libcurl and lighttpd agree on HTTP/2)
+  const std::string line = access_log_line("ev=tls&");
+  EXPECT_NE(line.find("\"GET /?ev=tls&r=1002 HTTP/2.0\" 200"), std::string::npos) << line;
 }
 
 }  // namespace
