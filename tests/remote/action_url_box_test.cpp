@@ -119,7 +119,7 @@ std::string wan_address() {
 }
 
 class ActionUrlBox : public ::testing::Test {
- protected:
+ public:
   void SetUp() override {
     ASSERT_TRUE(peer.clear());
     std::memset(action_event_url, 0, sizeof action_event_url);
@@ -131,6 +131,7 @@ class ActionUrlBox : public ::testing::Test {
     return action_Incoming_Call("sip:1001@pbx", "1001", "pbx", "1001", remote, "Alice", display_remote, "c-42",
                                 "2002", "3003");
   }
+ protected:
   std::string one_target() {
     const auto r = peer.requests(1);
     return r.empty() ? std::string("<nothing>") : r[0].target;
@@ -400,8 +401,29 @@ std::string access_log_line(const std::string& text) {
   return {};
 }
 
+// Fires the event until it doesn't run into its 200 ms limit (a loaded
+// machine may need longer for a TLS handshake): its last result, and what
+// the failed ones printed.
+int fire_patiently(ActionUrlBox& t, const std::string& url, std::string& errors) {
+  int result = -1;
+  for (int i = 0; i < 20; ++i) {
+    ::testing::internal::CaptureStderr();
+    result = t.fire_incoming(url);
+    const std::string err = ::testing::internal::GetCapturedStderr();
+    if (result == 0 || err.find("返回值:28\n") == std::string::npos) {
+      if (result != 0) errors += err;
+      break;
+    }
+  }
+  return result;
+}
+
 TEST_F(ActionUrlBox, RealWebServerLogsTheFilledRequest) {
-  ASSERT_EQ(fire_incoming("http://127.0.0.1:8080/books/placeholder.txt?ev=in&mac=$mac&remote=$remote&ip=$ip"), 0);
+  std::string errors;
+  ASSERT_EQ(fire_patiently(*this, "http://127.0.0.1:8080/books/placeholder.txt?ev=in&mac=$mac&remote=$remote&ip=$ip",
+                           errors),
+            0)
+      << errors;
   const std::string line = access_log_line("ev=in&");
   EXPECT_NE(line.find("\"GET /books/placeholder.txt?ev=in&mac=00:1A:2B:3C:4D:5E&remote=1002&ip=" + wan_address() +
                       " HTTP/1.1\" 200 12"),
@@ -411,7 +433,8 @@ TEST_F(ActionUrlBox, RealWebServerLogsTheFilledRequest) {
 
 TEST_F(ActionUrlBox, CertificatesAreNotChecked) {
   // The self-signed server is taken as the CA's.
-  ASSERT_EQ(fire_incoming("https://127.0.0.1:8444/?ev=tls&r=$remote"), 0);
+  std::string errors;
+  ASSERT_EQ(fire_patiently(*this, "https://127.0.0.1:8444/?ev=tls&r=$remote", errors), 0) << errors;
   // (over TLS libcurl and lighttpd agree on HTTP/2)
   const std::string line = access_log_line("ev=tls&");
   EXPECT_NE(line.find("\"GET /?ev=tls&r=1002 HTTP/2.0\" 200"), std::string::npos) << line;
