@@ -16,6 +16,7 @@
 #include "remote/action_url_internal.h"
 #include "support/factory_files.h"
 #include "support/http_peer.h"
+#include "support/web_server.h"
 
 namespace {
 
@@ -23,6 +24,7 @@ using phonecore::remote::kActionEvents;
 using phonecore::testing::FactoryFiles;
 using phonecore::testing::HttpPeer;
 using phonecore::testing::HttpRecord;
+using phonecore::testing::WebServer;
 
 using EventFunction = int (*)(const char*, const char*, const char*, const char*, const char*, const char*,
                               const char*, const char*, const char*, const char*);
@@ -389,18 +391,6 @@ TEST_F(ActionUrlBox, SecondNamesAreTheSamePipeline) {
   EXPECT_EQ(one_target(), "/two?m=00:1A:2B:3C:4D:5E&r=7");
 }
 
-// The line of the box web server's access log that holds text, waiting a
-// little for the server to write it; empty when none came.
-std::string access_log_line(const std::string& text) {
-  for (int i = 0; i < 300; ++i) {
-    std::ifstream in("/run/phonebox/lighttpd.access.log");
-    for (std::string line; std::getline(in, line);)
-      if (line.find(text) != std::string::npos) return line;
-    usleep(10000);
-  }
-  return {};
-}
-
 // Fires the event until it doesn't run into its 200 ms limit (a loaded
 // machine may need longer for a TLS handshake): its last result, and what
 // the failed ones printed.
@@ -424,7 +414,7 @@ TEST_F(ActionUrlBox, RealWebServerLogsTheFilledRequest) {
                            errors),
             0)
       << errors;
-  const std::string line = access_log_line("ev=in&");
+  const std::string line = WebServer::access_log_line("ev=in&");
   EXPECT_NE(line.find("\"GET /books/placeholder.txt?ev=in&mac=00:1A:2B:3C:4D:5E&remote=1002&ip=" + wan_address() +
                       " HTTP/1.1\" 200 12"),
             std::string::npos)
@@ -436,7 +426,7 @@ TEST_F(ActionUrlBox, CertificatesAreNotChecked) {
   std::string errors;
   ASSERT_EQ(fire_patiently(*this, "https://127.0.0.1:8444/?ev=tls&r=$remote", errors), 0) << errors;
   // (over TLS libcurl and lighttpd agree on HTTP/2)
-  const std::string line = access_log_line("ev=tls&");
+  const std::string line = WebServer::access_log_line("ev=tls&");
   EXPECT_NE(line.find("\"GET /?ev=tls&r=1002 HTTP/2.0\" 200"), std::string::npos) << line;
 }
 
