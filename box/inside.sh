@@ -78,6 +78,28 @@ if /usr/bin/python3 -c 'import pyftpdlib' 2>/dev/null; then
 else
   echo "phonebox: python3-pyftpdlib is not installed; no FTP server" >&2
 fi
+# --- web server -----------------------------------------------------------
+# The real lighttpd, by absolute path (the one on PATH is the recording
+# stand-in of the phone's own server): 127.0.0.1:8080, HTTPS 8443 with a
+# certificate of the box's CA and 8444 self-signed, /private/ behind Basic
+# credentials user:pass, /books/ the cloud phone books of /srv/books, the
+# access log /run/phonebox/lighttpd.access.log.
+cp -a /phonebox/srv/. /srv/
+mkdir -p /system/etc
+if [ -e /phonebox/sim/tls/ca.pem ]; then cp /phonebox/sim/tls/ca.pem /system/etc/cacert.pem; fi
+printf 'user:pass\n' > /run/phonebox/lighttpd.users
+: > /run/phonebox/lighttpd.access.log
+if [ -x /usr/sbin/lighttpd ] && [ -e /phonebox/sim/tls/server.pem ]; then
+  /usr/sbin/lighttpd -D -f /phonebox/lighttpd.conf </dev/null 2>>/run/phonebox/lighttpd.error.log &
+  pids+=($!)
+  for _ in $(seq 500); do
+    (: </dev/tcp/127.0.0.1/8080) 2>/dev/null && break
+    sleep 0.01
+  done
+else
+  echo "phonebox: /usr/sbin/lighttpd or the TLS files are missing; no web server" >&2
+fi
+# --- end web server -------------------------------------------------------
 
 # With --devices the command, and only it, runs on the board's devices:
 # the LED and watchdog drivers, and sysfs controls that are made by export.

@@ -395,6 +395,28 @@ provision_cert)
   cmp -s /appconfigs/quorbit.ca /appconfigs/tls_ca/ca.crt || fail "bundle"
   printf 'junk' >/tmp/junk.crt
   status 1 phonectl provision cert junk.crt 4567
+action)
+  # The event's template from default/function.cfg, its variables filled
+  # from the words, one GET to the recording peer; the URL as sent.
+  jq '.FeatureActionURL.AUIncomingCall = "http://127.0.0.1:18080/in?mac=$mac&r=$remote&dr=$display_remote&cn=$calledNumber"' \
+    /appconfigs/default/function.cfg >/tmp/function.cfg && cp /tmp/function.cfg /appconfigs/default/function.cfg
+  pbctl control httppeer clear >/dev/null
+  out=$(phonectl --json action AUIncomingCall remote=1002 calledNumber=3003)
+  expect "result" "$(jq -r .result <<<"$out")" 0
+  expect "url" "$(jq -r .url <<<"$out")" 'http://127.0.0.1:18080/in?mac=00:1A:2B:3C:4D:5E&r=1002&dr=$display_remote&cn=3003'
+  pbctl control httppeer log >/tmp/log
+  grep -qF '"target":"/in?mac=00:1A:2B:3C:4D:5E&r=1002&dr=$display_remote&cn=3003"' /tmp/log || fail "no GET in the record"
+  grep -qF '["Content-Type","application/json;charset=UTF-8"]' /tmp/log || fail "no Content-Type in the record"
+  # An event without a template sends nothing and succeeds.
+  pbctl control httppeer clear >/dev/null
+  expect "empty" "$(phonectl --json action AUHold | jq -r .url)" ""
+  expect "nothing sent" "$(pbctl control httppeer log | grep -c target)" 0
+  # A blank in a value is not encoded: libcurl refuses the URL.
+  status 1 phonectl action AUIncomingCall "remote=10 02"
+  status 2 phonectl action AUTransferFailed
+  status 2 phonectl action NoSuchEvent
+  status 2 phonectl action AUIncomingCall nosuch=1
+  status 2 phonectl action AUIncomingCall remote
   ;;
 *)
   echo "no case $case_name" >&2

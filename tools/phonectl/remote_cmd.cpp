@@ -1,8 +1,12 @@
-// phonectl http: the HTTP client's get, post, download and upload.
+// phonectl http: the HTTP client's get, post, download and upload;
+// phonectl action: one Action URL event.
+#include <phonecore/action_url.h>
 #include <phonecore/http_client.h>
 
 #include <cstring>
+#include <iterator>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "phonectl.h"
@@ -95,6 +99,107 @@ int http_upload(Context &ctx, Args args) {
   return result == 0 ? kOk : kRefused;
 }
 
+
+// The events by their member of "FeatureActionURL", in slot order; the
+// slot of "AUTransferFailed" has no function.
+using EventFunction = int (*)(const char *, const char *, const char *, const char *, const char *, const char *,
+                              const char *, const char *, const char *, const char *);
+struct EventRow {
+  std::string_view member;
+  EventFunction fire;
+};
+constexpr EventRow kEvents[ACTION_URL_EVENTS] = {
+    {"AUSetupCompleted", action_Setup_Completed},
+    {"AULogOn", action_Registered},
+    {"AULogOff", action_Unregistered},
+    {"AURegisterFailed", action_Register_Failed},
+    {"AUOffHook", action_Off_Hook},
+    {"AUOnHook", action_On_Hook},
+    {"AUIncomingCall", action_Incoming_Call},
+    {"AUCallOut", action_Outgoing_Call},
+    {"AUEstablished", action_Established},
+    {"AUTerminated", action_Terminated},
+    {"AUOpenDnd", action_Open_DND},
+    {"AUCloseDnd", action_Close_DND},
+    {"AUOpenAlwaysForward", action_Always_Forward_On},
+    {"AUCloseAlwaysForward", action_Always_Forward_Off},
+    {"AUOpenBusyForward", action_Busy_Forward_On},
+    {"AUCloseBusyForward", action_Busy_Forward_Off},
+    {"AUOpenNoAnswerForward", action_No_Answer_Forward_On},
+    {"AUCloseNoAnswerForward", action_No_Answer_Forward_Off},
+    {"AUTransferCall", action_Transfer_Call},
+    {"AUBlindTransfer", action_Blind_Transfer},
+    {"AUAttendedTransfer", action_Attended_Transfer},
+    {"AUHold", action_Hold},
+    {"AUUnHold", action_UnHold},
+    {"AUMute", action_MUTE},
+    {"AUUnMute", action_UnMute},
+    {"AUMissedCall", action_Missed_Call},
+    {"AUIpChanged", action_IP_Changed},
+    {"AUIdleToBusy", action_Idle_to_Busy},
+    {"AUBusyToIdle", action_Busy_to_Idle},
+    {"AURejectIncomingCall", action_Reject_Incoming_Call},
+    {"AUAnswerNewInCall", action_Answer_New_Incoming_Call},
+    {"AUTransferFailed", nullptr},
+    {"AUTransferFinished", action_Transfer_Finished},
+    {"AUForwardIncomingCall", action_Forward_Incoming_Call},
+    {"AUAutopFinish", action_Autop_Finish},
+    {"AUOpenCallWait", action_Call_Waiting_On},
+    {"AUCloseCallWait", action_Call_Waiting_Off},
+    {"AUHeadSet", action_Headset},
+    {"AUHandFree", action_Handsfree},
+    {"AUCancelCallOut", action_Cancel_Call_Out},
+    {"AURemoteBusy", action_Remote_Busy},
+    {"AUCallRemoteCanceled", action_Call_Remote_Canceled},
+    {"AUPeripheralInformation", action_Peripheral_Information},
+    {"AUVPNIPChange", action_VPN_IP},
+};
+
+// The ten event variables as typed, without their "$", in argument order.
+constexpr std::string_view kEventNames[10] = {"active_url",    "active_user",    "active_host", "local",
+                                              "remote",        "display_local",  "display_remote",
+                                              "call_id",       "callerID",       "calledNumber"};
+
+// Loads the templates as the phone does, fills the event's with the
+// NAME=VALUE words (an absent one is null: its variable stays) and sends it.
+int action(Context &ctx, Args args) {
+  const std::string_view event = args[0];
+  size_t slot = 0;
+  while (slot < std::size(kEvents) && kEvents[slot].member != event) ++slot;
+  if (slot == std::size(kEvents) || kEvents[slot].fire == nullptr) {
+    std::string known;
+    for (const EventRow &row : kEvents)
+      if (row.fire != nullptr) known += (known.empty() ? "" : " ") + std::string(row.member);
+    return fail(kUsage, "no event " + std::string(event) + "; events: " + known);
+  }
+  std::string values[10];
+  bool given[10] = {};
+  for (size_t i = 1; i < args.size(); ++i) {
+    const std::string_view word = args[i];
+    const size_t eq = word.find('=');
+    size_t k = 0;
+    while (eq != std::string_view::npos && k < std::size(kEventNames) && kEventNames[k] != word.substr(0, eq)) ++k;
+    if (eq == std::string_view::npos || k == std::size(kEventNames))
+      return fail(kUsage, "not an event variable: " + std::string(word) + " (NAME=VALUE, NAME one of active_url "
+                                                                            "active_user active_host local remote "
+                                                                            "display_local display_remote call_id "
+                                                                            "callerID calledNumber)");
+    values[k] = word.substr(eq + 1);
+    given[k] = true;
+  }
+  const char *v[10];
+  for (size_t k = 0; k < 10; ++k) v[k] = given[k] ? values[k].c_str() : nullptr;
+  update_all_action_arrary(action_event_url);
+  const int result = kEvents[slot].fire(v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7], v[8], v[9]);
+  json_object *r = json_object_new_object();
+  json_object_object_add(r, "event", json_object_new_string(kEvents[slot].member.data()));
+  json_object_object_add(r, "template", json_object_new_string(action_event_url[slot]));
+  json_object_object_add(r, "url", json_object_new_string(action_event_url_tmp[slot]));
+  json_object_object_add(r, "result", json_object_new_int(result));
+  print(ctx, r);
+  return result == 0 ? kOk : kRefused;
+}
+
 constexpr Command kCommands[] = {
     {"http", "get", "http get URL [NAME:VALUE]...", "a GET (20 s at most); the reply's body on standard output", 1,
      -1, http_get},
@@ -104,6 +209,10 @@ constexpr Command kCommands[] = {
      "URL into PATH anew, or appended from PATH's size with --resume; the libcurl code as result", 2, 3,
      http_download},
     {"http", "upload", "http upload URL PATH", "PATH as a multipart upload", 2, 2, http_upload},
+    {"action", "", "action EVENT [NAME=VALUE]...",
+     "the Action URL of EVENT (\"AUIncomingCall\" ...) from default/function.cfg, its variables filled with the "
+     "NAME=VALUE words (remote=1002 ...), sent once; the URL as sent and the result",
+     1, -1, action},
 };
 
 }  // namespace
