@@ -395,6 +395,7 @@ provision_cert)
   cmp -s /appconfigs/quorbit.ca /appconfigs/tls_ca/ca.crt || fail "bundle"
   printf 'junk' >/tmp/junk.crt
   status 1 phonectl provision cert junk.crt 4567
+  ;;
 action)
   # The event's template from default/function.cfg, its variables filled
   # from the words, one GET to the recording peer; the URL as sent.
