@@ -37,6 +37,7 @@
 #include "phonecore/net_config.h"
 #include "phonecore/web_config.h"
 #include "phonecore/provision.h"
+#include "phonecore/phonecfg.h"
 #include "phonecore/http_client.h"
 
 #endif

@@ -28,6 +28,7 @@
 #include "phonecore/net_config.h"
 #include "phonecore/web_config.h"
 #include "phonecore/provision.h"
+#include "phonecore/phonecfg.h"
 #include "phonecore/http_client.h"
 #include "phonecore/syscmd.h"
 #include "phonecore/voip.h"

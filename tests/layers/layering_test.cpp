@@ -45,6 +45,7 @@ constexpr PublicHeader kPublicHeaders[] = {
     {"prompt.h", "call"},   {"voip.h", "call"},       {"dial_rule.h", "dial"},   {"dialplan.h", "dial"},
     {"hotkey.h", "dial"},   {"hal.h", "device"},      {"contacts.h", "directory"}, {"calllists.h", "directory"}, {"net_info.h", "network"}, {"net_config.h", "network"}, {"web_config.h", "network"}, {"flash.h", "device"}, {"gpio.h", "device"}, {"led.h", "device"}, {"backlight.h", "device"}, {"uart.h", "device"}, {"watchdog.h", "device"}, {"usb_backup.h", "device"}, {"phonecore.h", "remote"},
     {"provision.h", "provision"},
+    {"phonecfg.h", "provision"},
     {"http_client.h", "remote"},
 };
 
