@@ -24,6 +24,8 @@
 
 /* parameterA and parameterA_value: 63 characters and the terminator. */
 #define PHONECFG_TEXT_SIZE 64
+/* Each SIP identity buffer: 127 characters and the terminator. */
+#define PHONECFG_IDENTITY_SIZE 128
 
 PHONECORE_BEGIN_DECLS
 
@@ -65,6 +67,60 @@ PHONECORE_API int isFourLine(const char *text) PHONECORE_NOEXCEPT;
 /* 1 when parameterA_value holds only the digits 0 to 9 (the empty value
  * too), else 0. */
 PHONECORE_API int is_value_digits(void) PHONECORE_NOEXCEPT;
+
+/* Last reading of /tmp/reloading: 1 while a reload runs. */
+PHONECORE_API extern int is_reloading;
+/* Last reading of /tmp/call_check.txt: 1 while a call is in process. */
+PHONECORE_API extern int callinprocess;
+
+/* The SIP identities of the accounts, made by set_id_to_voip_cfg:
+ * registrarN "sip:server1:port1", registrarN_2 the same of server 2,
+ * regisidN "sip:user@server1:port1", regisidN_2 of server 2. Account 4 is
+ * formatted into the account-3 buffers; the account-4 buffers stay empty. */
+PHONECORE_API extern char registrar1[PHONECFG_IDENTITY_SIZE];
+PHONECORE_API extern char registrar1_2[PHONECFG_IDENTITY_SIZE];
+PHONECORE_API extern char registrar2[PHONECFG_IDENTITY_SIZE];
+PHONECORE_API extern char registrar2_2[PHONECFG_IDENTITY_SIZE];
+PHONECORE_API extern char registrar3[PHONECFG_IDENTITY_SIZE];
+PHONECORE_API extern char registrar3_2[PHONECFG_IDENTITY_SIZE];
+PHONECORE_API extern char registrar4[PHONECFG_IDENTITY_SIZE];
+PHONECORE_API extern char registrar4_2[PHONECFG_IDENTITY_SIZE];
+PHONECORE_API extern char regisid1[PHONECFG_IDENTITY_SIZE];
+PHONECORE_API extern char regisid1_2[PHONECFG_IDENTITY_SIZE];
+PHONECORE_API extern char regisid2[PHONECFG_IDENTITY_SIZE];
+PHONECORE_API extern char regisid2_2[PHONECFG_IDENTITY_SIZE];
+PHONECORE_API extern char regisid3[PHONECFG_IDENTITY_SIZE];
+PHONECORE_API extern char regisid3_2[PHONECFG_IDENTITY_SIZE];
+PHONECORE_API extern char regisid4[PHONECFG_IDENTITY_SIZE];
+PHONECORE_API extern char regisid4_2[PHONECFG_IDENTITY_SIZE];
+
+/* Once per batch, after the items: unless /tmp/reloading says a reload
+ * runs, marks it "1", and when no call is in process and some key was
+ * imported, rebuilds the identities and sends the reload broadcasts with
+ * their pauses (260 ms); then "start_network" and 3 s when a network key
+ * came, "reload_account" and 100 ms, and marks "0". A batch met by a call
+ * keeps reload_something_flag for the next reload. Always 0. */
+PHONECORE_API int reload_all_phonecfg(void) PHONECORE_NOEXCEPT;
+/* Writes the text to /tmp/reloading (mode "w"); silent when it can't be
+ * opened. A null text leaves the file empty. 0. */
+PHONECORE_API int write_tmp_reloading(const char *text) PHONECORE_NOEXCEPT;
+/* Reads /tmp/reloading into is_reloading: missing or exactly "0" is 0,
+ * anything else (empty, "0\n", "00") 1. 0. */
+PHONECORE_API int getReloading(void) PHONECORE_NOEXCEPT;
+/* Reads /tmp/call_check.txt into callinprocess by the same rule. 0. */
+PHONECORE_API int getCallStatus(void) PHONECORE_NOEXCEPT;
+/* Writes registrar, registrar2, id and id2 of the four accounts into
+ * "voip.cfg" from "default/voiplist.cfg"; a missing member reads "(null)".
+ * Nothing happens when either file can't be read. 0. */
+PHONECORE_API int set_id_to_voip_cfg(void) PHONECORE_NOEXCEPT;
+/* Clears the sixteen identity buffers. 0. */
+PHONECORE_API int init_some_arrary(void) PHONECORE_NOEXCEPT;
+
+/* The whole file as a new NUL-terminated buffer, released by the caller
+ * with free; *length (when given) receives the bytes read, without the
+ * terminator. Null after printing "\nOpen file  fail" when the file can't
+ * be opened or the memory can't be had. A directory reads as empty. */
+PHONECORE_API char *getFileAll(const char *path, int *length) PHONECORE_NOEXCEPT;
 
 PHONECORE_END_DECLS
 
