@@ -72,6 +72,7 @@ struct KeyRow {
   ExportForm export_form;
 };
 
+// Row makers of the network group: one member, one test.
 namespace rows {
 
 constexpr KeyRow text(std::string_view key, Target t, const char* section, const char* member, Check check,
