@@ -30,6 +30,7 @@
 #include "phonecore/net_transfer.h"
 #include "phonecore/provision.h"
 #include "phonecore/action_url.h"
+#include "phonecore/phonecfg.h"
 #include "phonecore/http_client.h"
 #include "phonecore/syscmd.h"
 #include "phonecore/voip.h"

@@ -47,6 +47,7 @@ constexpr PublicHeader kPublicHeaders[] = {
     {"net_transfer.h", "provision"},
     {"provision.h", "provision"},
     {"action_url.h", "remote"},
+    {"phonecfg.h", "provision"},
     {"http_client.h", "remote"},
 };
 

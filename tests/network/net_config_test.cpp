@@ -28,21 +28,12 @@ using phonecore::testing::NetRequest;
 using phonecore::testing::commands_heard;
 using phonecore::testing::RawSession;
 using phonecore::testing::slurp;
+using phonecore::testing::text_at;
 
 namespace {
 
 constexpr uint16_t kNic = 0x100C;
 constexpr uint16_t kMode = 0x3004;
-
-std::string text_at(const std::string& file, std::initializer_list<const char*> path) {
-  json_object* root = json_tokener_parse(slurp("/appconfigs/" + file).c_str());
-  json_object* o = root;
-  for (const char* key : path)
-    if (o == nullptr || !json_object_object_get_ex(o, key, &o)) o = nullptr;
-  std::string out = o != nullptr ? json_object_get_string(o) : "<absent>";
-  json_object_put(root);
-  return out;
-}
 
 std::string command(const char* name) { return std::string("{\"cmd\":\"") + name + "\"}" + '\0'; }
 

@@ -20,6 +20,7 @@ using phonecore::testing::FactoryFiles;
 using phonecore::testing::commands_heard;
 using phonecore::testing::RawSession;
 using phonecore::testing::slurp;
+using phonecore::testing::text_at;
 
 namespace {
 
@@ -28,15 +29,6 @@ const std::string kTemplates = "/customer/etc/lighttpd/";
 
 json_object* file_json(const std::string& name) { return json_tokener_parse(slurp("/appconfigs/" + name).c_str()); }
 
-std::string text_at(const std::string& file, std::initializer_list<const char*> path) {
-  json_object* root = file_json(file);
-  json_object* o = root;
-  for (const char* key : path)
-    if (o == nullptr || !json_object_object_get_ex(o, key, &o)) o = nullptr;
-  std::string out = o != nullptr ? json_object_get_string(o) : "<absent>";
-  json_object_put(root);
-  return out;
-}
 
 void put_file(const std::string& name, const std::string& text) { std::ofstream("/appconfigs/" + name) << text; }
 

@@ -1,7 +1,10 @@
 // Whole-file reads for tests in the box.
 #pragma once
 
+#include <json-c/json.h>
+
 #include <fstream>
+#include <initializer_list>
 #include <sstream>
 #include <string>
 
@@ -13,6 +16,18 @@ inline std::string slurp(const std::string& path) {
   std::ostringstream s;
   s << in.rdbuf();
   return s.str();
+}
+
+// The text of a member of a JSON file below /appconfigs, by its path of
+// keys; "<absent>" when a part is missing or the file doesn't parse.
+inline std::string text_at(const std::string& file, std::initializer_list<const char*> path) {
+  json_object* root = json_tokener_parse(slurp("/appconfigs/" + file).c_str());
+  json_object* o = root;
+  for (const char* key : path)
+    if (o == nullptr || !json_object_object_get_ex(o, key, &o)) o = nullptr;
+  std::string out = o != nullptr ? json_object_get_string(o) : "<absent>";
+  json_object_put(root);
+  return out;
 }
 
 }  // namespace phonecore::testing

@@ -176,6 +176,42 @@ cfg_set)
   phonectl cfg set voip.cfg account.1.enable 1 >/dev/null
   expect "array element" "$(jq -c '.account[1].enable' /appconfigs/voip.cfg)" 1
   ;;
+cfg_import)
+  longest=$(printf 'Static.NatStun.Server=%041d' 1)  # 63 bytes: taken
+  long=$(printf 'Static.NatStun.Server=%042d' 2)     # 64 bytes: skipped
+  printf '%s\n' '[Config]' '# a comment' 'Network.Wan.dns1 = 10.0.0.1' 'Static.Network.Vlan.Wan.Vid=20' \
+    "$longest" "$long" 'Network.Wan.mode=bogus' >/tmp/phone.cfg
+  printf 'Static.Network.Vlan.Wan.Enable=1\r\nStatic.NatStun.Enable=1' >>/tmp/phone.cfg
+  rm -f /tmp/reloading
+  out=$(phonectl --json cfg import /tmp/phone.cfg --no-reload 2>/tmp/err) || fail "cfg import --no-reload"
+  expect "items" "$(jq -c '[.items, .skipped, .network, .changed, .reloaded]' <<<"$out")" '[8,1,1,1,false]'
+  grep -qF 'line 6: 64 bytes, skipped' /tmp/err || fail "no note for the long line: $(cat /tmp/err)"
+  expect "dns1" "$(jqf .wan.dns1 /appconfigs/network.cfg)" 10.0.0.1
+  expect "mode refused" "$(jqf .wan.mode /appconfigs/network.cfg)" dhcp
+  expect "vid" "$(jqf .NetworkAdvanced.VlanWanVid /appconfigs/default/internet.cfg)" 20
+  expect "long line skipped" "$(jqf .NetworkNAT.NatSTUNServer /appconfigs/default/internet.cfg)" "${longest#*=}"
+  expect "CR refused" "$(jqf .NetworkAdvanced.VlanWanSwitch /appconfigs/default/internet.cfg)" 0
+  expect "last line without LF" "$(jqf .NetworkNAT.NatSTUNSwitch /appconfigs/default/internet.cfg)" 1
+  [ -e /tmp/reloading ] && fail "--no-reload touched the marker"
+  # With the reload: the marker ends "0" and the network restart's pause is kept.
+  printf 'Static.NatStun.Port=5001\n' >/tmp/phone2.cfg
+  start=$(date +%s%N)
+  phonectl cfg import /tmp/phone2.cfg >/dev/null || fail "cfg import"
+  took=$(( ($(date +%s%N) - start) / 1000000 ))
+  [ "$took" -ge 3000 ] || fail "reload after a network key took only ${took} ms"
+  expect "marker" "$(cat /tmp/reloading)" 0
+  expect "port" "$(jqf .NetworkNAT.NatSTUNPort /appconfigs/default/internet.cfg)" 5001
+  status 1 phonectl cfg import /tmp/nosuch.cfg
+  status 2 phonectl cfg import
+  status 2 phonectl cfg import a b
+  ;;
+cfg_keys)
+  expect "rows" "$(phonectl cfg keys | wc -l)" 18
+  expect "vpn row" "$(phonectl cfg keys | grep '^Static.Network.Vpn.Enable ')" \
+    "Static.Network.Vpn.Enable default/internet.cfg NetworkAdvanced.VpnSwitch 0|1 + network.cfg NetworkVpn.VpnType"
+  expect "json" "$(phonectl --json cfg keys | jq -r '.[0] | "\(.key) \(.file) \(.section) \(.member) \(.values)"')" \
+    "Network.Wan.mode network.cfg wan mode dhcp|static_ip"
+  ;;
 kv_get | kv_set | kv_delete)
   printf 'ip=10.0.0.1\nname = desk phone\n# note\n' >/tmp/kv.conf
   case $case_name in

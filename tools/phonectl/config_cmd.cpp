@@ -2,13 +2,18 @@
 // device-management settings.
 #include <phonecore/config.h>
 #include <phonecore/dm.h>
+#include <phonecore/phonecfg.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
 
 #include "phonectl.h"
+// The phone.cfg key table is constant data shared with the library's
+// import: phonectl compiles the same rows rather than asking for them.
+#include "provision/phonecfg/key_table.h"
 
 namespace phonectl {
 namespace {
@@ -253,6 +258,97 @@ int dm_set(Context &ctx, Args args) {
   return kOk;
 }
 
+// phone.cfg read the way the configuration service takes up the file: a
+// line ends at LF, a NUL ends the item early, a CR stays; a line of 64
+// bytes or more (its LF not counted) is skipped with a note, as the URI
+// road leaves such items empty.
+constexpr size_t kPhonecfgLineLimit = 64;
+
+int cfg_import(Context &ctx, Args args) {
+  const char *path = nullptr;
+  bool reload = true;
+  for (char *const w : args) {
+    if (std::strcmp(w, "--no-reload") == 0) reload = false;
+    else if (path == nullptr) path = w;
+    else return fail(kUsage, "cfg import FILE [--no-reload]");
+  }
+  if (path == nullptr) return fail(kUsage, "cfg import FILE [--no-reload]");
+  int length = 0;
+  char *text = getFileAll(path, &length);
+  if (text == nullptr) return fail(kRefused, std::string(path) + " can't be read");
+  long items = 0, skipped = 0, line_number = 0;
+  for (int start = 0; start < length;) {
+    const char *lf = static_cast<const char *>(std::memchr(text + start, '\n', static_cast<size_t>(length - start)));
+    const int end = lf != nullptr ? static_cast<int>(lf - text) : length;
+    ++line_number;
+    const std::string line(text + start, static_cast<size_t>(end - start));
+    if (line.size() >= kPhonecfgLineLimit) {
+      std::fprintf(err(), "phonectl: %s line %ld: %zu bytes, skipped\n", path, line_number, line.size());
+      ++skipped;
+    } else {
+      my_dm_handle_value1(line.c_str());
+      ++items;
+    }
+    start = end + 1;
+  }
+  std::free(text);
+  const int network = start_network_flag;
+  const int something = reload_something_flag;
+  if (reload) reload_all_phonecfg();
+  json_object *r = json_object_new_object();
+  json_object_object_add(r, "items", json_object_new_int64(items));
+  json_object_object_add(r, "skipped", json_object_new_int64(skipped));
+  json_object_object_add(r, "network", json_object_new_int(network));
+  json_object_object_add(r, "changed", json_object_new_int(something));
+  json_object_object_add(r, "reloaded", json_object_new_boolean(reload));
+  print(ctx, r);
+  return kOk;
+}
+
+std::string check_text(const phonecore::phonecfg::KeyRow &row) {
+  using phonecore::phonecfg::Check;
+  switch (row.check) {
+    case Check::kAny: return "any";
+    case Check::kZeroOrOne: return "0|1";
+    case Check::kIpv4: return "ipv4";
+    case Check::kOneOf: return std::string(row.choices);
+    case Check::kDigitsRange: return std::to_string(row.low) + ".." + std::to_string(row.high);
+  }
+  return "";
+}
+
+std::string member_text(const phonecore::phonecfg::Member &m) {
+  return std::string(phonecore::phonecfg::target_path(m.target)) + " " + m.section + "." + m.member;
+}
+
+// One line a key: KEY FILE SECTION.MEMBER VALUES [+ FILE SECTION.MEMBER].
+int cfg_keys(Context &ctx, Args) {
+  using phonecore::phonecfg::Target;
+  json_object *list = json_object_new_array();
+  std::string lines;
+  for (const auto &row : phonecore::phonecfg::kKeyTable) {
+    std::string line = std::string(row.key) + " " + member_text(row.store) + " " + check_text(row);
+    if (row.also.target != Target::kNone) line += " + " + member_text(row.also);
+    lines += line + "\n";
+    json_object *o = json_object_new_object();
+    json_object_object_add(o, "key", json_object_new_string_len(row.key.data(), static_cast<int>(row.key.size())));
+    json_object_object_add(o, "file", json_object_new_string(phonecore::phonecfg::target_path(row.store.target)));
+    json_object_object_add(o, "section", json_object_new_string(row.store.section));
+    json_object_object_add(o, "member", json_object_new_string(row.store.member));
+    json_object_object_add(o, "values", json_object_new_string(check_text(row).c_str()));
+    if (row.also.target != Target::kNone)
+      json_object_object_add(o, "also", json_object_new_string(member_text(row.also).c_str()));
+    json_object_array_add(list, o);
+  }
+  if (ctx.json) {
+    print(ctx, list);
+  } else {
+    json_object_put(list);
+    std::fputs(lines.c_str(), ctx.out);
+  }
+  return kOk;
+}
+
 constexpr Command kCommands[] = {
     {"cfg", "read", "cfg read FILE [KEY.PATH]",
      "a configuration file below /appconfigs through the configuration service, or one member of it "
@@ -262,6 +358,10 @@ constexpr Command kCommands[] = {
     {"cfg", "set", "cfg set FILE KEY.PATH VALUE",
      "set one member; missing objects on the path are made, and VALUE keeps the type of the member it replaces", 3,
      3, cfg_set},
+    {"cfg", "import", "cfg import FILE [--no-reload]",
+     "apply a phone.cfg file line by line (lines of 64 bytes or more are skipped), then reload the processes", 1, 2,
+     cfg_import},
+    {"cfg", "keys", "cfg keys", "the phone.cfg keys: file, member and the values each takes", 0, 0, cfg_keys},
     {"kv", "get", "kv get FILE KEY", "the value of KEY in a key=value file (its first word)", 2, 2, kv_get},
     {"kv", "set", "kv set FILE KEY VALUE", "set KEY in a key=value file; the file is rewritten", 3, 3, kv_set},
     {"kv", "delete", "kv delete FILE KEY", "remove KEY from a key=value file", 2, 2, kv_delete},
