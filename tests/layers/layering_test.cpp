@@ -27,6 +27,7 @@ struct Layer {
 constexpr Layer kLayers[] = {
     {"base", 0},   {"bus", 1},     {"config", 2},    {"call", 3},      {"dial", 3},
     {"device", 3}, {"network", 3}, {"directory", 3}, {"provision", 4}, {"remote", 5},
+    {"cloud", 6},
 };
 
 // The public headers, by the folder whose code they belong to; a header
@@ -46,6 +47,7 @@ constexpr PublicHeader kPublicHeaders[] = {
     {"hotkey.h", "dial"},   {"hal.h", "device"},      {"contacts.h", "directory"}, {"calllists.h", "directory"}, {"net_info.h", "network"}, {"net_config.h", "network"}, {"web_config.h", "network"}, {"flash.h", "device"}, {"gpio.h", "device"}, {"led.h", "device"}, {"backlight.h", "device"}, {"uart.h", "device"}, {"watchdog.h", "device"}, {"usb_backup.h", "device"}, {"phonecore.h", "remote"},
     {"provision.h", "provision"},
     {"http_client.h", "remote"},
+    {"cloudbook.h", "cloud"},
 };
 
 // Arrows against the order that are known and allowed, each with its
@@ -203,6 +205,7 @@ TEST(Layers, TheOrderIsReadAsWritten) {
     EXPECT_LT(layer_of(mid)->rank, layer_of("provision")->rank) << mid;
   }
   EXPECT_LT(layer_of("provision")->rank, layer_of("remote")->rank);
+  EXPECT_LT(layer_of("remote")->rank, layer_of("cloud")->rank);
 }
 
 }  // namespace
