@@ -73,9 +73,13 @@ bool load(Tree& tree, const char* path, mxml_load_cb_t how) {
     std::printf("%s\n", kUnreadable);
     return false;
   }
-  tree.node = mxmlLoadFile(nullptr, file, how);
+  // The document goes below a node of our own: when a parse fails half
+  // way, what Mini-XML built stays below the top it was given and goes
+  // with it (without a top, the half-built nodes leak).
+  tree.node = mxmlNewElement(MXML_NO_PARENT, "phonecore");
+  const mxml_node_t* loaded = tree.node != nullptr ? mxmlLoadFile(tree.node, file, how) : nullptr;
   std::fclose(file);
-  if (tree.node == nullptr) {
+  if (loaded == nullptr) {
     std::printf("%s\n", kUnparsable);
     return false;
   }

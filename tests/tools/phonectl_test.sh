@@ -21,6 +21,12 @@ sip_log_has() {
 jqf() { jq -r "$1" "$2"; }
 settings=/appconfigs/default/settinglist.cfg
 keys=/appconfigs/default/programing_key.cfg
+# The phone books of the box's fixtures, served by the recording HTTP peer.
+books=http://127.0.0.1:18080/books
+serve_books() {
+  mkdir -p /run/phonebox/books
+  cp "$(dirname "$0")/../../box/rootfs/srv/books/"* /run/phonebox/books/
+}
 
 case $case_name in
 help)
@@ -352,6 +358,58 @@ http_upload)
   grep -qF '"body":"Content-Length: ' /tmp/log || fail "Content-Length not in the body"
   grep -qF 'payload' /tmp/log || fail "the file is not in the body"
   status 1 phonectl http upload http://127.0.0.1:18080/up /tmp/nosuch
+  ;;
+cloud_books)
+  serve_books
+  status 0 phonectl cloud book 2 "$books/cisco.xml" Cisco
+  curl -s -o "/tmp/clound_$(printf '%s' "$books/menu.xml" | md5sum | cut -c1-32).xml" "$books/menu.xml"
+  status 0 phonectl cloud book 1 "$books/menu.xml" Company
+  phonectl --json cloud books >/tmp/out || fail "cloud books"
+  expect "books" "$(jq -r '.books[] | "\(.index) \(.name) \(.menu)"' /tmp/out | tr '\n' ' ')" "2 Cisco false 1 Company true "
+  ;;
+cloud_book)
+  serve_books
+  status 0 phonectl cloud book 3 "$books/vorn.xml" Vorn
+  status 0 phonectl cloud book 3 "$books/cisco.xml" Cisco
+  status 0 phonectl cloud book 1 "$books/menu.xml" Menu
+  expect "list" "$(jq -r '.MaillistRemotePhoneBook.data[] | "\(.Index) \(.RemotePhoneBookName)"' /appconfigs/default/addresslist.cfg | tr '\n' ' ')" "3 Cisco 1 Menu "
+  status 2 phonectl cloud book 6 "$books/vorn.xml" Six
+  ;;
+cloud_fetch)
+  serve_books
+  phonectl cloud book 1 "$books/menu.xml" Menu >/dev/null
+  phonectl cloud book 4 "$books/vorn.xml" Vorn >/dev/null
+  pbctl control httppeer clear >/dev/null
+  phonectl --json cloud fetch >/tmp/out || fail "cloud fetch"
+  expect "slots" "$(jq -r '.slots[] | "\(.index):\(.count)"' /tmp/out | tr '\n' ' ')" "1:7 2:0 3:0 4:5 5:0 "
+  expect "menu fetched" "$(pbctl control httppeer log | grep -c '"target":"/books/menu.xml"')" 2
+  pbctl control httppeer log | grep -qF '["Authorization","Basic Og=="]' || fail "no empty Basic credentials"
+  ;;
+cloud_show)
+  serve_books
+  phonectl --json cloud show "$books/menu.xml" >/tmp/out || fail "cloud show menu"
+  expect "menu" "$(jq -r '.menu' /tmp/out) $(jq -r '.entries[0].name' /tmp/out)" "true Sales Team East"
+  phonectl --json cloud show "$books/vorn.xml" >/tmp/out || fail "cloud show directory"
+  expect "entries" "$(jq -r '.entries[2] | "\(.name) \(.telephone)"' /tmp/out)" "Zhang 5550103"
+  status 1 phonectl cloud show "$books/addressbook.xml"
+  ;;
+cloud_search)
+  serve_books
+  phonectl cloud book 1 "$books/menu.xml" Menu >/dev/null
+  phonectl --json cloud search zs >/tmp/out || fail "cloud search"
+  expect "hits" "$(jq -r '.hits[] | "\(.name) \(.number)"' /tmp/out | tr '\n' ' ')" "张三 5550101 张思 5550201 "
+  status 1 phonectl cloud search nobodyatall
+  ;;
+cloud_notify)
+  phonectl bus listen --count 2 --timeout 10000 >/tmp/events 2>/tmp/listen.err &
+  pid=$!
+  for _ in $(seq 1 200); do grep -q listening /tmp/listen.err && break; sleep 0.02; done
+  status 0 phonectl --id 4300 cloud notify
+  status 0 phonectl --id 4300 cloud notify 7
+  wait $pid || fail "bus listen exited $?"
+  expect "events" "$(jq -r 'select(.kind == 2) | "\(.message.msgtype) \(.message.data.clearid)"' /tmp/events | tr '\n' ' ')" \
+    "clound_update -1 clound_update 7 "
+  status 2 phonectl cloud notify x
   ;;
 *)
   echo "no case $case_name" >&2

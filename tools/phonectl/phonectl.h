@@ -56,6 +56,7 @@ struct Command {
 // the table to the list in phonectl.cpp.
 std::span<const Command> bus_commands();
 std::span<const Command> call_commands();
+std::span<const Command> cloud_commands();
 std::span<const Command> config_commands();
 std::span<const Command> device_commands();
 std::span<const Command> dial_commands();
