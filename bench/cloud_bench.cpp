@@ -67,9 +67,9 @@ int main() {
            << "</Telephone></DirectoryEntry>\n";
     book << "</VornIPPhoneDirectory>\n";
   }
-  json_object* root = json_tokener_parse(
-      ("{\"MaillistRemotePhoneBook\":{\"data\":[{\"RemotePhoneBookURL\":\"" + kUrl +
-       "\",\"RemotePhoneBookName\":\"bench\",\"Index\":\"1\"}]}}").c_str());
+  json_object* root = json_tokener_parse(("{\"MaillistRemotePhoneBook\":{\"data\":[{\"RemotePhoneBookURL\":\"" + kUrl +
+                                          "\",\"RemotePhoneBookName\":\"bench\",\"Index\":\"1\"}]}}")
+                                             .c_str());
   write_gnl_config_json(CLOUD_BOOK_LIST_FILE, root);
   json_object_put(root);
 

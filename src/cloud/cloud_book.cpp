@@ -114,10 +114,14 @@ struct DocumentKind {
   const char* (*text)(mxml_node_t*);
 };
 constexpr DocumentKind kDirectory{{"VornIPPhoneDirectory", "CiscoIPPhoneDirectory", "CiscoIPPhoneDirectory"},
-                                  "DirectoryEntry", "Name", "Telephone", "Name || Telephone not found",
-                                  MXML_TEXT_CALLBACK, &word_of};
-constexpr DocumentKind kMenu{{kMenuRoot, nullptr, nullptr}, "MenuItem", "Name", "URL", "Name || URL not found",
-                             MXML_OPAQUE_CALLBACK, &opaque_of};
+                                  "DirectoryEntry",
+                                  "Name",
+                                  "Telephone",
+                                  "Name || Telephone not found",
+                                  MXML_TEXT_CALLBACK,
+                                  &word_of};
+constexpr DocumentKind kMenu{{kMenuRoot, nullptr, nullptr}, "MenuItem",           "Name",    "URL",
+                             "Name || URL not found",       MXML_OPAQUE_CALLBACK, &opaque_of};
 
 // Calls each(name, telephone or URL) for every whole entry of the document
 // at path until it answers false. 0, or -1 when the document is
@@ -458,10 +462,8 @@ int clound_book_update(CloudBook** books) noexcept {
     if (books[slot] == nullptr) books[slot] = static_cast<CloudBook*>(std::calloc(1, sizeof(CloudBook)));
     if (books[slot] == nullptr) continue;
     int count = 0;
-    if (api_cloud_check_if_Menuitem(e.url))
-      api_cloud_menuitem_update(e.url, 0, books[slot], &count);
-    else
-      api_cloud_write_local(books[slot], path.text, &count);
+    if (api_cloud_check_if_Menuitem(e.url)) api_cloud_menuitem_update(e.url, 0, books[slot], &count);
+    else api_cloud_write_local(books[slot], path.text, &count);
   }
   return 0;
 }

@@ -43,7 +43,8 @@ std::string cache_of(const std::string& url) {
 }
 
 void put(const std::string& path, const std::string& bytes) {
-  std::ofstream(path, std::ios::binary | std::ios::trunc).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  std::ofstream(path, std::ios::binary | std::ios::trunc)
+      .write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
 }
 
 // A directory document of n entries "Person<i>" with telephone 7000000 + i.

@@ -44,7 +44,8 @@ int cloud_book(Context &ctx, Args args) {
   json_object *root = read_gnl_config_json(CLOUD_BOOK_LIST_FILE);
   if (root == nullptr) return fail(kRefused, std::string(CLOUD_BOOK_LIST_FILE) + " can't be read");
   json_object *list = nullptr, *data = nullptr;
-  if (!json_object_object_get_ex(root, "MaillistRemotePhoneBook", &list) || !json_object_is_type(list, json_type_object)) {
+  if (!json_object_object_get_ex(root, "MaillistRemotePhoneBook", &list) ||
+      !json_object_is_type(list, json_type_object)) {
     list = json_object_new_object();
     json_object_object_add(root, "MaillistRemotePhoneBook", list);
   }
@@ -63,10 +64,8 @@ int cloud_book(Context &ctx, Args args) {
         std::atoi(json_object_get_string(index_text)) == index)
       at = i;
   }
-  if (at < json_object_array_length(data))
-    json_object_array_put_idx(data, at, book);
-  else
-    json_object_array_add(data, book);
+  if (at < json_object_array_length(data)) json_object_array_put_idx(data, at, book);
+  else json_object_array_add(data, book);
   const int written = write_gnl_config_json(CLOUD_BOOK_LIST_FILE, root);
   json_object_put(root);
   if (written != 0) return fail(kRefused, "the list was not written");
@@ -157,10 +156,8 @@ int cloud_search(Context &ctx, Args args) {
 int cloud_notify(Context &ctx, Args args) {
   long id = -1;
   if (!args.empty() && !parse_int(args[0], -2147483647L, 2147483647L, id)) return fail(kUsage, "ID is a number");
-  if (args.empty())
-    clound_book_update_now();
-  else
-    api_clound_book_del_byid(static_cast<int>(id));
+  if (args.empty()) clound_book_update_now();
+  else api_clound_book_del_byid(static_cast<int>(id));
   json_object *r = json_object_new_object();
   json_object_object_add(r, "clearid", json_object_new_int(static_cast<int>(id)));
   print(ctx, r);
@@ -173,8 +170,7 @@ constexpr Command kCommands[] = {
     {"cloud", "book", "cloud book INDEX URL NAME", "sets the book of slot INDEX (1 to 5) in the list of books", 3, 3,
      cloud_book},
     {"cloud", "fetch", "cloud fetch",
-     "fetches every book again (menus six levels deep) and tells how many entries each slot holds", 0, 0,
-     cloud_fetch},
+     "fetches every book again (menus six levels deep) and tells how many entries each slot holds", 0, 0, cloud_fetch},
     {"cloud", "show", "cloud show URL", "the cached document of URL (fetched when missing): menu items or entries", 1,
      1, cloud_show},
     {"cloud", "search", "cloud search TEXT",

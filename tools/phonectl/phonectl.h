@@ -60,6 +60,7 @@ std::span<const Command> cloud_commands();
 std::span<const Command> config_commands();
 std::span<const Command> device_commands();
 std::span<const Command> dial_commands();
+std::span<const Command> directory_commands();
 std::span<const Command> provision_commands();
 std::span<const Command> remote_commands();
 std::span<const Command> tool_commands();
