@@ -462,12 +462,24 @@ TEST_F(CloudBookTest, AnyStatusIsKeptAndParsed) {
 }
 
 TEST_F(CloudBookTest, AFailedDownloadLeavesAnEmptyBookAndTheOthersAreFetched) {
-  set_books({{"http://127.0.0.1:1/nothing.xml", "closed", "1"}, {book_url("cisco.xml"), "cisco", "2"}});
+  // A closed port, a redirect (not followed: its own body is the book), a
+  // connection reset in the middle of the body.
+  set_books({{"http://127.0.0.1:1/nothing.xml", "closed", "1"},
+             {book_url("cisco.xml"), "cisco", "2"},
+             {HttpPeer::url("/redirect"), "moved", "3"},
+             {HttpPeer::url("/close"), "cut", "4"},
+             {book_url("vorn.xml"), "vorn", "5"}});
   update();
-  ASSERT_NE(books_[0], nullptr);
-  EXPECT_EQ(books_[0]->count, 0);
+  for (int slot : {0, 2, 3}) {
+    ASSERT_NE(books_[slot], nullptr) << slot;
+    EXPECT_EQ(books_[slot]->count, 0) << slot;
+  }
+  EXPECT_EQ(slurp(cache_of(HttpPeer::url("/redirect"))), "moved\n");
+  EXPECT_EQ(fetched().count("/status/200"), 0u) << "the redirect is not followed";
   ASSERT_NE(books_[1], nullptr);
   EXPECT_EQ(books_[1]->count, 2);
+  ASSERT_NE(books_[4], nullptr);
+  EXPECT_EQ(books_[4]->count, 5);
 }
 
 TEST_F(CloudBookTest, ABookRemovedFromTheListLeavesItsSlotFreed) {
