@@ -88,8 +88,9 @@ PHONECORE_API int api_cloud_write_local(CloudBook *book, const char *path, int *
 PHONECORE_API int api_cloud_list_get_Menuitem(RemoteBookEntry *entries, int *count, const char *path)
     PHONECORE_NOEXCEPT;
 /* Searches the cached books for text (pinyin initials of Name, or digits
- * of Telephone): hits go to records from *count on, never past
- * CLOUD_BOOK_SEARCH_ROOM; *count is the total. 0. */
+ * of Telephone): hits go to records from *count on (held to 0 to
+ * CLOUD_BOOK_SEARCH_ROOM), never past CLOUD_BOOK_SEARCH_ROOM; *count is
+ * the total. 0. */
 PHONECORE_API int api_cloud_search(const char *text, ContactRecord *records, int *count) PHONECORE_NOEXCEPT;
 /* The search below the menu url, at depth. 0. */
 PHONECORE_API int api_cloud_search_menuitem(int depth, const char *text, const char *url, ContactRecord *records,

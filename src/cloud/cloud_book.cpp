@@ -211,6 +211,7 @@ int send_update_event(int clearid) {
 
 int search_book(const char* path, const char* key, ContactRecord* records, int* count) {
   if (records == nullptr || count == nullptr || key == nullptr) return -1;
+  *count = std::clamp(*count, 0, kHitRoom);
   if (*count > kHitRoom - 1) return 0;
   return walk(kDirectory, path, [&](const char* name, const char* telephone) {
     if (*count >= kHitRoom) return false;
@@ -374,6 +375,7 @@ int api_cloud_search_menuitem(int depth, const char* text, const char* url, Cont
                               int* count) noexcept {
   if (depth > kMaxDepth) return 0;
   if (url == nullptr || records == nullptr || count == nullptr) return 0;
+  *count = std::clamp(*count, 0, kHitRoom);
   if (*count > kHitRoom - 1) return 0;
   const std::string key = lowered(text);
   for (const RemoteBookEntry& item : menu_items(url)) {

@@ -406,6 +406,16 @@ TEST_F(CloudBookTest, ASearchStopsAt40AndOpensNoFurtherDocument) {
   ASSERT_EQ(api_cloud_search("person", room.data(), &count), 0);
   EXPECT_EQ(count, 40);
   EXPECT_STREQ(room[38].name, "Person0");
+  // A count out of the room is held to it.
+  for (int given : {-5, 41, 1000}) {
+    count = given;
+    ASSERT_EQ(api_cloud_search("person", room.data(), &count), 0);
+    EXPECT_EQ(count, 40) << given;
+    count = given;
+    ASSERT_EQ(api_cloud_search_menuitem(0, "person", book_url("menu.xml").c_str(), room.data(), &count), 0);
+    EXPECT_GE(count, 0);
+    EXPECT_LE(count, 40);
+  }
 }
 
 TEST_F(CloudBookTest, ALongTelephoneIsCopiedWholeThenCutByTheFieldsEmptiedAfterIt) {
