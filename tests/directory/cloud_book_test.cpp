@@ -492,6 +492,27 @@ TEST_F(CloudBookTest, AFailedDownloadLeavesAnEmptyBookAndTheOthersAreFetched) {
   EXPECT_EQ(books_[4]->count, 5);
 }
 
+size_t open_descriptors() {
+  size_t n = 0;
+  for (const auto& e : fs::directory_iterator("/proc/self/fd")) n += e.path().filename() != "." ? 1 : 0;
+  return n;
+}
+
+TEST_F(CloudBookTest, AThousandFailedFetchesLeaveTheDescriptorsAsTheyWere) {
+  set_books({{"http://127.0.0.1:1/a.xml", "closed", "1"}});
+  update();  // libcurl's first use sets up what it keeps
+  const size_t before = open_descriptors();
+  std::vector<CloudEntry> e(CLOUD_BOOK_LIST_ROOM);
+  ::testing::internal::CaptureStdout();
+  for (int i = 0; i < 1000; ++i) {
+    EXPECT_NE(cloud_book_download("http://127.0.0.1:1/a.xml", "/tmp/closed.xml"), 0);
+    int count = 0;
+    EXPECT_EQ(api_cloud_list_get(e.data(), &count, "/tmp/closed.xml"), -1);
+  }
+  ::testing::internal::GetCapturedStdout();
+  EXPECT_EQ(open_descriptors(), before);
+}
+
 TEST_F(CloudBookTest, ABookRemovedFromTheListLeavesItsSlotFreed) {
   set_books({{book_url("vorn.xml"), "a", "1"}, {book_url("cisco.xml"), "c", "3"}});
   update();
