@@ -1,8 +1,12 @@
 /* The phone book of a phone process, narrated: contacts added and found,
  * a contact group made, renamed and removed (the directory service hears
  * of it), a block list that is exact about numbers, a call in the history,
- * and the directory service restarted with the contacts kept. */
+ * the directory service restarted with the contacts kept, and two cloud
+ * phone books (one a two-level menu) fetched and searched. */
+#include <json-c/json.h>
 #include <phonecore/calllists.h>
+#include <phonecore/cloudbook.h>
+#include <phonecore/config.h>
 #include <phonecore/contacts.h>
 #include <signal.h>
 #include <spawn.h>
@@ -70,6 +74,58 @@ static int restart_directory_service(void) {
     return 0;
 }
 
+/* A book of the box's recording HTTP peer, which serves
+ * /run/phonebox/books. */
+#define BOOKS "http://127.0.0.1:18080/books/"
+
+static void put_book(const char *name, const char *text) {
+    mkdir("/run/phonebox/books", 0755);
+    char path[128];
+    snprintf(path, sizeof path, "/run/phonebox/books/%s", name);
+    FILE *f = fopen(path, "w");
+    if (f == NULL) return;
+    fputs(text, f);
+    fclose(f);
+}
+
+static void cloud_books(void) {
+    put_book("people.xml",
+             "<VornIPPhoneDirectory><DirectoryEntry><Name>\xe5\xbc\xa0\xe4\xb8\x89</Name>"
+             "<Telephone>5550301</Telephone></DirectoryEntry><DirectoryEntry><Name>Zhang San</Name>"
+             "<Telephone>5550302</Telephone></DirectoryEntry></VornIPPhoneDirectory>");
+    put_book("company.xml", "<CiscoIPPhoneMenu><MenuItem><Name>Sales East</Name><URL>" BOOKS
+                            "sales.xml</URL></MenuItem></CiscoIPPhoneMenu>");
+    put_book("sales.xml", "<CiscoIPPhoneMenu><MenuItem><Name>Team</Name><URL>" BOOKS
+                          "team.xml</URL></MenuItem></CiscoIPPhoneMenu>");
+    put_book("team.xml", "<CiscoIPPhoneDirectory><DirectoryEntry><Name>\xe5\xbc\xa0\xe6\x80\x9d</Name>"
+                         "<Telephone>5550401</Telephone></DirectoryEntry></CiscoIPPhoneDirectory>");
+    put_book("broken.xml", "<VornIPPhoneDirectory><DirectoryEntry><Name>Cut");
+    json_object *list = json_tokener_parse(
+        "{\"MaillistRemotePhoneBook\":{\"data\":["
+        "{\"RemotePhoneBookURL\":\"" BOOKS "people.xml\",\"RemotePhoneBookName\":\"People\",\"Index\":\"1\"},"
+        "{\"RemotePhoneBookURL\":\"" BOOKS "company.xml\",\"RemotePhoneBookName\":\"Company\",\"Index\":\"2\"},"
+        "{\"RemotePhoneBookURL\":\"" BOOKS "broken.xml\",\"RemotePhoneBookName\":\"Broken\",\"Index\":\"3\"}]}}");
+    write_gnl_config_json(CLOUD_BOOK_LIST_FILE, list);
+    json_object_put(list);
+
+    CloudBook *books[CLOUD_BOOK_SLOTS] = {0};
+    fflush(stdout);
+    clound_book_update(books);
+    fflush(stdout);
+    SAY("   [cloud] fetched: book 1 %d entries (\"%s\", \"%s\": a value ends at its blank), book 2 %d through its "
+        "menus, book 3 %d (broken: the type error above)\n",
+        books[0] ? books[0]->count : -1, books[0] ? books[0]->entries[0].name : "", books[0] ? books[0]->entries[1].name : "",
+        books[1] ? books[1]->count : -1, books[2] ? books[2]->count : -1);
+    ContactRecord hits[CLOUD_BOOK_SEARCH_ROOM];
+    int count = 0;
+    api_cloud_search("zs", hits, &count);
+    SAY("   [cloud] \"zs\": %d found across the books:", count);
+    for (int i = 0; i < count; i++) SAY(" %s %s", hits[i].name, hits[i].phone_number);
+    SAY("\n");
+    for (int i = 0; i < CLOUD_BOOK_SLOTS; i++) free(books[i]);
+    SAY("   [cloud] the holder is told to update: %d\n", clound_book_update_now());
+}
+
 int main(void) {
     const char *zhang_san = "\xe5\xbc\xa0\xe4\xb8\x89"; /* 张三 */
     const int first = local_cantacts_add(zhang_san, "5550123", "", "", "", 0, 0, 0);
@@ -110,5 +166,7 @@ int main(void) {
     SAY("   [restart] %d contacts held; directory service restarted: %d\n", contacts_held(),
         restart_directory_service());
     SAY("   [restart] after the restart: %d contacts kept\n", contacts_held());
+
+    cloud_books();
     return 0;
 }

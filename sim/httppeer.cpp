@@ -202,6 +202,23 @@ void route_file(int fd, const Request&, std::string_view path) {
   // Range is ignored: the whole file, 200, every time.
   send_all(fd, reply(200, "OK", "", file_bytes(route_number(path, "/file/", 1000))));
 }
+// A phone book of the box: a file of /run/phonebox/books, named without
+// folders; a missing one is a small 404 page.
+void route_book(int fd, const Request&, std::string_view path) {
+  const std::string name(path.substr(std::string_view("/books/").size()));
+  std::string body;
+  FILE* file = nullptr;
+  if (!name.empty() && name.find('/') == std::string::npos && name.find("..") == std::string::npos)
+    file = std::fopen(("/run/phonebox/books/" + name).c_str(), "rb");
+  if (file == nullptr) {
+    send_all(fd, reply(404, "Not Found", "", "<html><body><h1>404 Not Found</h1></body></html>\n"));
+    return;
+  }
+  char block[65536];
+  for (size_t n; (n = std::fread(block, 1, sizeof block, file)) > 0;) body.append(block, n);
+  std::fclose(file);
+  send_all(fd, reply(200, "OK", "Content-Type: text/xml\r\n", body));
+}
 void route_default(int fd, const Request&, std::string_view) { send_all(fd, reply(200, "OK", "", "ok\n")); }
 
 struct RouteRow {
@@ -213,6 +230,7 @@ constexpr RouteRow kRoutes[] = {
     {"/stall/", &route_stall},   {"/close", &route_close},             {"/short", &route_short},
     {"/long", &route_long},      {"/big-headers", &route_big_headers}, {"/file/", &route_file},
     {"/bare-redirect", &route_bare_redirect}, {"/trickle/", &route_trickle}, {"/loop", &route_loop},
+    {"/books/", &route_book},
 };
 
 // The path of a target: an absolute URL loses its scheme and host, and

@@ -118,6 +118,7 @@ constexpr ControlPeer kControlPeers[] = {
     {"configd", phonebox::kControlPortConfig},
     {"sipd", phonebox::kControlPortSip},
     {"httppeer", phonebox::kControlPortHttp},
+    {"directoryd", phonebox::kControlPortDirectory},
 };
 
 // One line (the words from argv[first] on) to a peer's control port; its

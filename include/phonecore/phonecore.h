@@ -33,6 +33,7 @@
 #include "phonecore/prompt.h"
 #include "phonecore/contacts.h"
 #include "phonecore/calllists.h"
+#include "phonecore/cloudbook.h"
 #include "phonecore/net_info.h"
 #include "phonecore/net_config.h"
 #include "phonecore/web_config.h"

@@ -39,6 +39,7 @@
 #include "phonecore/prompt.h"
 #include "phonecore/contacts.h"
 #include "phonecore/calllists.h"
+#include "phonecore/cloudbook.h"
 
 int headers_c_fifo_roundtrip(void);
 

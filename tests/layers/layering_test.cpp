@@ -27,6 +27,7 @@ struct Layer {
 constexpr Layer kLayers[] = {
     {"base", 0},   {"bus", 1},     {"config", 2},    {"call", 3},      {"dial", 3},
     {"device", 3}, {"network", 3}, {"directory", 3}, {"provision", 4}, {"remote", 5},
+    {"cloud", 6},
 };
 
 // The public headers, by the folder whose code they belong to; a header
@@ -49,6 +50,7 @@ constexpr PublicHeader kPublicHeaders[] = {
     {"action_url.h", "remote"},
     {"phonecfg.h", "provision"},
     {"http_client.h", "remote"},
+    {"cloudbook.h", "cloud"},
 };
 
 // Arrows against the order that are known and allowed, each with its
@@ -206,6 +208,7 @@ TEST(Layers, TheOrderIsReadAsWritten) {
     EXPECT_LT(layer_of(mid)->rank, layer_of("provision")->rank) << mid;
   }
   EXPECT_LT(layer_of("provision")->rank, layer_of("remote")->rank);
+  EXPECT_LT(layer_of("remote")->rank, layer_of("cloud")->rank);
 }
 
 }  // namespace

@@ -56,9 +56,11 @@ struct Command {
 // the table to the list in phonectl.cpp.
 std::span<const Command> bus_commands();
 std::span<const Command> call_commands();
+std::span<const Command> cloud_commands();
 std::span<const Command> config_commands();
 std::span<const Command> device_commands();
 std::span<const Command> dial_commands();
+std::span<const Command> directory_commands();
 std::span<const Command> provision_commands();
 std::span<const Command> remote_commands();
 std::span<const Command> tool_commands();

@@ -1,0 +1,79 @@
+// Cloud phone books, the slow cases: a download has no time limit, and a
+// 5 MiB book is searched without keeping its memory.
+
+#include <gtest/gtest.h>
+#include <json-c/json.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "phonecore/cloudbook.h"
+#include "phonecore/config.h"
+#include "support/files.h"
+#include "support/http_peer.h"
+
+using phonecore::testing::HttpPeer;
+using phonecore::testing::slurp;
+
+namespace {
+
+// Sanitizers hold freed memory back (ASan's quarantine) and count leaks
+// themselves at exit: the resident size is measured in plain builds.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kPlainHeap = false;
+#else
+constexpr bool kPlainHeap = true;
+#endif
+
+long resident_kib() {
+  std::ifstream statm("/proc/self/statm");
+  long size = 0, resident = 0;
+  statm >> size >> resident;
+  return resident * (sysconf(_SC_PAGESIZE) / 1024);
+}
+
+TEST(CloudBookSlow, ADownloadHasNoTimeLimit) {
+  const auto t0 = std::chrono::steady_clock::now();
+  EXPECT_EQ(cloud_book_download(HttpPeer::url("/stall/3").c_str(), "/tmp/stalled.xml"), 0);
+  EXPECT_GE(std::chrono::steady_clock::now() - t0, std::chrono::seconds(3));
+  EXPECT_EQ(slurp("/tmp/stalled.xml"), "late\n");
+}
+
+TEST(CloudBookSlow, AFiveMegabyteBookIsSearchedAndItsMemoryGivenBack) {
+  const std::string url = HttpPeer::url("/books/five.xml");
+  char path[CLOUD_BOOK_PATH_ROOM];
+  api_cloud_url_uni_name(url.c_str(), path);
+  {
+    std::ofstream book(path, std::ios::trunc);
+    book << "<?xml version=\"1.0\"?>\n<VornIPPhoneDirectory>\n";
+    for (int i = 0; book.tellp() < 5 * 1024 * 1024; ++i)
+      book << "<DirectoryEntry><Name>Person" << i << "</Name><Telephone>" << 7000000 + i
+           << "</Telephone></DirectoryEntry>\n";
+    book << "</VornIPPhoneDirectory>\n";
+  }
+  json_object* root = json_tokener_parse(("{\"MaillistRemotePhoneBook\":{\"data\":[{\"RemotePhoneBookURL\":\"" + url +
+                                          "\",\"RemotePhoneBookName\":\"five\",\"Index\":\"1\"}]}}")
+                                             .c_str());
+  ASSERT_EQ(write_gnl_config_json(CLOUD_BOOK_LIST_FILE, root), 0);
+  json_object_put(root);
+  std::vector<ContactRecord> hits(CLOUD_BOOK_SEARCH_ROOM);
+  int count = 0;
+  ASSERT_EQ(api_cloud_search("7012345", hits.data(), &count), 0);
+  ASSERT_EQ(count, 1);
+  EXPECT_STREQ(hits[0].name, "Person12345");
+  const long settled = resident_kib();
+  for (int i = 0; i < 3; ++i) {
+    count = 0;
+    ASSERT_EQ(api_cloud_search("person1234", hits.data(), &count), 0);
+    EXPECT_EQ(count, 11);
+  }
+  if (kPlainHeap) {
+    EXPECT_LE(resident_kib(), settled + 4096) << "the parsed book is freed after each search";
+  }
+}
+
+}  // namespace
