@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "cloud/cloud_internal.h"
+#include "directory/cloud_internal.h"
 #include "phonecore/cloudbook.h"
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -281,15 +282,30 @@ TEST_F(ActionUrlBox, EachEventSendsItsOwnSlot) {
   for (const auto& [name, fn] : kFunctions) {
     const int slot = phonecore::remote::action_slot(name);
     ASSERT_GE(slot, 0) << name;
-    ASSERT_EQ(fn(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), 0)
-        << name;
+    // A loaded machine may run a send into its 200 ms limit: that one
+    // event is sent again.
+    int result = -1;
+    for (int i = 0; i < 20; ++i) {
+      ::testing::internal::CaptureStderr();
+      result = fn(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
+      errors = ::testing::internal::GetCapturedStderr();
+      if (result == 0 || errors.find("返回值:28\n") == std::string::npos) break;
+    }
+    ASSERT_EQ(result, 0) << name << errors;
     expected.push_back("/ev/" + std::string(kActionEvents[slot].member));
     EXPECT_STREQ(action_event_url_tmp[slot], urls[static_cast<size_t>(slot)].c_str()) << name;
   }
   EXPECT_EQ(kFunctions.size(), 43u);
+  // The peer records a connection when it is done with it, so the record
+  // need not keep the order of the sends; a send cut at its limit may have
+  // reached the peer as well.
   const auto r = peer.requests(43);
-  ASSERT_EQ(r.size(), 43u);
-  for (size_t i = 0; i < r.size(); ++i) EXPECT_EQ(r[i].target, expected[i]);
+  ASSERT_GE(r.size(), 43u);
+  std::set<std::string> heard;
+  for (const auto& one : r) heard.insert(one.target);
+  const std::set<std::string> wanted(expected.begin(), expected.end());
+  EXPECT_EQ(wanted.size(), 43u);
+  EXPECT_EQ(heard, wanted);
 }
 
 TEST_F(ActionUrlBox, TemplateOf639IsWholeLongerIsCut) {

@@ -17,7 +17,7 @@
 
 #include "base/json.h"
 #include "bus/vocabulary.h"
-#include "cloud/cloud_internal.h"
+#include "directory/cloud_internal.h"
 #include "phonecore/bus_client.h"
 #include "phonecore/cloudbook.h"
 #include "phonecore/config.h"
