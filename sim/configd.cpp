@@ -8,6 +8,7 @@
 // sim/README.md.
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <ifaddrs.h>
 #include <json-c/json.h>
 #include <net/if.h>
@@ -15,8 +16,11 @@
 #include <signal.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -39,6 +43,8 @@ namespace {
 
 constexpr const char* kPeer = "configd";
 constexpr const char* kRoot = "/appconfigs";
+constexpr const char* kPhoneCfg = "/appconfigs/phone.cfg";
+constexpr int kTakeupLimitS = 120;
 
 struct Store {
   uint16_t category;
@@ -178,7 +184,10 @@ class ConfigService {
   void run() {
     for (;;) {
       pollfd fds[] = {{fd_, POLLIN, 0}, {control_.fd(), POLLIN, 0}};
-      if (poll(fds, 2, -1) < 0) continue;
+      // While a take-up runs, its end is looked for every 50 ms.
+      const int ready = poll(fds, 2, takeup_.pid > 0 ? 50 : -1);
+      if (takeup_.pid > 0) watch_takeup();
+      if (ready <= 0) continue;
       if (fds[1].revents & POLLIN) control_.serve();
       if (!(fds[0].revents & POLLIN)) continue;
       sockaddr_in from{};
@@ -191,6 +200,8 @@ class ConfigService {
         phonebox::log_line(kPeer, "dropped a datagram of more than %zu bytes", kGnlBufferSize);
         continue;
       }
+      from_ = from;
+      from_len_ = from_len;
       size_t out_len = answer(static_cast<size_t>(n));
       if (out_len > 0) sendto(fd_, &out_, out_len, 0, reinterpret_cast<sockaddr*>(&from), from_len);
     }
@@ -219,6 +230,11 @@ class ConfigService {
     std::memcpy(out_.path, req_.path, kGnlPathSize);
     out_.data_length = 0;
     if (req_.category == kCategoryFile && req_.operation >= kGlWrite && req_.operation <= kGlReset) return gl_data();
+    if (req_.category == kCategoryFile && req_.operation == kOperationUploadConfig) return take_up();
+    if (req_.category == kCategoryFile && req_.operation == kOperationDownloadConfig) {
+      phonebox::log_line(kPeer, "the reverse request of phone.cfg: answered empty");
+      return empty_answer();
+    }
     if (req_.category == kCategoryQuestion) return question();
     switch (req_.operation) {
       case kOperationRead:
@@ -235,6 +251,68 @@ class ConfigService {
     }
     out_.data[out_.data_length] = 0;
     return gnl_datagram_size(out_.data_length);
+  }
+
+  size_t empty_answer() {
+    out_.data_length = 0;
+    out_.data[0] = 0;
+    return gnl_datagram_size(0);
+  }
+
+  // The take-up of /appconfigs/phone.cfg: the file is applied by the
+  // library's own importer, `phonectl cfg import --no-reload`, in a child
+  // whose exchanges this service answers meanwhile; the request is answered
+  // when the child ends (killed after 120 s). No file, or a take-up already
+  // running: answered at once.
+  size_t take_up() {
+    struct stat st {};
+    if (takeup_.pid > 0) {
+      phonebox::log_line(kPeer, "take-up of phone.cfg already running: answered at once");
+      return empty_answer();
+    }
+    if (stat(kPhoneCfg, &st) != 0) {
+      phonebox::log_line(kPeer, "take-up: no %s, answered at once", kPhoneCfg);
+      return empty_answer();
+    }
+    const pid_t pid = fork();
+    if (pid < 0) return empty_answer();
+    if (pid == 0) {
+      close(fd_);
+      close(control_.fd());
+      const int log = open("/run/phonebox/configd-takeup.log", O_WRONLY | O_CREAT | O_APPEND, 0644);
+      if (log >= 0) {
+        dup2(log, STDOUT_FILENO);
+        dup2(log, STDERR_FILENO);
+        close(log);
+      }
+      execlp("phonectl", "phonectl", "--json", "cfg", "import", "--no-reload", kPhoneCfg, static_cast<char*>(nullptr));
+      _exit(127);
+    }
+    phonebox::log_line(kPeer, "take-up of %s: phonectl cfg import as pid %d", kPhoneCfg, static_cast<int>(pid));
+    takeup_.pid = pid;
+    takeup_.started = std::chrono::steady_clock::now();
+    takeup_.to = from_;
+    takeup_.to_len = from_len_;
+    std::memcpy(&takeup_.head, &req_, kGnlHeaderSize);
+    return 0;  // answered when the child ends
+  }
+
+  void watch_takeup() {
+    int status = 0;
+    pid_t done = waitpid(takeup_.pid, &status, WNOHANG);
+    if (done == 0 && std::chrono::steady_clock::now() - takeup_.started > std::chrono::seconds(kTakeupLimitS)) {
+      phonebox::log_line(kPeer, "take-up: pid %d still running after %d s, killed", static_cast<int>(takeup_.pid),
+                         kTakeupLimitS);
+      kill(takeup_.pid, SIGKILL);
+      done = waitpid(takeup_.pid, &status, 0);
+    }
+    if (done == 0) return;
+    phonebox::log_line(kPeer, "take-up ended (status %d)", WIFEXITED(status) ? WEXITSTATUS(status) : -1);
+    takeup_.pid = 0;
+    takeup_.head.data_length = 0;
+    std::memcpy(&out_, &takeup_.head, kGnlHeaderSize);
+    out_.data[0] = 0;
+    sendto(fd_, &out_, gnl_datagram_size(0), 0, reinterpret_cast<sockaddr*>(&takeup_.to), takeup_.to_len);
   }
 
   // One record line: category, operation, format, path and data length,
@@ -382,6 +460,15 @@ class ConfigService {
   size_t req_data_len_ = 0;
   GnlConfigRecord out_{};
   std::map<int32_t, int32_t> gl_data_;
+  sockaddr_in from_{};
+  socklen_t from_len_ = 0;
+  struct TakeUp {
+    pid_t pid = 0;
+    std::chrono::steady_clock::time_point started;
+    sockaddr_in to{};
+    socklen_t to_len = 0;
+    GnlConfigRecord head{};
+  } takeup_;
 };
 
 }  // namespace
