@@ -52,4 +52,7 @@ sed 's/^/   /' /run/phonebox/calls.log
 say "The phone book: contacts and groups, an exact block list, the history, the directory service (port 30001) restarted"
 "$build/demo/directory_demo"
 
+say "Provisioning: a run against the box's FTP server, a call holding the take-up, the reload broadcasts, a certificate and a firmware image"
+"$build/demo/provision_demo" >/dev/null
+
 say "Demo done: the box and its peers stop with this script"
