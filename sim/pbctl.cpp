@@ -7,7 +7,7 @@
 //   pbctl write PATH JSON           write a JSON file
 //   pbctl reload CATEGORY           ask the service to reload a store
 //   pbctl sip LINE...               one control line to the SIP process
-//   pbctl control PEER LINE...      one control line to msgserver, configd, sipd or httppeer
+//   pbctl control PEER LINE...      one control line to msgserver, configd, sipd, httppeer, netd or uartd
 //
 // The configuration frames go through the library's frame exchange, as the
 // phone's processes send them.
@@ -118,6 +118,8 @@ constexpr ControlPeer kControlPeers[] = {
     {"configd", phonebox::kControlPortConfig},
     {"sipd", phonebox::kControlPortSip},
     {"httppeer", phonebox::kControlPortHttp},
+    {"netd", phonebox::kControlPortNetwork},
+    {"uartd", phonebox::kControlPortSerial},
 };
 
 // One line (the words from argv[first] on) to a peer's control port; its
@@ -160,6 +162,6 @@ int main(int argc, char** argv) {
   }
   fprintf(stderr,
           "usage: pbctl exchange ID_A ID_B TEXT | connect ID | read PATH|CATEGORY | write PATH JSON | reload CATEGORY"
-          " | sip LINE | control msgserver|configd|sipd|httppeer LINE\n");
+          " | sip LINE | control msgserver|configd|sipd|httppeer|netd|uartd LINE\n");
   return 2;
 }

@@ -19,8 +19,9 @@ check "call h" "$(complete_words call h)" "hangup hold"
 check "--json cfg ''" "$(complete_words --json cfg '')" "read set write"
 check "--id 4300 tz ''" "$(complete_words --id 4300 tz '')" "get set"
 check "--j" "$(complete_words --j)" --json
+check "board w" "$(complete_words board w)" wdt
 groups=$(complete_words '')
-for g in bus call account dss cfg kv dm volume hotel dial rules hotkey md5 tz pinyin; do
+for g in bus call account dss cfg kv dm volume hotel dial rules hotkey md5 tz pinyin board; do
   grep -qw -- "$g" <<<"$groups" || { echo "group $g not offered" >&2; failed=1; }
 done
 exit $failed

@@ -353,6 +353,133 @@ http_upload)
   grep -qF 'payload' /tmp/log || fail "the file is not in the body"
   status 1 phonectl http upload http://127.0.0.1:18080/up /tmp/nosuch
   ;;
+board_gpio)
+  # Run with the board's devices (phonebox run --devices): sysfs as the
+  # stand-in plays it, every act in devices.log.
+  status 0 phonectl board gpio export 59 60
+  [ -d /sys/class/gpio/gpio60 ] || fail "gpio60 not exported"
+  status 0 phonectl board gpio dir 60 high
+  expect "direction" "$(cat /sys/class/gpio/gpio60/direction)" out
+  expect "values" "$(phonectl --json board gpio get 60 59)" '{"60":1,"59":0}'
+  status 0 phonectl board gpio unexport 60
+  [ -e /sys/class/gpio/gpio60 ] && fail "gpio60 still there"
+  status 1 phonectl board gpio get 60
+  status 2 phonectl board gpio export x
+  status 2 phonectl board gpio dir 60 up
+  expect "acts" "$(grep gpio /run/phonebox/devices.log | tr '\n' ,)" \
+    "gpio export 59,gpio export 60,gpio60 direction high,gpio unexport 60,"
+  ;;
+board_hook)
+  expect "on hook" "$(phonectl --json board hook)" '{"hook":0}'
+  echo 1 >/sys/class/gpio/gpio59/value
+  # Exporting again is refused (EBUSY); the value is read all the same.
+  expect "off hook" "$(phonectl --json board hook)" '{"hook":1}'
+  expect "exports" "$(grep -c 'gpio export 59' /run/phonebox/devices.log)" 2
+  ;;
+board_audio)
+  status 0 phonectl board audio out 1
+  expect "out 1" "$(cat /sys/class/gpio/gpio10/value)$(cat /sys/class/gpio/gpio9/value)$(cat /sys/class/gpio/gpio11/value)" 001
+  expect "in 5" "$(phonectl --json board audio in 5)" '{"result":1}'
+  [ -e /sys/class/gpio/gpio8 ] && fail "in 5 touched GPIO 8"
+  status 0 phonectl board audio in 2
+  expect "in 2" "$(cat /sys/class/gpio/gpio8/value)$(cat /sys/class/gpio/gpio6/value)$(cat /sys/class/gpio/gpio7/value)" 011
+  status 2 phonectl board audio sideways 1
+  ;;
+board_backlight)
+  # The factory level is 80 %: duty 49.
+  expect "on" "$(phonectl --json board backlight on)" '{"on":1}'
+  expect "duty on" "$(cat /sys/class/pwm/pwmchip0/pwm0/duty_cycle)" 49
+  expect "level 100" "$(phonectl --json board backlight level 100)" '{"level":100,"duty":60}'
+  expect "duty" "$(cat /sys/class/pwm/pwmchip0/pwm0/duty_cycle)" 60
+  expect "stored" "$(jq -r .hardware.bk_light_l_active /appconfigs/system.cfg)" 100
+  expect "read" "$(phonectl --json board backlight level | jq .level)" 100
+  status 2 phonectl board backlight level 101
+  ;;
+board_led)
+  expect "lamp" "$(phonectl --json board led 4 0 1 8)" '{"result":0}'
+  # Both rows of id 4 off, then LED 0 blinking, 2 and 2.
+  expect "requests" "$(grep 'zlt_led [0-9]' /run/phonebox/devices.log | tr '\n' ,)" "zlt_led 0 0 0 0,zlt_led 0 0 0 0,zlt_led 0 2 2 2,"
+  : >/run/phonebox/devices.log
+  status 0 phonectl board led raw 0 1 40
+  expect "raw" "$(grep 'zlt_led [0-9]' /run/phonebox/devices.log)" "zlt_led 0 1 10 10"
+  : >/run/phonebox/devices.log
+  # No lamp fitted: the off requests go to LED -1.
+  status 0 phonectl board led 1 0 1 0
+  expect "none fitted" "$(grep 'zlt_led [0-9-]' /run/phonebox/devices.log | tr '\n' ,)" "zlt_led -1 0 0 0,zlt_led -1 0 0 0,"
+  status 2 phonectl board led 4 0 x 0
+  # The test never ends by itself.
+  timeout 3 phonectl board led test
+  expect "led test killed" "$?" 124
+  ;;
+board_uart)
+  expect "answer" "$(phonectl --json board uart /dev/ttyS1 115200 send AT)" '{"sent":3,"received":4,"text":"OK\r\n"}'
+  pbctl control uartd log | grep -qx AT || fail "the modem never heard AT"
+  pbctl control uartd mode nocrlf >/dev/null
+  expect "no CR LF" "$(phonectl --json board uart /dev/ttyS1 9600 send AT)" '{"sent":3,"received":2,"text":"OK"}'
+  pbctl control uartd mode normal >/dev/null
+  expect "nothing waiting" "$(phonectl --json board uart /dev/ttyS1 9600 recv)" '{"received":0,"text":""}'
+  status 1 phonectl board uart /dev/ttyS9 9600 recv
+  status 2 phonectl board uart /dev/ttyS1 12345 recv
+  ;;
+board_wdt)
+  expect "steps" "$(phonectl --json board wdt init 10 kick exit | jq -c '[.[].result]')" "[0,0,0]"
+  expect "acts" "$(grep watchdog /run/phonebox/devices.log | tr '\n' ,)" \
+    "watchdog open,watchdog WDIOC_SETTIMEOUT 10,watchdog WDIOC_KEEPALIVE,watchdog WDIOC_SETOPTIONS 1,watchdog close,"
+  # A kick without the device open is refused.
+  status 1 phonectl board wdt kick
+  status 2 phonectl board wdt init
+  ;;
+board_reset)
+  touch /appconfigs/.keep /appconfigs/junk.cfg
+  jq '.wan.vlanid = 99' /appconfigs/network.cfg >/tmp/n && cp /tmp/n /appconfigs/network.cfg
+  status 0 phonectl board reset
+  [ -e /appconfigs/junk.cfg ] && fail "junk.cfg survived"
+  [ -e /appconfigs/.keep ] || fail "the dot-file went"
+  cmp -s /appconfigs/network.cfg /customer/appconfigs/network.cfg || fail "network.cfg not the factory's"
+  ;;
+board_flash)
+  status 1 phonectl board flash env list
+  status 0 phonectl board flash env set bootdelay 3
+  status 0 phonectl board flash env set ipaddr 10.0.0.2
+  expect "list" "$(phonectl --json board flash env list)" '["bootdelay=3","ipaddr=10.0.0.2"]'
+  expect "get" "$(phonectl board flash env get ipaddr)" 10.0.0.2
+  status 0 phonectl board flash env set bootdelay
+  status 1 phonectl board flash env get bootdelay
+  expect "dump" "$(phonectl board flash dump 8192 6)" "$(printf ipaddr | od -An -tx1 | tr -d ' \n')"
+  echo 0123456789abcdef >/run/phonebox/chip_id
+  expect "factory" "$(phonectl --json board flash factory 2026-11-23 00:1a:2b:3c:4d:5e SN-1)" \
+    '{"time":"2026-11-23","mac":"00:1a:2b:3c:4d:5e","serial":"SN-1","id":"01-23-45-67-89-ab-cd-ef"}'
+  grep -qx 'fw_setenv ethaddr 00:1a:2b:3c:4d:5e' /run/phonebox/calls.log || fail "no fw_setenv"
+  expect "mac" "$(phonectl board flash mac)" 00:1a:2b:3c:4d:5e
+  expect "id" "$(phonectl board flash id)" 01-23-45-67-89-ab-cd-ef
+  expect "qq" "$(phonectl board flash qq 1 0102 | cut -c1-8)" 0102ffff
+  status 2 phonectl board flash qq 5
+  status 2 phonectl board flash qq 0 "$(printf '%066d' 0)"
+  rm /run/phonebox/chip_id
+  status 1 phonectl board flash id
+  ;;
+board_usb)
+  mkdir -p /mnt/disk80
+  echo 'disk80 83886080 41943040' >/run/phonebox/volumes
+  expect "disk alone" "$(phonectl --json board usb scan)" '{"volumes":["disk80"],"new":["disk80"],"disk":"\/mnt\/disk80"}'
+  mkdir -p /mnt/cam/DCIM
+  echo photo >/mnt/cam/DCIM/p1.jpg
+  # First insertion: marked, not copied.
+  expect "card" "$(phonectl --json board usb scan | jq -c .new)" '["cam"]'
+  id=$(cat /mnt/cam/quorbit_mark.conf)
+  [ -e "/mnt/disk80/$id" ] && fail "copied on the first insertion"
+  expect "still in" "$(phonectl --json board usb scan | jq -c .new)" '[]'
+  mv /mnt/cam /tmp/cam
+  phonectl board usb scan >/dev/null
+  mv /tmp/cam /mnt/cam
+  # Back again: recognised by its mark and copied.
+  expect "again" "$(phonectl --json board usb scan | jq -c .new)" '["cam"]'
+  expect "copied" "$(cat "/mnt/disk80/$id/p1.jpg")" photo
+  rm /mnt/cam/DCIM/p1.jpg
+  status 0 phonectl board usb restore "$id"
+  expect "restored" "$(cat /mnt/cam/DCIM/p1.jpg)" photo
+  status 1 phonectl board usb backup quorbit_none
+  ;;
 *)
   echo "no case $case_name" >&2
   exit 2
