@@ -60,6 +60,7 @@ std::span<const Command> call_commands();
 std::span<const Command> config_commands();
 std::span<const Command> device_commands();
 std::span<const Command> dial_commands();
+std::span<const Command> net_commands();
 std::span<const Command> provision_commands();
 std::span<const Command> remote_commands();
 std::span<const Command> tool_commands();
