@@ -49,22 +49,6 @@ constexpr std::array kModes{
 
 using Clock = std::chrono::steady_clock;
 
-// Bytes as a record token: printable ASCII as it is, others as \xNN.
-std::string escaped(std::string_view bytes) {
-  std::string out;
-  char hex[8];
-  for (const char ch : bytes) {
-    const auto c = static_cast<unsigned char>(ch);
-    if (c > 0x20 && c < 0x7f && c != '\\') {
-      out.push_back(ch);
-    } else {
-      std::snprintf(hex, sizeof hex, "\\x%02x", c);
-      out += hex;
-    }
-  }
-  return out;
-}
-
 class SerialModem {
  public:
   bool start() { return open_line() && control_.open(phonebox::kControlPortSerial); }
@@ -123,7 +107,7 @@ class SerialModem {
       }
       if (line_.empty()) continue;
       const std::string line = std::exchange(line_, std::string());
-      control_.record(escaped(line));
+      control_.record(phonebox::record_token(line));
       if (control_.silent()) continue;
       if (line.size() >= 2 && (line.compare(0, 2, "AT") == 0 || line.compare(0, 2, "at") == 0)) {
         if (answer()) return;  // hung up: the rest of the read went with the line
