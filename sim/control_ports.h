@@ -12,5 +12,6 @@ constexpr uint16_t kControlPortSip = 27098;
 constexpr uint16_t kControlPortDirectory = 27030;
 constexpr uint16_t kControlPortNetwork = 27031;
 constexpr uint16_t kControlPortHttp = 27080;
+constexpr uint16_t kControlPortSerial = 27032;
 
 }  // namespace phonebox

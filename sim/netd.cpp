@@ -45,23 +45,6 @@ constexpr std::array kFaults{
     FaultName{"port", Fault::kOtherPort},    FaultName{"twice", Fault::kTwice},
 };
 
-// Bytes as a record token: printable ASCII as it is, others as \xNN; an
-// empty field is "-".
-std::string escaped(const char* bytes, size_t n) {
-  std::string out;
-  char hex[8];
-  for (size_t i = 0; i < n; ++i) {
-    const auto c = static_cast<unsigned char>(bytes[i]);
-    if (c > 0x20 && c < 0x7f && c != '\\') {
-      out.push_back(static_cast<char>(c));
-    } else {
-      std::snprintf(hex, sizeof hex, "\\x%02x", c);
-      out += hex;
-    }
-  }
-  return out.empty() ? "-" : out;
-}
-
 class NetworkService {
  public:
   bool start() { return open_service() && control_.open(phonebox::kControlPortNetwork); }
@@ -113,7 +96,7 @@ class NetworkService {
       NicModeData mode{};
       std::memcpy(&mode, in_.data() + kGnlHeaderSize,
                   std::min(sizeof mode, size > kGnlHeaderSize ? size - kGnlHeaderSize : 0));
-      line << ' ' << mode.mode << ' ' << escaped(mode.vid, strnlen(mode.vid, kNicVidSize));
+      line << ' ' << mode.mode << ' ' << phonebox::record_token({mode.vid, strnlen(mode.vid, kNicVidSize)});
     }
     record(line.str());
     if (control_.silent()) return;

@@ -7,13 +7,17 @@
 //   pbctl write PATH JSON           write a JSON file
 //   pbctl reload CATEGORY           ask the service to reload a store
 //   pbctl sip LINE...               one control line to the SIP process
-//   pbctl control PEER LINE...      one control line to msgserver, configd, sipd or httppeer
+//   pbctl control PEER LINE...      one control line to msgserver, configd, sipd, httppeer, netd or uartd
+//   pbctl net names                 ask the network service for the three names
+//   pbctl net mode MODE [VID]       hand the network service a mode and a vid
+//   pbctl net LINE...               one control line to the network service
 //
 // The configuration frames go through the library's frame exchange, as the
 // phone's processes send them.
 
 #include <sys/time.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <optional>
@@ -119,6 +123,8 @@ constexpr ControlPeer kControlPeers[] = {
     {"sipd", phonebox::kControlPortSip},
     {"httppeer", phonebox::kControlPortHttp},
     {"directoryd", phonebox::kControlPortDirectory},
+    {"netd", phonebox::kControlPortNetwork},
+    {"uartd", phonebox::kControlPortSerial},
 };
 
 // One line (the words from argv[first] on) to a peer's control port; its
@@ -140,6 +146,30 @@ int cmd_control(const ControlPeer& peer, int first, int argc, char** argv) {
   return answer.rfind("error", 0) == 0 ? 1 : 0;
 }
 
+// The network service's two requests, through the frame exchange.
+int cmd_net(uint16_t operation, int mode, const char* vid) {
+  static config::GnlConfigRecord rec;
+  std::memset(&rec, 0, sizeof rec);
+  rec.magic = config::kGnlMagic;
+  rec.category = config::kCategoryNic;
+  rec.operation = operation;
+  if (operation == config::kNicSetMode) {
+    config::NicModeData data{};
+    data.mode = mode;
+    if (vid != nullptr) std::memcpy(data.vid, vid, strnlen(vid, config::kNicVidSize));
+    std::memcpy(rec.data, &data, sizeof data);
+    rec.data_length = sizeof data;
+  }
+  auto got = config::frame_exchange(config::kNetworkPort, rec, rec);
+  auto head = got ? config::decode_gnl_head({reinterpret_cast<const uint8_t*>(&rec), *got}) : std::nullopt;
+  if (!head) return printf("no answer from the network service\n"), 1;
+  if (operation == config::kNicSetMode) return printf("answer: %zu bytes\n", *got), 0;
+  config::NicNamesData names{};
+  std::memcpy(&names, rec.data, std::min(sizeof names, *got > config::kGnlHeaderSize ? *got - config::kGnlHeaderSize : 0));
+  printf("wan %.16s\nlan %.16s\nwifi %.16s\n", names.wan, names.lan, names.wifi);
+  return 0;
+}
+
 bool is_number(const char* s) { return *s != 0 && strspn(s, "0123456789") == strlen(s); }
 
 }  // namespace
@@ -155,12 +185,18 @@ int main(int argc, char** argv) {
   if (cmd == "write" && argc == 4) return cmd_config(config::kCategoryFile, config::kOperationWrite, argv[2], argv[3]);
   if (cmd == "reload" && argc == 3) return cmd_config(atoi(argv[2]), config::kOperationReload, nullptr, nullptr);
   if (cmd == "sip" && argc >= 3) return cmd_control(kControlPeers[2], 2, argc, argv);
+  if (cmd == "net" && argc == 3 && std::string_view(argv[2]) == "names")
+    return cmd_net(config::kNicRefreshNames, 0, nullptr);
+  if (cmd == "net" && (argc == 4 || argc == 5) && std::string_view(argv[2]) == "mode")
+    return cmd_net(config::kNicSetMode, atoi(argv[3]), argc == 5 ? argv[4] : "");
+  if (cmd == "net" && argc >= 3) return cmd_control(kControlPeers[4], 2, argc, argv);
   if (cmd == "control" && argc >= 4) {
     for (const ControlPeer& peer : kControlPeers)
       if (peer.name == argv[2]) return cmd_control(peer, 3, argc, argv);
   }
   fprintf(stderr,
           "usage: pbctl exchange ID_A ID_B TEXT | connect ID | read PATH|CATEGORY | write PATH JSON | reload CATEGORY"
-          " | sip LINE | control msgserver|configd|sipd|httppeer LINE\n");
+          " | sip LINE | control msgserver|configd|sipd|httppeer|netd|uartd LINE | net names | net mode MODE [VID]"
+          " | net LINE\n");
   return 2;
 }

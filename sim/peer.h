@@ -69,6 +69,23 @@ inline std::optional<std::vector<uint8_t>> exchange(uint16_t port, std::span<con
   return in;
 }
 
+// Bytes as one token of a record line: printable ASCII as it is, others
+// (space and backslash too) as \xNN; nothing at all as "-".
+inline std::string record_token(std::string_view bytes) {
+  std::string out;
+  char hex[8];
+  for (const char ch : bytes) {
+    const auto c = static_cast<unsigned char>(ch);
+    if (c > 0x20 && c < 0x7f && c != '\\') {
+      out.push_back(ch);
+    } else {
+      std::snprintf(hex, sizeof hex, "\\x%02x", c);
+      out += hex;
+    }
+  }
+  return out.empty() ? "-" : out;
+}
+
 inline void log_line(const char* peer, const char* fmt, ...) __attribute__((format(printf, 2, 3)));
 inline void log_line(const char* peer, const char* fmt, ...) {
   char text[512];

@@ -14,6 +14,7 @@
 
 #include "base/json.h"
 #include "bus/command_broadcast.h"
+#include "network/settings_edit.h"
 #include "network/settings_file.h"
 #include "network/nic_names.h"
 #include "phonecore/config.h"
@@ -104,6 +105,64 @@ void apply_manual_vlan(json_object* advanced) {
   set_mode(text_is(advanced, "VlanWanSwitch", "1") ? kModeVlan : kModePlain, json::text(advanced, "VlanWanVid"));
 }
 
+}  // namespace
+
+void edit_wan_dhcp(json_object* root, bool static_dns, const std::string& dns1, const std::string& dns2) {
+  for (const char* name : kWanObjects) {
+    json_object* o = object_member(root, name);
+    set_text(o, "mode", "dhcp");
+    set_text(o, "staticdns", static_dns ? "1" : "0");
+    set_text(o, "dns1", dns1);
+    set_text(o, "dns2", dns2);
+  }
+}
+
+void edit_wan_static(json_object* root, const StaticAddress& a) {
+  for (const char* name : kWanObjects) {
+    json_object* o = object_member(root, name);
+    set_text(o, "mode", "static_ip");
+    set_text(o, "ipaddr", a.ip);
+    set_text(o, "netmask", a.netmask);
+    set_text(o, "gateway", a.gateway);
+    set_text(o, "staticdns", "1");
+    set_text(o, "dns1", a.dns1);
+    set_text(o, "dns2", a.dns2);
+  }
+}
+
+void edit_nat(json_object* root, int stun_switch, const char* server, const char* port) {
+  json_object* o = object_member(root, kNat);
+  set_number_text(o, "NatSTUNSwitch", stun_switch);
+  set_text(o, "NatSTUNServer", clean_address(server));
+  set_text(o, "NatSTUNPort", port != nullptr ? port : "");
+}
+
+json_object* edit_vlan(json_object* root, int vlan_switch, const char* vid, const char* priority) {
+  json_object* o = object_member(root, kAdvanced);
+  set_number_text(o, "VlanWanSwitch", vlan_switch);
+  set_text(o, "VlanWanVid", clean_address(vid));
+  set_text(o, "VlanWanPriority", vlan_priority(priority));
+  return o;
+}
+
+int rewrite_l2tp_options(FILE* in, FILE* out, const char* user, const char* password) {
+  char line[kL2tpLine];
+  char* last = nullptr;
+  while ((last = std::fgets(line, sizeof line, in)) != nullptr) {
+    if (std::strstr(line, "name ") != nullptr) {
+      std::fprintf(out, "name %s\n", user != nullptr ? user : "");
+    } else if (std::strstr(line, "password ") != nullptr) {
+      // No line end: the next line joins this one, as the phone's files have it.
+      std::fprintf(out, "password %s", password != nullptr ? password : "");
+    } else {
+      std::fputs(line, out);
+    }
+  }
+  return last == nullptr ? 0 : 1;
+}
+
+namespace {
+
 int dhcp_write(const int* dhcp, const int* static_dns, const char* dns1_in, const char* dns2_in) {
   const std::string dns1 = clean_address(dns1_in);
   if (!address_ok(dns1, true)) return 1;
@@ -113,14 +172,7 @@ int dhcp_write(const int* dhcp, const int* static_dns, const char* dns1_in, cons
   std::printf("%s dhcp flag %d\n", __func__, dhcp != nullptr ? *dhcp : 0);
   json::Owned root(read_network_config());
   if (root == nullptr || !json_object_is_type(root.get(), json_type_object)) root.reset(json_object_new_object());
-  const bool with_static_dns = static_dns != nullptr && *static_dns != 0;
-  for (const char* name : kWanObjects) {
-    json_object* o = object_member(root.get(), name);
-    set_text(o, "mode", "dhcp");
-    set_text(o, "staticdns", with_static_dns ? "1" : "0");
-    set_text(o, "dns1", dns1);
-    set_text(o, "dns2", dns2);
-  }
+  edit_wan_dhcp(root.get(), static_dns != nullptr && *static_dns != 0, dns1, dns2);
   write_gnl_config(kCategoryNetworkStore, nullptr, root.get());
   start_network();
   reload_accounts();
@@ -155,16 +207,7 @@ int static_write(const char* ip_in, const char* mask_in, const char* gateway_in,
   const std::string dns1 = fields[3].value.empty() ? gateway : fields[3].value;
   json::Owned root(read_network_config());
   if (root == nullptr || !json_object_is_type(root.get(), json_type_object)) root.reset(json_object_new_object());
-  for (const char* name : kWanObjects) {
-    json_object* o = object_member(root.get(), name);
-    set_text(o, "mode", "static_ip");
-    set_text(o, "ipaddr", fields[0].value);
-    set_text(o, "netmask", fields[1].value);
-    set_text(o, "gateway", gateway);
-    set_text(o, "staticdns", "1");
-    set_text(o, "dns1", dns1);
-    set_text(o, "dns2", fields[4].value);
-  }
+  edit_wan_static(root.get(), {fields[0].value, fields[1].value, gateway, dns1, fields[4].value});
   write_gnl_config(kCategoryNetworkStore, nullptr, root.get());
   start_network();
   reload_accounts();
@@ -202,10 +245,7 @@ int nat(int op, int* stun_switch, char* server, char* port) {
     return 0;
   }
   json::Owned root = file_object_or_empty(kInternetFile);
-  json_object* o = object_member(root.get(), kNat);
-  set_number_text(o, "NatSTUNSwitch", stun_switch != nullptr ? *stun_switch : 0);
-  set_text(o, "NatSTUNServer", clean_address(server));
-  set_text(o, "NatSTUNPort", port != nullptr ? port : "");
+  edit_nat(root.get(), stun_switch != nullptr ? *stun_switch : 0, server, port);
   write_gnl_config_json(kInternetFile, root.get());
   return 0;
 }
@@ -235,10 +275,7 @@ int vlan(int op, int* vlan_switch, char* vid, char* priority) {
     return 0;
   }
   json::Owned root = file_object_or_empty(kInternetFile);
-  json_object* o = object_member(root.get(), kAdvanced);
-  set_number_text(o, "VlanWanSwitch", vlan_switch != nullptr ? *vlan_switch : 0);
-  set_text(o, "VlanWanVid", clean_address(vid));
-  set_text(o, "VlanWanPriority", vlan_priority(priority));
+  json_object* o = edit_vlan(root.get(), vlan_switch != nullptr ? *vlan_switch : 0, vid, priority);
   write_gnl_config_json(kInternetFile, root.get());
   status_vlan(o);
   advanced_vlan(o);
@@ -345,23 +382,12 @@ int l2tp_credentials(const char* lns, const char* user, const char* password) {
     std::fclose(in);
     return -1;
   }
-  char line[kL2tpLine];
-  char* last = nullptr;
-  while ((last = std::fgets(line, sizeof line, in)) != nullptr) {
-    if (std::strstr(line, "name ") != nullptr) {
-      std::fprintf(out, "name %s\n", user != nullptr ? user : "");
-    } else if (std::strstr(line, "password ") != nullptr) {
-      // No line end: the next line joins this one, as the phone's files have it.
-      std::fprintf(out, "password %s", password != nullptr ? password : "");
-    } else {
-      std::fputs(line, out);
-    }
-  }
+  const int result = rewrite_l2tp_options(in, out, user, password);
   std::fclose(in);
   std::fclose(out);
   copy_file(kL2tpOptions, kL2tpTemporary);
   write_profile_string("lac eft-ipsec", "lns", lns != nullptr ? lns : "", kXl2tpdFile);
-  return last == nullptr ? 0 : 1;
+  return result;
 }
 
 }  // namespace

@@ -11,8 +11,10 @@
 #include <unistd.h>
 
 #include <cstdint>
+#include <algorithm>
 #include <cstring>
 #include <memory>
+#include <span>
 
 #include "base/atomic_field.h"
 #include "config/gnl_config_internal.h"
@@ -79,28 +81,36 @@ int update_names() {
   request->data_length = 0;
   const auto got = frame_exchange(kNetworkPort, *request, *reply);
   if (!got) return -1;
-  if (!decode_gnl_head({reinterpret_cast<const uint8_t*>(reply.get()), *got})) return -1;
+  return take_names({reinterpret_cast<const uint8_t*>(reply.get()), *got}) ? 0 : -1;
+}
+
+bool take_names(std::span<const uint8_t> datagram) {
+  if (!decode_gnl_head(datagram)) return false;
   // The names as far as the datagram holds them; bytes it lacks read as
-  // zero (the reply record was zeroed).
-  if (*got < sizeof *reply) std::memset(reinterpret_cast<uint8_t*>(reply.get()) + *got, 0, sizeof *reply - *got);
-  NicNamesData names;
-  std::memcpy(&names, reply->data, sizeof names);
+  // zero.
+  NicNamesData names{};
+  if (datagram.size() > kGnlHeaderSize)
+    std::memcpy(&names, datagram.data() + kGnlHeaderSize, std::min(sizeof names, datagram.size() - kGnlHeaderSize));
   put_name(g_nic.names[0], names.wan);
   put_name(g_nic.names[1], names.lan);
   put_name(g_nic.names[2], names.wifi);
-  return 0;
+  return true;
+}
+
+void fill_mode_request(GnlConfigRecord& request, int mode, const char* vid) {
+  fill_head(&request, kCategoryNic, kNicSetMode, kFormatRaw, nullptr);
+  NicModeData data{};
+  data.mode = mode;
+  // The first 8 bytes of the vid; a shorter text is not read past its end.
+  if (vid != nullptr) std::memcpy(data.vid, vid, strnlen(vid, kNicVidSize));
+  std::memcpy(request.data, &data, sizeof data);
+  request.data_length = sizeof data;
 }
 
 int set_mode(int mode, const char* vid) {
   auto request = std::make_unique<GnlConfigRecord>();
   auto reply = std::make_unique<GnlConfigRecord>();
-  fill_head(request.get(), kCategoryNic, kNicSetMode, kFormatRaw, nullptr);
-  NicModeData data{};
-  data.mode = mode;
-  // The first 8 bytes of the vid; a shorter text is not read past its end.
-  if (vid != nullptr) std::memcpy(data.vid, vid, strnlen(vid, kNicVidSize));
-  std::memcpy(request->data, &data, sizeof data);
-  request->data_length = sizeof data;
+  fill_mode_request(*request, mode, vid);
   return frame_exchange(kNetworkPort, *request, *reply) ? 0 : -1;
 }
 

@@ -14,6 +14,7 @@
 
 #include "base/json.h"
 #include "bus/command_broadcast.h"
+#include "network/settings_edit.h"
 #include "network/settings_file.h"
 #include "phonecore/config.h"
 #include "phonecore/web_config.h"
@@ -52,15 +53,13 @@ json_object* port_array(const std::vector<int>& ports) {
   return a;
 }
 
-int set_firewall(const int* given, int count, int open) {
-  json::Owned root = read_settings(kNetworkFile);
-  if (!is_object(root)) return 0;
-  json_object* firewall = object_member(root.get(), "firewall");
+}  // namespace
+
+bool edit_firewall(json_object* root, const int* given, int count, int open) {
+  json_object* firewall = object_member(root, "firewall");
   const int mode = json::integer(firewall, "mode");
-  if (mode != static_cast<int>(ListMode::kAllow) && mode != static_cast<int>(ListMode::kDeny)) {
-    write_gnl_config_json(kNetworkFile, root.get());  // unchanged
-    return 0;
-  }
+  // Another mode changes nothing, yet the file is written back as it is.
+  if (mode != static_cast<int>(ListMode::kAllow) && mode != static_cast<int>(ListMode::kDeny)) return true;
   const char* key = kListOfMode[static_cast<size_t>(mode)];
   // Opening adds to the allow list and takes from the deny list.
   const bool add = (mode == static_cast<int>(ListMode::kAllow)) == (open != 0);
@@ -68,11 +67,9 @@ int set_firewall(const int* given, int count, int open) {
   if (!ports) {
     // An unreadable allow list that ports are taken from becomes empty;
     // otherwise the file is left alone.
-    if (mode == static_cast<int>(ListMode::kAllow) && open == 0) {
-      json::put(firewall, key, port_array({}));
-      write_gnl_config_json(kNetworkFile, root.get());
-    }
-    return 0;
+    if (mode != static_cast<int>(ListMode::kAllow) || open != 0) return false;
+    json::put(firewall, key, port_array({}));
+    return true;
   }
   for (int i = 0; given != nullptr && i < count; ++i) {
     const int port = given[i];
@@ -86,7 +83,15 @@ int set_firewall(const int* given, int count, int open) {
     }
   }
   json::put(firewall, key, port_array(*ports));
-  write_gnl_config_json(kNetworkFile, root.get());
+  return true;
+}
+
+namespace {
+
+int set_firewall(const int* given, int count, int open) {
+  json::Owned root = read_settings(kNetworkFile);
+  if (!is_object(root)) return 0;
+  if (edit_firewall(root.get(), given, count, open)) write_gnl_config_json(kNetworkFile, root.get());
   return 0;
 }
 

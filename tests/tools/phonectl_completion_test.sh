@@ -21,8 +21,10 @@ check "--id 4300 tz ''" "$(complete_words --id 4300 tz '')" "get set"
 check "--j" "$(complete_words --j)" --json
 check "action AUIncomingC" "$(complete_words action AUIncomingC)" AUIncomingCall
 check "action AUTransferF" "$(complete_words action AUTransferF)" AUTransferFinished
+check "board w" "$(complete_words board w)" wdt
+check "firewall ''" "$(complete_words firewall '')" "close open"
 groups=$(complete_words '')
-for g in bus call account dss cfg kv dm volume hotel dial rules hotkey md5 tz pinyin; do
+for g in bus call account dss cfg kv dm volume hotel dial rules hotkey md5 tz pinyin board net web firewall setting; do
   grep -qw -- "$g" <<<"$groups" || { echo "group $g not offered" >&2; failed=1; }
 done
 exit $failed

@@ -54,6 +54,7 @@ struct Command {
 
 // The tables of each family; a family adds its rows to its own table and
 // the table to the list in phonectl.cpp.
+std::span<const Command> board_commands();
 std::span<const Command> bus_commands();
 std::span<const Command> call_commands();
 std::span<const Command> cloud_commands();
@@ -61,6 +62,7 @@ std::span<const Command> config_commands();
 std::span<const Command> device_commands();
 std::span<const Command> dial_commands();
 std::span<const Command> directory_commands();
+std::span<const Command> net_commands();
 std::span<const Command> provision_commands();
 std::span<const Command> remote_commands();
 std::span<const Command> tool_commands();
