@@ -15,4 +15,11 @@ inline std::string slurp(const std::string& path) {
   return s.str();
 }
 
+// Writes the bytes as the whole file; false when it can't be written.
+inline bool write_file(const std::string& path, const std::string& bytes) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out << bytes;
+  return static_cast<bool>(out.flush());
+}
+
 }  // namespace phonecore::testing
