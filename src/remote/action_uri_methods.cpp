@@ -80,8 +80,6 @@ constexpr size_t kField = ACTION_URI_FIELD_SIZE;
 constexpr size_t kFieldChars = kField - 1;
 // Words served per request; one more refuses the request.
 constexpr int kMaxWords = 50;
-// Items served per settings request; one more refuses it.
-constexpr int kMaxItems = 10;
 // Pause after each word, and between the two reload broadcasts.
 constexpr useconds_t kWordPauseUs = 100 * 1000;
 constexpr useconds_t kBroadcastGapUs = 10 * 1000;
