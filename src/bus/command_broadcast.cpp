@@ -48,6 +48,11 @@ void encode_command(const char* name, char* out, size_t size) {
 int broadcast_command(const char* name) {
   char text[kCommandTextSize];
   encode_command(name, text, sizeof text);
+  return broadcast_text(text);
+}
+
+int broadcast_text(const char* text) {
+  if (text == nullptr) return 0;
   instant_message_send(kBusIdAll, kMsgtypeCommand, kKindCommand, text, static_cast<int>(std::strlen(text)) + 1);
   return 0;
 }

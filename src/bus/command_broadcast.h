@@ -18,6 +18,11 @@ void encode_command(const char* name, char* out, size_t size);
 // terminator. 0; nothing is known of its delivery.
 int broadcast_command(const char* name);
 
+// Hands a ready command text (one that isn't of the simple "cmd" form, such
+// as "{\"cmd\":\"send_keyboard\", ...}") to the message server the same
+// way, with its terminator. 0.
+int broadcast_text(const char* text);
+
 // What a receiving process does for the commands that the decoder knows.
 // A null handler is skipped.
 struct CommandHandlers {

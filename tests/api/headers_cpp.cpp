@@ -29,6 +29,7 @@
 #include "phonecore/web_config.h"
 #include "phonecore/net_transfer.h"
 #include "phonecore/provision.h"
+#include "phonecore/action_uri.h"
 #include "phonecore/action_url.h"
 #include "phonecore/phonecfg.h"
 #include "phonecore/http_client.h"

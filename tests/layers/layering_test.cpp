@@ -46,6 +46,7 @@ constexpr PublicHeader kPublicHeaders[] = {
     {"hotkey.h", "dial"},   {"hal.h", "device"},      {"contacts.h", "directory"}, {"calllists.h", "directory"}, {"net_info.h", "network"}, {"net_config.h", "network"}, {"web_config.h", "network"}, {"flash.h", "device"}, {"gpio.h", "device"}, {"led.h", "device"}, {"backlight.h", "device"}, {"uart.h", "device"}, {"watchdog.h", "device"}, {"usb_backup.h", "device"}, {"phonecore.h", "remote"},
     {"net_transfer.h", "provision"},
     {"provision.h", "provision"},
+    {"action_uri.h", "remote"},
     {"action_url.h", "remote"},
     {"phonecfg.h", "provision"},
     {"http_client.h", "remote"},

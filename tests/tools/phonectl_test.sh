@@ -932,6 +932,58 @@ setting_wallpaper)
   rm /appconfigs/hal.cfg
   status 1 phonectl setting wallpaper 4
   ;;
+uri_serve | uri_key | uri_raw)
+  # Command broadcasts as the bus carries them, while WHAT runs:
+  # heard COUNT WHAT... leaves them in /tmp/heard, one "cmd keycode opt param2" a line.
+  heard() {
+    local n=$1; shift
+    phonectl bus listen --count "$n" --timeout 8000 >/tmp/ev 2>/tmp/listen.err &
+    local pid=$!
+    for _ in $(seq 1 200); do grep -q listening /tmp/listen.err && break; sleep 0.02; done
+    "$@" >/tmp/what.out 2>/tmp/what.err
+    wait $pid
+    jq -r 'select(.kind == 3) | [.message.cmd, .message.keycode, .message.opt, .message.param2] | map(. // "-") | join(" ")' /tmp/ev >/tmp/heard
+  }
+  case $case_name in
+  uri_key)
+    # Key names first, words verbatim, the feature word in the file.
+    heard 4 phonectl --json uri key MUTE 0 Asw DNDOn
+    expect "words" "$(jq -c .words /tmp/what.out)" '["MUTE","0","Asw","DNDOn"]'
+    expect "heard" "$(cat /tmp/heard)" "send_keyboard 21 - -
+send_keyboard 40 - -
+web_call_proc - Asw (null)
+reload_transfer_dnd - - -"
+    expect "DND" "$(jq -r .FeatureForwardDND.DndStatus /appconfigs/default/function.cfg)" 1
+    heard 1 phonectl uri key HOLD:12
+    expect "hold" "$(cat /tmp/heard)" "web_call_proc - HOLD_CALLID 12"
+    status 2 phonectl uri key
+    ;;
+  uri_serve)
+    phonectl uri serve >/dev/null 2>&1 &
+    server=$!
+    for _ in $(seq 1 200); do curl -s -o /dev/null http://127.0.0.1:8335/ && break; sleep 0.02; done
+    heard 1 curl -s -o /tmp/body 'http://127.0.0.1:8335/servlet?key=OK'
+    expect "heard" "$(cat /tmp/heard)" "send_keyboard 35 - -"
+    expect "body" "$(od -An -c /tmp/body | tr -s ' ')" " < h 1 > H e l l o ! < / h 1 > \0"
+    # The port is taken: a second server gives up with status 1.
+    status 1 phonectl uri serve
+    kill $server
+    wait $server 2>/dev/null
+    ;;
+  uri_raw)
+    status 1 phonectl uri raw 'GET / HTTP/1.1\r\n\r\n'
+    phonectl uri serve >/dev/null 2>&1 &
+    server=$!
+    for _ in $(seq 1 200); do curl -s -o /dev/null http://127.0.0.1:8335/ && break; sleep 0.02; done
+    expect "bytes" "$(phonectl --json uri raw 'GET /servlet?key=F1 HTTP/1.1\r\n\r\n' | jq -r .bytes)" 101
+    expect "head" "$(phonectl uri raw 'POST / HTTP/1.1\r\n\r\n' | head -1 | tr -d '\r')" "HTTP/1.1 200 OK"
+    # Malformed: the server neither answers nor closes.
+    status 1 phonectl uri raw 'GET / HTTP/1.1\r\n'
+    kill $server
+    wait $server 2>/dev/null
+    ;;
+  esac
+  ;;
 *)
   echo "no case $case_name" >&2
   exit 2

@@ -1,6 +1,14 @@
 // phonectl http: the HTTP client's get, post, download and upload;
-// phonectl action: one Action URL event.
+// phonectl action: one Action URL event;
+// phonectl uri: the Action URI server and its key methods.
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <phonecore/action_uri.h>
 #include <phonecore/action_url.h>
+#include <poll.h>
+#include <pthread.h>
+#include <sys/socket.h>
+#include <unistd.h>
 #include <phonecore/http_client.h>
 
 #include <cstring>
@@ -200,6 +208,90 @@ int action(Context &ctx, Args args) {
   return result == 0 ? kOk : kRefused;
 }
 
+// The server's thread; when it comes back the socket couldn't be set up.
+void *serve_thread(void *) {
+  http_server(nullptr);
+  std::fflush(stdout);
+  std::fprintf(err(), "phonectl: the Action URI server can't listen on TCP %d\n", ACTION_URI_PORT);
+  _exit(kRefused);
+}
+
+// Serves TCP 8335 until the tool is ended; the library's traces on
+// standard output.
+int uri_serve(Context &, Args) {
+  pthread_t thread;
+  if (pthread_create(&thread, nullptr, serve_thread, nullptr) != 0) return fail(kRefused, "no thread");
+  for (;;) pause();
+}
+
+// The words as a request would carry them, split and run here, without the
+// server: what the key methods broadcast and write.
+int uri_key(Context &ctx, Args args) {
+  std::string url = "servlet?key=";
+  for (size_t i = 0; i < args.size(); ++i) url += (i == 0 ? "" : ";") + std::string(args[i]);
+  init_key_method(url.c_str());
+  json_object *words = json_object_new_array();
+  for (int i = 0; i < key_method_count && i < ACTION_URI_KEY_ROWS; ++i)
+    json_object_array_add(words, json_object_new_string(key_method[i]));
+  do_method_for_key();
+  json_object *r = json_object_new_object();
+  json_object_object_add(r, "url", json_object_new_string(url.c_str()));
+  json_object_object_add(r, "count", json_object_new_int(key_method_count));
+  json_object_object_add(r, "words", words);
+  print(ctx, r);
+  return kOk;
+}
+
+// TEXT with the escapes \r, \n, \0 and \\ made bytes.
+std::string unescape(std::string_view text) {
+  std::string out;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '\\' || i + 1 == text.size()) {
+      out += text[i];
+      continue;
+    }
+    const char c = text[++i];
+    out += c == 'r' ? '\r' : c == 'n' ? '\n' : c == '0' ? '\0' : c;
+  }
+  return out;
+}
+
+// Sends TEXT to 127.0.0.1:8335 as it is and prints every byte of the
+// answer, until the server closes or stays silent for 3 s.
+int uri_raw(Context &ctx, Args args) {
+  const std::string request = unescape(args[0]);
+  const int fd = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in to{};
+  to.sin_family = AF_INET;
+  to.sin_port = htons(ACTION_URI_PORT);
+  to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  if (fd < 0 || connect(fd, reinterpret_cast<sockaddr *>(&to), sizeof to) != 0) {
+    if (fd >= 0) close(fd);
+    return fail(kRefused, "nothing listens on 127.0.0.1:" + std::to_string(ACTION_URI_PORT));
+  }
+  send(fd, request.data(), request.size(), MSG_NOSIGNAL);
+  std::string answer;
+  for (;;) {
+    pollfd p{fd, POLLIN, 0};
+    if (poll(&p, 1, 3000) <= 0) break;
+    char buffer[4096];
+    const ssize_t n = recv(fd, buffer, sizeof buffer, 0);
+    if (n <= 0) break;
+    answer.append(buffer, static_cast<size_t>(n));
+  }
+  close(fd);
+  if (answer.empty()) return fail(kRefused, "no answer");
+  if (ctx.json) {
+    json_object *r = json_object_new_object();
+    json_object_object_add(r, "bytes", json_object_new_int(static_cast<int>(answer.size())));
+    json_object_object_add(r, "answer", json_object_new_string_len(answer.data(), static_cast<int>(answer.size())));
+    print(ctx, r);
+  } else {
+    std::fwrite(answer.data(), 1, answer.size(), ctx.out);
+  }
+  return kOk;
+}
+
 constexpr Command kCommands[] = {
     {"http", "get", "http get URL [NAME:VALUE]...", "a GET (20 s at most); the reply's body on standard output", 1,
      -1, http_get},
@@ -213,6 +305,16 @@ constexpr Command kCommands[] = {
      "the Action URL of EVENT (\"AUIncomingCall\" ...) from default/function.cfg, its variables filled with the "
      "NAME=VALUE words (remote=1002 ...), sent once; the URL as sent and the result",
      1, -1, action},
+    {"uri", "serve", "uri serve",
+     "the Action URI server on TCP 8335, until ended (it answers every host: see the README); status 1 when the "
+     "port can't be had",
+     0, 0, uri_serve},
+    {"uri", "key", "uri key WORD...",
+     "the words of a \"servlet?key=\" request (OK DNDOn HOLD:12 ...) run here, as the server would: key presses "
+     "and call words broadcast, feature words written to default/function.cfg",
+     1, -1, uri_key},
+    {"uri", "raw", "uri raw TEXT",
+     "TEXT (escapes \\r \\n \\0) sent as it is to 127.0.0.1:8335; the answer's bytes as they came", 1, 1, uri_raw},
 };
 
 }  // namespace
