@@ -28,6 +28,8 @@ inline std::string text_at(const std::string& file, std::initializer_list<const 
   std::string out = o != nullptr ? json_object_get_string(o) : "<absent>";
   json_object_put(root);
   return out;
+}
+
 // Writes the bytes as the whole file; false when it can't be written.
 inline bool write_file(const std::string& path, const std::string& bytes) {
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
