@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <json-c/json.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <initializer_list>
@@ -122,6 +123,21 @@ TEST_F(PhonecfgAccount, OneKeyIsNineReadsAndEightWritesInOrder) {
   EXPECT_EQ(shapes(config_.requests()), full_record());
   EXPECT_EQ(start_network_flag, 0);
   EXPECT_EQ(reload_something_flag, 1);
+}
+
+TEST_F(PhonecfgAccount, AVolumeKeysLevelCallComesBetweenTheReadsAndTheWrites) {
+  my_dm_handle_value1("Voice.Speaker=9");
+  const std::vector<ConfigRequest> heard = shapes(config_.requests());
+  const std::vector<ConfigRequest> frame = full_record();
+  ASSERT_GT(heard.size(), frame.size());
+  EXPECT_EQ(std::vector<ConfigRequest>(heard.begin(), heard.begin() + 9),
+            std::vector<ConfigRequest>(frame.begin(), frame.begin() + 9));
+  EXPECT_EQ(std::vector<ConfigRequest>(heard.end() - 8, heard.end()),
+            std::vector<ConfigRequest>(frame.begin() + 9, frame.end()));
+  // The level call writes "hal.cfg" itself in between.
+  const std::vector<ConfigRequest> between(heard.begin() + 9, heard.end() - 8);
+  EXPECT_NE(std::find(between.begin(), between.end(), write_file("hal.cfg")), between.end());
+  EXPECT_EQ(text_at_pointer("hal.cfg", "/audio/speaker-level-call"), "9");
 }
 
 TEST_F(PhonecfgAccount, EveryAccountKeyLandsInItsMembersOfBothStores) {
