@@ -2,7 +2,8 @@
 // the pair may pass its 64 bytes; a line of at most 63 bytes must read as
 // the grammar says, written here a second way: tabs out, split at the
 // first '=', blanks out of the key, a leading run of blanks and '&' off the
-// value (of '&' only while the key is empty), no skipping.
+// value (of '&' only while the key is empty), no skipping. The first eight
+// bytes also serve as the two integers of the backlight's duty cycle.
 
 #include <cstdint>
 #include <cstdlib>
@@ -95,5 +96,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       (sv.find("Network") != std::string_view::npos || sv.find("Static") != std::string_view::npos))
     std::abort();
   pc::board_atoi(item);
+
+  // The backlight's duty cycle on any two integers: the fixed ends hold,
+  // and the rest is a number (UBSan watches the conversions).
+  if (size >= 8) {
+    int32_t level = 0;
+    int32_t floor = 0;
+    std::memcpy(&level, data, 4);
+    std::memcpy(&floor, data + 4, 4);
+    if (change_backlight(0, floor) != 100 || change_backlight(100, floor) != floor) std::abort();
+    change_backlight(level, floor);
+  }
   return 0;
 }

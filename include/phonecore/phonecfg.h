@@ -68,6 +68,22 @@ PHONECORE_API int isFourLine(const char *text) PHONECORE_NOEXCEPT;
  * too), else 0. */
 PHONECORE_API int is_value_digits(void) PHONECORE_NOEXCEPT;
 
+/* Applies the pair in hand when it isn't a network key: reads the voip
+ * configuration (store 4097), "default/voiplist.cfg", "default/function.cfg",
+ * "default/settinglist.cfg", "system.cfg", "default/addresslist.cfg",
+ * "hal.cfg" and "default/programing_key.cfg" (hotel_mode_get first), changes
+ * the key's member when the value is accepted and its file is there, and
+ * writes them back in the order voiplist, function, programing_key,
+ * settinglist, voip, system, addresslist, hal, for every key, known or not.
+ * 0; -1 after "voip.cfg open error!", "voiplist.cfg open error!" or
+ * "programing_key.cfg open error!" when a mandatory one can't be read
+ * (nothing written then). */
+PHONECORE_API int Set_Account_Massage(void) PHONECORE_NOEXCEPT;
+/* The backlight's PWM duty cycle for a level (0 to 100) and a floor: 100
+ * at level 0, the floor at level 100; with the floor 40, 93 at 10 down to
+ * 45 at 90. */
+PHONECORE_API int change_backlight(int level, int floor) PHONECORE_NOEXCEPT;
+
 /* Last reading of /tmp/reloading: 1 while a reload runs. */
 PHONECORE_API extern int is_reloading;
 /* Last reading of /tmp/call_check.txt: 1 while a call is in process. */

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
+
 #include <cstring>
 #include <string>
 
@@ -245,7 +247,8 @@ TEST(PhonecfgKeyTable, TheVpnSwitchAlsoFeedsTheNetworkType) {
 
 TEST(PhonecfgKeyTable, KeysAreUniqueAndRoutedToTheirGroup) {
   for (size_t i = 0; i < pc::kKeyTable.size(); ++i) {
-    EXPECT_EQ(is_network_cfg(std::string(pc::kKeyTable[i].key).c_str()), 1) << pc::kKeyTable[i].key;
+    const int network = pc::kKeyTable[i].group == pc::Group::kNetwork ? 1 : 0;
+    EXPECT_EQ(is_network_cfg(std::string(pc::kKeyTable[i].key).c_str()), network) << pc::kKeyTable[i].key;
     for (size_t j = i + 1; j < pc::kKeyTable.size(); ++j) EXPECT_NE(pc::kKeyTable[i].key, pc::kKeyTable[j].key);
   }
 }
@@ -260,6 +263,81 @@ TEST(PhonecfgKeyTable, IndexedPatternsTakeOneDigit) {
   EXPECT_FALSE(pc::key_matches("Account<N>.AccountUserName", "Account1.AccountUserNam"));
   EXPECT_TRUE(pc::key_matches("Network.Wan.mode", "Network.Wan.mode"));
   EXPECT_FALSE(pc::key_matches("Network.Wan.mode", "Network.Wan.mod"));
+}
+
+TEST(PhonecfgBacklight, DutyCycleOfEachLevelWithTheFloorForty) {
+  const int levels[] = {0, 10, 20, 30, 40, 50, 60, 70, 80, 90, 100};
+  const int duties[] = {100, 93, 87, 81, 75, 69, 63, 57, 51, 45, 40};
+  for (size_t i = 0; i < std::size(levels); ++i) EXPECT_EQ(change_backlight(levels[i], 40), duties[i]) << levels[i];
+}
+
+TEST(PhonecfgBacklight, LevelZeroAndLevelHundredForEveryFloor) {
+  for (int floor = -1000; floor <= 1000; ++floor) {
+    EXPECT_EQ(change_backlight(0, floor), 100);
+    EXPECT_EQ(change_backlight(100, floor), floor);
+  }
+  EXPECT_EQ(change_backlight(100, INT_MIN), INT_MIN);
+  EXPECT_EQ(change_backlight(100, INT_MAX), INT_MAX);
+}
+
+TEST(PhonecfgBacklight, LevelsBelowOneStepAreTheirOwnIndex) {
+  // Floor 40: a step of 100/60; level 1 is not above it, so 99 - 1.
+  EXPECT_EQ(change_backlight(1, 40), 98);
+  EXPECT_EQ(change_backlight(2, 40), 98);  // 2 / 1.67 cut to 1
+  // Floor 100: no step at all; the level is the index.
+  EXPECT_EQ(change_backlight(50, 100), 49);
+  // Absurd inputs give a number, not a trap.
+  EXPECT_EQ(change_backlight(INT_MAX, 40), 99 - static_cast<int>(INT_MAX / (100.0 / 60.0)));
+  (void)change_backlight(INT_MIN, INT_MIN);
+  (void)change_backlight(INT_MAX, INT_MAX);
+}
+
+TEST(PhonecfgKeyTable, GroupsHoldTheirCounts) {
+  EXPECT_EQ(pc::count_of(pc::Group::kAccount), 88u);
+  EXPECT_EQ(pc::count_of(pc::Group::kFunction), 25u);
+  EXPECT_EQ(pc::count_of(pc::Group::kKeys), 40u);
+  EXPECT_EQ(pc::count_of(pc::Group::kVoice), 6u);
+  EXPECT_EQ(pc::count_of(pc::Group::kSystem), 2u);
+  EXPECT_EQ(pc::count_of(pc::Group::kDialplan), 49u);
+  EXPECT_EQ(pc::count_of(pc::Group::kLdap), 17u);
+}
+
+TEST(PhonecfgKeyTable, AccountRowsCarryTheirIndexAndVoipMember) {
+  const pc::KeyRow* row = pc::find_key(pc::Group::kAccount, "Account3.SIP1HeartbeatMessage");
+  ASSERT_NE(row, nullptr);
+  EXPECT_EQ(row->index, 2);
+  EXPECT_STREQ(row->store.section, "AccountRegister");
+  EXPECT_EQ(row->store.place, pc::Place::kElement);
+  EXPECT_EQ(row->also.target, pc::Target::kVoipStore);
+  EXPECT_STREQ(row->also.member, "reg-timeout");
+  row = pc::find_key(pc::Group::kAccount, "Account1.AccountPassword");
+  ASSERT_NE(row, nullptr);
+  EXPECT_EQ(row->also.place, pc::Place::kCredential);
+  EXPECT_EQ(pc::find_key(pc::Group::kAccount, "Account5.AccountPassword"), nullptr);
+  row = pc::find_key(pc::Group::kDialplan, "Dialplan.Block_out.Account10");
+  ASSERT_NE(row, nullptr);
+  EXPECT_STREQ(row->store.member, "Account10");
+  EXPECT_EQ(pc::find_key(pc::Group::kDialplan, "Dialplan.Replace_Rule.Prefix6"), nullptr);
+  EXPECT_EQ(pc::find_key(pc::Group::kDialplan, "Dialplan.Dial_now.Rule6"), nullptr);
+}
+
+TEST(PhonecfgValues, LdapNumbersByAtoiWithoutADigitTest) {
+  const pc::KeyRow* port = pc::find_key(pc::Group::kLdap, "LDAP.Port");
+  ASSERT_NE(port, nullptr);
+  EXPECT_TRUE(pc::value_accepted(*port, "389abc"));
+  EXPECT_TRUE(pc::value_accepted(*port, "65535"));
+  EXPECT_FALSE(pc::value_accepted(*port, "65536"));
+  EXPECT_FALSE(pc::value_accepted(*port, "0"));
+  EXPECT_FALSE(pc::value_accepted(*port, "abc"));
+  const pc::KeyRow* min_len = pc::find_key(pc::Group::kDialplan, "Dialplan.Area_code.Min_len");
+  ASSERT_NE(min_len, nullptr);
+  EXPECT_FALSE(pc::value_accepted(*min_len, "5a"));
+  EXPECT_TRUE(pc::value_accepted(*min_len, "15"));
+  EXPECT_FALSE(pc::value_accepted(*min_len, "16"));
+  const pc::KeyRow* delay = pc::find_key(pc::Group::kFunction, "Features.HotlineDelay");
+  ASSERT_NE(delay, nullptr);
+  EXPECT_TRUE(pc::value_accepted(*delay, "11"));
+  EXPECT_FALSE(pc::value_accepted(*delay, "-1"));
 }
 
 }  // namespace

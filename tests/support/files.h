@@ -37,4 +37,15 @@ inline bool write_file(const std::string& path, const std::string& bytes) {
   return static_cast<bool>(out.flush());
 }
 
+// The text of a member by a JSON pointer ("/AccountRegister/0/AccountUserName"),
+// so that array elements can be named; "<absent>" as above.
+inline std::string text_at_pointer(const std::string& file, const char* pointer) {
+  json_object* root = json_tokener_parse(slurp("/appconfigs/" + file).c_str());
+  json_object* o = nullptr;
+  std::string out = "<absent>";
+  if (root != nullptr && json_pointer_get(root, pointer, &o) == 0 && o != nullptr) out = json_object_get_string(o);
+  json_object_put(root);
+  return out;
+}
+
 }  // namespace phonecore::testing

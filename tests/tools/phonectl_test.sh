@@ -232,7 +232,11 @@ cfg_import)
   status 2 phonectl cfg import a b
   ;;
 cfg_keys)
-  expect "rows" "$(phonectl cfg keys | wc -l)" 18
+  expect "rows" "$(phonectl cfg keys | wc -l)" 245
+  expect "account row" "$(phonectl cfg keys | grep '^Account2.SIP1HeartbeatMessage ')" \
+    "Account2.SIP1HeartbeatMessage default/voiplist.cfg AccountRegister[1].SIP1HeartbeatMessage any + voip.cfg account[1].reg-timeout"
+  expect "line key row" "$(phonectl cfg keys | grep '^LineKey3.Line ')" \
+    "LineKey3.Line default/programing_key.cfg Hotkey_lineKey.data[2].Line 1|2|3|4"
   expect "vpn row" "$(phonectl cfg keys | grep '^Static.Network.Vpn.Enable ')" \
     "Static.Network.Vpn.Enable default/internet.cfg NetworkAdvanced.VpnSwitch 0|1 + network.cfg NetworkVpn.VpnType"
   expect "json" "$(phonectl --json cfg keys | jq -r '.[0] | "\(.key) \(.file) \(.section) \(.member) \(.values)"')" \

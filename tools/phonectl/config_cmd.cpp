@@ -313,12 +313,28 @@ std::string check_text(const phonecore::phonecfg::KeyRow &row) {
     case Check::kIpv4: return "ipv4";
     case Check::kOneOf: return std::string(row.choices);
     case Check::kDigitsRange: return std::to_string(row.low) + ".." + std::to_string(row.high);
+    case Check::kDigits: return "digits";
+    case Check::kDigitsClamp: return "digits~" + std::to_string(row.low) + ".." + std::to_string(row.high);
+    case Check::kAtoiRange: return "atoi " + std::to_string(row.low) + ".." + std::to_string(row.high);
   }
   return "";
 }
 
-std::string member_text(const phonecore::phonecfg::Member &m) {
-  return std::string(phonecore::phonecfg::target_path(m.target)) + " " + m.section + "." + m.member;
+// FILE SECTION.MEMBER, with the element of an indexed member:
+// AccountRegister[1].AccountUserName, account[1].cred_acc[0].username,
+// Hotkey_lineKey.data[0].Type.
+std::string member_text(const phonecore::phonecfg::Member &m, int index) {
+  using phonecore::phonecfg::Place;
+  const std::string at = "[" + std::to_string(index) + "]";
+  std::string path = m.section;
+  switch (m.place) {
+    case Place::kSection: break;
+    case Place::kElement: path += at; break;
+    case Place::kCredential: path += at + ".cred_acc[0]"; break;
+    case Place::kData:
+    case Place::kGrow: path += ".data" + at; break;
+  }
+  return std::string(phonecore::phonecfg::target_path(m.target)) + " " + path + "." + m.member;
 }
 
 // One line a key: KEY FILE SECTION.MEMBER VALUES [+ FILE SECTION.MEMBER].
@@ -327,8 +343,8 @@ int cfg_keys(Context &ctx, Args) {
   json_object *list = json_object_new_array();
   std::string lines;
   for (const auto &row : phonecore::phonecfg::kKeyTable) {
-    std::string line = std::string(row.key) + " " + member_text(row.store) + " " + check_text(row);
-    if (row.also.target != Target::kNone) line += " + " + member_text(row.also);
+    std::string line = std::string(row.key) + " " + member_text(row.store, row.index) + " " + check_text(row);
+    if (row.also.target != Target::kNone) line += " + " + member_text(row.also, row.index);
     lines += line + "\n";
     json_object *o = json_object_new_object();
     json_object_object_add(o, "key", json_object_new_string_len(row.key.data(), static_cast<int>(row.key.size())));
@@ -337,7 +353,7 @@ int cfg_keys(Context &ctx, Args) {
     json_object_object_add(o, "member", json_object_new_string(row.store.member));
     json_object_object_add(o, "values", json_object_new_string(check_text(row).c_str()));
     if (row.also.target != Target::kNone)
-      json_object_object_add(o, "also", json_object_new_string(member_text(row.also).c_str()));
+      json_object_object_add(o, "also", json_object_new_string(member_text(row.also, row.index).c_str()));
     json_object_array_add(list, o);
   }
   if (ctx.json) {

@@ -51,7 +51,7 @@ struct NetworkObjects {
       case Target::kNetworkStore: return network.get();
       case Target::kTr069: return tr069.get();
       case Target::kInternet: return internet.get();
-      case Target::kNone: break;
+      default: break;  // the account handler's objects
     }
     return nullptr;
   }
@@ -110,9 +110,10 @@ int handle_item(const char* item) {
   if (names_network(parameterA)) {
     set_network_message();
     base::store(start_network_flag, 1);
+  } else {
+    Set_Account_Massage();
   }
-  // Keys of the other groups change no file here yet; they still ask the
-  // reload to run.
+  // Known or not, refused or not: the reload runs.
   base::store(reload_something_flag, 1);
   return 0;
 }
@@ -127,6 +128,12 @@ bool value_accepted(const KeyRow& row, const char* value) {
     case Check::kOneOf: return value != nullptr && one_of(row.choices, value);
     case Check::kDigitsRange: {
       if (!all_digits(value)) return false;
+      const int number = board_atoi(value);
+      return number >= row.low && number <= row.high;
+    }
+    case Check::kDigits:
+    case Check::kDigitsClamp: return all_digits(value);
+    case Check::kAtoiRange: {
       const int number = board_atoi(value);
       return number >= row.low && number <= row.high;
     }

@@ -2,6 +2,7 @@
 
 #include "provision/phonecfg/line.h"
 
+#include <cmath>
 #include <cstring>
 
 #include "base/json.h"
@@ -95,5 +96,21 @@ bool names_network(const char* key) {
 }
 
 int board_atoi(const char* text) { return json::text_to_int(text); }
+
+int backlight_duty(int level, int floor) {
+  if (level == 0) return 100;
+  if (level == 100) return floor;
+  // In double precision, as the board computes it; a floor of 100 makes
+  // the step infinite, so the level itself is the index.
+  const double span = 100.0 - floor;
+  const double step = span != 0.0 ? 100.0 / span : HUGE_VAL;
+  const double index = level > step ? std::trunc(level / step) : static_cast<double>(level);
+  const double duty = 99.0 - index;
+  // Out of int's range only for absurd floors; cut there rather than
+  // convert out of range.
+  if (duty >= 2147483647.0) return 2147483647;
+  if (duty <= -2147483648.0) return -2147483647 - 1;
+  return static_cast<int>(duty);
+}
 
 }  // namespace phonecore::phonecfg

@@ -33,4 +33,9 @@ bool names_network(const char* key);  // "Network" or "Static" anywhere
 // run of digits too large for int never wraps into a small number.
 int board_atoi(const char* text);
 
+// The backlight's PWM duty cycle for a level: 100 at level 0, floor at
+// level 100, falling in steps of 100 / (100 - floor) between. Any
+// integers give a result; nothing overflows.
+int backlight_duty(int level, int floor);
+
 }  // namespace phonecore::phonecfg
