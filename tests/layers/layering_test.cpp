@@ -48,6 +48,7 @@ constexpr PublicHeader kPublicHeaders[] = {
     {"provision.h", "provision"},
     {"action_url.h", "remote"},
     {"phonecfg.h", "provision"},
+    {"phonecfg_export.h", "provision"},
     {"http_client.h", "remote"},
     {"cloudbook.h", "directory"},
 };
