@@ -146,20 +146,4 @@ std::string special_lines(const SpecialWord& special, json_object* source) {
   return out;
 }
 
-std::vector<std::string> all_export_words() {
-  std::vector<std::string> words;
-  for (const ExportRow& row : kExportTable) {
-    if (!indexed(row.word)) {
-      words.emplace_back(row.word);
-      continue;
-    }
-    const size_t at = row.word.find("<N>");
-    for (int n = 1; n <= kIndexedCount; ++n)
-      words.push_back(std::string(row.word.substr(0, at)) + std::to_string(n) + std::string(row.word.substr(at + 3)));
-  }
-  for (const GroupRow& row : kGroupTable) words.emplace_back(row.word);
-  for (const SpecialWord& special : kSpecialTable) words.emplace_back(special.word);
-  return words;
-}
-
 }  // namespace phonecore::phonecfg

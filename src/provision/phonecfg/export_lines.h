@@ -8,7 +8,6 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "phonecore/phonecfg_export.h"
 #include "provision/phonecfg/export_table.h"
@@ -47,9 +46,5 @@ std::string word_lines(std::string_view word, const ExportRow& row, int index, c
 std::string group_lines(const GroupRow& row, json_object* settinglist);
 // The sections of a special word from its source's object.
 std::string special_lines(const SpecialWord& special, json_object* source);
-
-// Every word of the tables: the key words (indexed ones 1 to 4), the
-// group words, the special words.
-std::vector<std::string> all_export_words();
 
 }  // namespace phonecore::phonecfg

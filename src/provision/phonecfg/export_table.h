@@ -7,7 +7,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace phonecore::phonecfg {
 
@@ -354,5 +356,23 @@ inline constexpr std::array kSpecialTable{
 };
 static_assert(kSpecialTable.size() == 3);
 static_assert(kAccountsLines.size() * kIndexedCount == 32);
+
+// Every word of the tables, in their order: the key words (an indexed
+// one for 1 to 4), the group words, the special words.
+inline std::vector<std::string> all_export_words() {
+  std::vector<std::string> words;
+  for (const ExportRow& row : kExportTable) {
+    const size_t at = row.word.find("<N>");
+    if (at == std::string_view::npos) {
+      words.emplace_back(row.word);
+      continue;
+    }
+    for (int n = 1; n <= kIndexedCount; ++n)
+      words.push_back(std::string(row.word.substr(0, at)) + std::to_string(n) + std::string(row.word.substr(at + 3)));
+  }
+  for (const GroupRow& row : kGroupTable) words.emplace_back(row.word);
+  for (const SpecialWord& special : kSpecialTable) words.emplace_back(special.word);
+  return words;
+}
 
 }  // namespace phonecore::phonecfg
