@@ -232,7 +232,7 @@ TEST_F(PhonecfgExport, EveryKeyWordPrintsItsOwnMemberAndReadsItsSources) {
     EXPECT_EQ(get_special_cfg(w.word.c_str()), 0) << w.word;
     EXPECT_EQ(get_appoint_cfg(w.word.c_str()), 0) << w.word;
     std::string line = w.word + " = v" + std::to_string(k) + " x\n";
-    // The WAN VLAN switch doubles its line, as the phones always did.
+    // The WAN VLAN switch doubles its line on purpose.
     if (w.word == "Static.Network.Vlan.Wan.Enable") line += line;
     EXPECT_EQ(slurp(kScratch), line) << w.word;
     EXPECT_FALSE(fs::exists(kAnswer)) << w.word;

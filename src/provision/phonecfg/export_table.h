@@ -199,8 +199,8 @@ inline constexpr std::array kExportTable{
     export_rows::member("Network.Wan.gateway", Source::kNetwork, "wan", "gateway"),
     export_rows::member("Network.Wan.dns1", Source::kNetwork, "wan", "dns1"),
     export_rows::member("Network.Wan.dns2", Source::kNetwork, "wan", "dns2"),
-    // default/internet.cfg. The WAN VLAN switch prints its line twice, as
-    // the phones' answers always had it; readers take the pair as one.
+    // default/internet.cfg. The WAN VLAN switch prints its line twice, on
+    // purpose: the readers of the answer take the pair as one setting.
     export_rows::member("Static.Network.Vlan.Wan.Enable", Source::kInternet, "NetworkAdvanced", "VlanWanSwitch",
                         Print::kTwice),
     export_rows::member("Static.Network.Vlan.Wan.Vid", Source::kInternet, "NetworkAdvanced", "VlanWanVid"),
@@ -326,8 +326,8 @@ inline constexpr std::array kDndLines{
 };
 
 // The no-answer section crosses its last two lines: Target carries the
-// delay and Ringtimes the number. The phones' management tools read the
-// section so, and it stays so.
+// delay and Ringtimes the number. The management tools read the section
+// so, and it must stay so.
 inline constexpr std::array kForwardLines{
     SpecialLine{"[Forward_always]", "State", "AlwaysForwardSwitch"},
     SpecialLine{nullptr, "Target", "AlwaysForwardTarget"},
