@@ -42,6 +42,7 @@
 #include "phonecore/action_uri.h"
 #include "phonecore/action_url.h"
 #include "phonecore/phonecfg.h"
+#include "phonecore/phonecfg_export.h"
 #include "phonecore/http_client.h"
 
 #endif

@@ -32,6 +32,7 @@
 #include "phonecore/action_uri.h"
 #include "phonecore/action_url.h"
 #include "phonecore/phonecfg.h"
+#include "phonecore/phonecfg_export.h"
 #include "phonecore/http_client.h"
 #include "phonecore/syscmd.h"
 #include "phonecore/voip.h"

@@ -49,6 +49,7 @@ constexpr PublicHeader kPublicHeaders[] = {
     {"action_uri.h", "remote"},
     {"action_url.h", "remote"},
     {"phonecfg.h", "provision"},
+    {"phonecfg_export.h", "provision"},
     {"http_client.h", "remote"},
     {"cloudbook.h", "directory"},
 };

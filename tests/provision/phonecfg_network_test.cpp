@@ -21,13 +21,6 @@
 #include "support/files.h"
 #include "support/net_peer.h"
 
-namespace phonecore::testing {
-// Readable failures: a request as configd records it.
-inline void PrintTo(const ConfigRequest& r, std::ostream* os) {
-  *os << r.category << " " << r.operation << " " << r.format << " " << (r.path.empty() ? "-" : r.path);
-}
-}  // namespace phonecore::testing
-
 namespace {
 
 using phonecore::testing::ConfigPeer;

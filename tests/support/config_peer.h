@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <ostream>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -23,6 +24,11 @@ struct ConfigRequest {
 
   bool operator==(const ConfigRequest&) const = default;
 };
+
+// Readable failures: a request as configd records it.
+inline void PrintTo(const ConfigRequest& r, std::ostream* os) {
+  *os << r.category << " " << r.operation << " " << r.format << " " << (r.path.empty() ? "-" : r.path);
+}
 
 class ConfigPeer : public PeerControl {
  public:

@@ -16,7 +16,7 @@ failed=0
 check() { [ "$2" = "$3" ] || { echo "completion of '$1': got '$2', want '$3'" >&2; failed=1; }; }
 check "ca" "$(complete_words ca)" call
 check "call h" "$(complete_words call h)" "hangup hold"
-check "--json cfg ''" "$(complete_words --json cfg '')" "import keys read set write"
+check "--json cfg ''" "$(complete_words --json cfg '')" "export get import keys read set write"
 check "--id 4300 tz ''" "$(complete_words --id 4300 tz '')" "get set"
 check "--j" "$(complete_words --j)" --json
 check "action AUIncomingC" "$(complete_words action AUIncomingC)" AUIncomingCall

@@ -242,6 +242,43 @@ cfg_keys)
   expect "json" "$(phonectl --json cfg keys | jq -r '.[0] | "\(.key) \(.file) \(.section) \(.member) \(.values)"')" \
     "Network.Wan.mode network.cfg wan mode dhcp|static_ip"
   ;;
+cfg_export)
+  # Each word's lines in the order of the words, the special sections
+  # before "[Config]", the scratch file gone; none: every word.
+  jq '.NetworkAdvanced.VlanWanSwitch = "1" | .NetworkAdvanced.VlanWanVid = "20"' \
+    /appconfigs/default/internet.cfg >/tmp/internet.cfg && cp /tmp/internet.cfg /appconfigs/default/internet.cfg
+  out=$(phonectl cfg export Static.Network.Vlan.Wan.Vid "&dnd=1" Account1.AccountUserName Static.Network.Vlan.Wan.Enable nosuch)
+  expect "answer" "$out" "$(printf '%s\n' '[Status]' 'FirmwareVersion = 1.0.0' '[DND]' 'State=0' '[Config]' \
+    'Static.Network.Vlan.Wan.Vid = 20' 'Account1.AccountUserName = 1001' \
+    'Static.Network.Vlan.Wan.Enable = 1' 'Static.Network.Vlan.Wan.Enable = 1')"
+  expect "answer file" "$(cat /tmp/phonecfg.ini)" "$out"
+  [ -e /tmp/phonecfg_tmp.ini ] && fail "scratch file left"
+  expect "no word" "$(phonectl --json cfg export '' | jq -r .answer)" "$(printf '[Status]\nFirmwareVersion = 1.0.0\n[Config]')"
+  all=$(phonectl cfg export)
+  # 192 key words, the WAN VLAN switch twice, the version, 20 block-out
+  # and 4 area-code lines.
+  expect "spaced lines" "$(grep -c ' = ' <<<"$all")" 218
+  expect "crossed forward" "$(grep -A3 '^\[Forward_noanswer\]' <<<"$all" | tail -2 | tr '\n' ' ')" "Target=5 Ringtimes= "
+  expect "accounts" "$(grep -c '^Account[1-4]\.[A-Za-z0-9]*=' <<<"$all")" 32
+  expect "json words" "$(phonectl --json cfg export | jq -r .words)" 199
+  ;;
+cfg_get)
+  expect "key word" "$(phonectl cfg get Network.Wan.mode)" dhcp
+  expect "ampersand" "$(phonectl cfg get '&Language.Lcd')" English
+  expect "number" "$(phonectl cfg get Voice.Speaker)" "$(jqf .Volume.VolumeSpeaker "$settings")"
+  expect "stored line" "$(phonectl cfg get LineKey1.Line)" "$(jqf '.Hotkey_lineKey.data[0].Line' "$keys")"
+  expect "special" "$(phonectl cfg get dnd=1)" "$(printf '[DND]\nState=0')"
+  expect "group" "$(phonectl --json cfg get Dialplan.Replace_Rule | jq -r .lines)" "Dialplan.Replace_Rule has no rule!"
+  expect "json value" "$(phonectl --json cfg get Account1.AccountPassword | jq -r .value)" desk1001
+  jq 'del(.FeatureGnlInfor.CallWaitingSwitch)' /appconfigs/default/function.cfg >/tmp/function.cfg &&
+    cp /tmp/function.cfg /appconfigs/default/function.cfg
+  expect "missing, zero" "$(phonectl cfg get Features.CallWaiting)" 0
+  expect "missing" "$(phonectl cfg get Account1.Nat)" ""
+  status 1 phonectl cfg get Account1.Nat
+  status 1 phonectl cfg get Dialplan.Replace_Rule.Prefix1
+  status 2 phonectl cfg get
+  status 2 phonectl cfg get a b
+  ;;
 kv_get | kv_set | kv_delete)
   printf 'ip=10.0.0.1\nname = desk phone\n# note\n' >/tmp/kv.conf
   case $case_name in

@@ -3,16 +3,20 @@
 #include <phonecore/config.h>
 #include <phonecore/dm.h>
 #include <phonecore/phonecfg.h>
+#include <phonecore/phonecfg_export.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "phonectl.h"
 // The phone.cfg key table is constant data shared with the library's
 // import: phonectl compiles the same rows rather than asking for them.
+#include "provision/phonecfg/export_table.h"
 #include "provision/phonecfg/key_table.h"
 
 namespace phonectl {
@@ -365,6 +369,84 @@ int cfg_keys(Context &ctx, Args) {
   return kOk;
 }
 
+// The export's answer and scratch files, as the phone's HTTP side reads
+// the answer.
+constexpr const char *kExportAnswer = "/tmp/phonecfg.ini";
+constexpr const char *kExportScratch = "/tmp/phonecfg_tmp.ini";
+
+std::string file_text(const char *path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+// A word as a request carries it: one leading '&' off, at most 63
+// characters.
+std::string request_word(const char *text) {
+  char word[PHONECFG_EXPORT_WORD_SIZE] = {};
+  std::strncpy(word, text, sizeof word - 1);
+  strimp_shift_7(word);
+  return word;
+}
+
+// The words of an Action URI "get", in the same calls, without the pause
+// that the URI server makes between words.
+int cfg_export(Context &ctx, Args args) {
+  std::vector<std::string> words;
+  for (char *const w : args) words.emplace_back(w);
+  if (words.empty()) words = phonecore::phonecfg::all_export_words();
+  if (set_cfg_header1(kExportAnswer) != 0) return fail(kRefused, std::string(kExportAnswer) + " can't be written");
+  for (const std::string &w : words) {
+    const std::string word = request_word(w.c_str());
+    get_special_cfg(word.c_str());
+    get_appoint_cfg(word.c_str());
+  }
+  merge_phonecfg();
+  const std::string answer = file_text(kExportAnswer);
+  if (ctx.json) {
+    json_object *r = json_object_new_object();
+    json_object_object_add(r, "words", json_object_new_int64(static_cast<int64_t>(words.size())));
+    json_object_object_add(r, "answer", json_object_new_string_len(answer.data(), static_cast<int>(answer.size())));
+    print(ctx, r);
+  } else {
+    std::fwrite(answer.data(), 1, answer.size(), ctx.out);
+  }
+  return kOk;
+}
+
+// One word: the value of a key word as its line prints it, else the lines
+// of a group or the sections of a special word. The answer file is left
+// as the phone leaves it after a request of that one word.
+int cfg_get(Context &ctx, Args args) {
+  const std::string word = request_word(args[0]);
+  if (set_cfg_header1(kExportAnswer) != 0) return fail(kRefused, std::string(kExportAnswer) + " can't be written");
+  const size_t head = file_text(kExportAnswer).size();
+  get_special_cfg(word.c_str());
+  const std::string sections = file_text(kExportAnswer).substr(head);
+  std::remove(kExportScratch);
+  get_appoint_cfg(word.c_str());
+  const std::string lines = file_text(kExportScratch);
+  merge_phonecfg();
+  const std::string text = sections + lines;
+  if (text.empty()) return fail(kRefused, word + ": no such word, or its file can't be read");
+  const std::string key = word + " = ";
+  const bool one_value = sections.empty() && lines.compare(0, key.size(), key) == 0;
+  const std::string value = one_value ? lines.substr(key.size(), lines.find('\n') - key.size()) : "";
+  if (ctx.json) {
+    json_object *r = json_object_new_object();
+    json_object_object_add(r, "word", json_object_new_string(word.c_str()));
+    if (one_value) json_object_object_add(r, "value", json_object_new_string(value.c_str()));
+    else json_object_object_add(r, "lines", json_object_new_string(text.c_str()));
+    print(ctx, r);
+  } else if (one_value) {
+    std::fprintf(ctx.out, "%s\n", value.c_str());
+  } else {
+    std::fputs(text.c_str(), ctx.out);
+  }
+  return kOk;
+}
+
 constexpr Command kCommands[] = {
     {"cfg", "read", "cfg read FILE [KEY.PATH]",
      "a configuration file below /appconfigs through the configuration service, or one member of it "
@@ -378,6 +460,12 @@ constexpr Command kCommands[] = {
      "apply a phone.cfg file line by line (lines of 64 bytes or more are skipped), then reload the processes", 1, 2,
      cfg_import},
     {"cfg", "keys", "cfg keys", "the phone.cfg keys: file, member and the values each takes", 0, 0, cfg_keys},
+    {"cfg", "export", "cfg export [WORD]...",
+     "the phone.cfg answer to a request of these words (none: every word) as /tmp/phonecfg.ini, printed", 0, -1,
+     cfg_export},
+    {"cfg", "get", "cfg get WORD",
+     "the value of one phone.cfg key word as the export prints it, or the lines of a group or special word", 1, 1,
+     cfg_get},
     {"kv", "get", "kv get FILE KEY", "the value of KEY in a key=value file (its first word)", 2, 2, kv_get},
     {"kv", "set", "kv set FILE KEY VALUE", "set KEY in a key=value file; the file is rewritten", 3, 3, kv_set},
     {"kv", "delete", "kv delete FILE KEY", "remove KEY from a key=value file", 2, 2, kv_delete},
