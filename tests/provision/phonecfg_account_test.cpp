@@ -20,12 +20,6 @@
 #include "support/factory_files.h"
 #include "support/files.h"
 
-namespace phonecore::testing {
-inline void PrintTo(const ConfigRequest& r, std::ostream* os) {
-  *os << r.category << " " << r.operation << " " << r.format << " " << (r.path.empty() ? "-" : r.path);
-}
-}  // namespace phonecore::testing
-
 namespace {
 
 using phonecore::testing::ConfigPeer;

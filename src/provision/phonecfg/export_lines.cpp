@@ -74,9 +74,9 @@ std::string word_lines(std::string_view word, const ExportRow& row, int index, c
                        json_object* source) {
   json_object* holder = nullptr;
   switch (row.place) {
-    case Place::kMember: holder = json::at(source, row.section); break;
-    case Place::kAccount: holder = json::element(json::array(source, row.section), static_cast<size_t>(index - 1)); break;
-    case Place::kKey:
+    case ExportPlace::kMember: holder = json::at(source, row.section); break;
+    case ExportPlace::kAccount: holder = json::element(json::array(source, row.section), static_cast<size_t>(index - 1)); break;
+    case ExportPlace::kKey:
       holder = json::element(json::array(source, row.section, "data"), static_cast<size_t>(index - 1));
       break;
   }

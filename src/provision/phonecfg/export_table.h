@@ -56,7 +56,7 @@ static_assert(sources_in_order());
 constexpr const char* source_path(Source source) { return kExportSources[static_cast<size_t>(source)].path; }
 
 // Where a key word's value stands in its source.
-enum class Place : uint8_t {
+enum class ExportPlace : uint8_t {
   kMember,   // section.member
   kAccount,  // section[N-1].member: one element per account
   kKey,      // section.data[N-1].member: one element per key
@@ -70,7 +70,7 @@ struct ExportRow {
   // The word, compared exactly; "<N>" stands for one digit from 1 to 4.
   std::string_view word;
   Source source;
-  Place place;
+  ExportPlace place;
   const char* section;
   // null: the word's part behind its first dot (acc_after_name).
   const char* member;
@@ -82,20 +82,20 @@ inline constexpr int kIndexedCount = 4;
 
 // An account word and a line or soft key word end the search after their
 // source: nothing further down could know them.
-constexpr bool ends_search(const ExportRow& row) { return row.place != Place::kMember; }
+constexpr bool ends_search(const ExportRow& row) { return row.place != ExportPlace::kMember; }
 
 namespace export_rows {
 
 constexpr ExportRow account(std::string_view word, const char* section = "AccountRegister",
                             const char* member = nullptr) {
-  return ExportRow{word, Source::kVoiplist, Place::kAccount, section, member, Print::kPlain};
+  return ExportRow{word, Source::kVoiplist, ExportPlace::kAccount, section, member, Print::kPlain};
 }
 constexpr ExportRow key(std::string_view word, const char* section) {
-  return ExportRow{word, Source::kProgramingKey, Place::kKey, section, nullptr, Print::kPlain};
+  return ExportRow{word, Source::kProgramingKey, ExportPlace::kKey, section, nullptr, Print::kPlain};
 }
 constexpr ExportRow member(std::string_view word, Source source, const char* section, const char* member,
                            Print print = Print::kPlain) {
-  return ExportRow{word, source, Place::kMember, section, member, print};
+  return ExportRow{word, source, ExportPlace::kMember, section, member, print};
 }
 
 }  // namespace export_rows
