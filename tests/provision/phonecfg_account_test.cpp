@@ -24,6 +24,7 @@ namespace {
 
 using phonecore::testing::ConfigPeer;
 using phonecore::testing::ConfigRequest;
+using phonecore::testing::shapes;
 using phonecore::testing::FactoryFiles;
 using phonecore::testing::slurp;
 using phonecore::testing::text_at_pointer;
@@ -35,14 +36,6 @@ const ConfigRequest kReadVoip{4097, 1, 1, "", 0};
 // The store's write leaves the format word as the record last held it;
 // shapes() sets it to 0.
 const ConfigRequest kWriteVoip{4097, 2, 0, "", 0};
-
-std::vector<ConfigRequest> shapes(std::vector<ConfigRequest> requests) {
-  for (ConfigRequest& r : requests) {
-    r.data_length = 0;
-    if (r.category == 4097 && r.operation == 2) r.format = 0;
-  }
-  return requests;
-}
 
 // Nine reads, hotel_mode_get's first, then the eight writes, in order.
 std::vector<ConfigRequest> full_record() {

@@ -25,6 +25,7 @@ namespace {
 
 using phonecore::testing::ConfigPeer;
 using phonecore::testing::ConfigRequest;
+using phonecore::testing::shapes;
 using phonecore::testing::FactoryFiles;
 using phonecore::testing::NetPeer;
 using phonecore::testing::NetRequest;
@@ -42,15 +43,6 @@ const ConfigRequest kReadStatus{4102, 1, 1, "status.cfg", 0};
 // The store's write leaves the format word as the record last held it, so
 // the comparison passes over it (shapes() sets it to 0).
 const ConfigRequest kWriteNetwork{4096, 2, 0, "", 0};
-
-// The record without data lengths, which depend on the files' text.
-std::vector<ConfigRequest> shapes(std::vector<ConfigRequest> requests) {
-  for (ConfigRequest& r : requests) {
-    r.data_length = 0;
-    if (r.category == 4096 && r.operation == 2) r.format = 0;
-  }
-  return requests;
-}
 
 bool touches_network_store(const std::vector<ConfigRequest>& requests) {
   for (const ConfigRequest& r : requests)
