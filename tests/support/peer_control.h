@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <sstream>
+#include <utility>
 #include <string>
 #include <vector>
 
@@ -40,6 +41,20 @@ class PeerControl {
     for (int i = 0; i < 400 && lines.size() < n; ++i) {
       usleep(5000);
       lines = log();
+    }
+    return lines;
+  }
+
+  // The record once it holds at least n lines and has not grown for a
+  // while: a peer may write a request down a moment after its client is
+  // done with it.
+  std::vector<std::string> settled_log(size_t n) const {
+    std::vector<std::string> lines = wait_log(n);
+    for (int quiet = 0, i = 0; quiet < 4 && i < 100; ++i) {
+      usleep(20000);
+      std::vector<std::string> again = log();
+      quiet = again.size() == lines.size() ? quiet + 1 : 0;
+      lines = std::move(again);
     }
     return lines;
   }
