@@ -22,12 +22,12 @@
 #include "support/raw_session.h"
 #include "support/sip_peer.h"
 
-using phonecore::testing::RawSession;
-using phonecore::testing::UdpClient;
 using phonecore::bench::Clock;
 using phonecore::bench::since_us;
 using phonecore::bench::Stats;
 using phonecore::bench::summarize;
+using phonecore::testing::RawSession;
+using phonecore::testing::UdpClient;
 
 namespace {
 

@@ -25,11 +25,11 @@
 #include "support/raw_session.h"
 #include "support/sip_peer.h"
 
-using phonecore::testing::RawSession;
-using phonecore::testing::SipPeer;
 using phonecore::bench::measure;
 using phonecore::bench::report;
 using phonecore::bench::Stats;
+using phonecore::testing::RawSession;
+using phonecore::testing::SipPeer;
 
 namespace {
 

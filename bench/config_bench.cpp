@@ -16,8 +16,8 @@
 #include "support/udp_client.h"
 
 using namespace phonecore::config;
-using phonecore::testing::UdpClient;
 using phonecore::bench::Stats;
+using phonecore::testing::UdpClient;
 
 namespace {
 

@@ -110,11 +110,16 @@ struct WalkRule {
 };
 
 constexpr WalkRule kWalk[RULE_ROWS] = {
-    {"00(x.)", "+$1", "^00(..*)$"},        {"011(x.)", "+$1", "^011(..*)$"},
-    {"*7([0-9]x)", "#$1", "^\\*7([0-9].)$"}, {"1([2-9]xxxxxxxxx)", "$1", "^1([2-9].{9})$"},
-    {"9([5-7])(.)", "5$2", "^9([5-7])(.*)$"}, {"8[0-4]xx", "8", "^8[0-4]..$"},
-    {"7(x.)", "07$1", "^7(..*)$"},          {"6[1,3,5]x.", "6", "^6[135]."},
-    {"5.00", "500", "^5.*00$"},            {"4(xx)(xx)", "4$2$1", "^4(..)(..)$"},
+    {"00(x.)", "+$1", "^00(..*)$"},
+    {"011(x.)", "+$1", "^011(..*)$"},
+    {"*7([0-9]x)", "#$1", "^\\*7([0-9].)$"},
+    {"1([2-9]xxxxxxxxx)", "$1", "^1([2-9].{9})$"},
+    {"9([5-7])(.)", "5$2", "^9([5-7])(.*)$"},
+    {"8[0-4]xx", "8", "^8[0-4]..$"},
+    {"7(x.)", "07$1", "^7(..*)$"},
+    {"6[1,3,5]x.", "6", "^6[135]."},
+    {"5.00", "500", "^5.*00$"},
+    {"4(xx)(xx)", "4$2$1", "^4(..)(..)$"},
 };
 constexpr const char* kWalkNumber = "41234";
 
@@ -267,8 +272,9 @@ int main(int argc, char** argv) {
   for (const BlockCase& c : kBlock) line(std::string("block/") + c.name);
   for (const ReplaceCase& c : kReplace) line(std::string("replace/") + c.name);
   line("walk/ten_rules");
-  std::fprintf(report_stream, "heap allocations per check: engine block %ld, engine replace %ld, regex block %ld, "
-                              "regex replace %ld\n",
+  std::fprintf(report_stream,
+               "heap allocations per check: engine block %ld, engine replace %ld, regex block %ld, "
+               "regex replace %ld\n",
                engine_block_allocs, engine_replace_allocs, posix_block_allocs, posix_replace_allocs);
   return 0;
 }

@@ -21,9 +21,9 @@
 
 using namespace phonecore::config;
 using Record = phonecore::config::ContactRecord;
+using phonecore::bench::Stats;
 using phonecore::testing::DirectoryPeer;
 using phonecore::testing::UdpClient;
-using phonecore::bench::Stats;
 
 namespace {
 
@@ -73,7 +73,8 @@ size_t decode(const std::vector<uint8_t>& in, uint16_t type, bool with_head) {
   std::memcpy(&head, in.data() + kGnlHeaderSize, std::min<size_t>(length, sizeof head));
   const size_t n = with_head ? length : static_cast<size_t>(std::max(head.count, 0)) * sizeof(Record);
   void* copy = std::malloc(n);
-  if (copy != nullptr && n > 0) std::memcpy(copy, in.data() + kGnlHeaderSize + (with_head ? 0 : sizeof head), std::min<size_t>(n, length));
+  if (copy != nullptr && n > 0)
+    std::memcpy(copy, in.data() + kGnlHeaderSize + (with_head ? 0 : sizeof head), std::min<size_t>(n, length));
   std::free(copy);
   return n;
 }

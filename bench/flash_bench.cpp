@@ -146,9 +146,9 @@ int main() {
   close(saved);
   const double cp_first = wall_ms([] { std::system("cp -rn /mnt/cam/DCIM/. /tmp/cp_target/"); });
   const double cp_again = wall_ms([] { std::system("cp -rn /mnt/cam/DCIM/. /tmp/cp_target/"); });
-  std::printf("recvcmd backup of 50 MiB, first      %8.1f ms       cp -rn                %6.1f ms   ratio %.2f\n", first,
-              cp_first, first / cp_first);
-  std::printf("recvcmd backup of 50 MiB, again      %8.1f ms       cp -rn                %6.1f ms   ratio %.2f\n", again,
-              cp_again, again / cp_again);
+  std::printf("recvcmd backup of 50 MiB, first      %8.1f ms       cp -rn                %6.1f ms   ratio %.2f\n",
+              first, cp_first, first / cp_first);
+  std::printf("recvcmd backup of 50 MiB, again      %8.1f ms       cp -rn                %6.1f ms   ratio %.2f\n",
+              again, cp_again, again / cp_again);
   return 0;
 }

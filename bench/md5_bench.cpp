@@ -160,8 +160,8 @@ void print(const char* title, const char* library_name, const char* openssl_name
   };
   line(openssl_name, result.openssl);
   line(library_name, result.library);
-  std::printf("  %s: %.2f wall clock, %.2f processor time\n", ratio_name,
-              result.openssl.wall / result.library.wall, result.openssl.processor / result.library.processor);
+  std::printf("  %s: %.2f wall clock, %.2f processor time\n", ratio_name, result.openssl.wall / result.library.wall,
+              result.openssl.processor / result.library.processor);
 }
 
 }  // namespace

@@ -47,9 +47,9 @@ bool raw_ipv4(const char* ifname, char* out) {
   if (fd < 0) return false;
   ifreq req{};
   std::strncpy(req.ifr_name, ifname, IFNAMSIZ - 1);
-  const bool ok = ioctl(fd, SIOCGIFADDR, &req) == 0 &&
-                  inet_ntop(AF_INET, &reinterpret_cast<sockaddr_in*>(&req.ifr_addr)->sin_addr, out,
-                            PHONECORE_NET_TEXT_SIZE) != nullptr;
+  const bool ok =
+      ioctl(fd, SIOCGIFADDR, &req) == 0 && inet_ntop(AF_INET, &reinterpret_cast<sockaddr_in*>(&req.ifr_addr)->sin_addr,
+                                                     out, PHONECORE_NET_TEXT_SIZE) != nullptr;
   close(fd);
   return ok;
 }
@@ -59,8 +59,7 @@ bool raw_ipv6_walk(const char* ifname, char* out) {
   if (getifaddrs(&list) != 0) return false;
   int count = 0;
   for (ifaddrs* a = list; a != nullptr; a = a->ifa_next) {
-    if (a->ifa_addr == nullptr || a->ifa_addr->sa_family != AF_INET6 || std::strcmp(a->ifa_name, ifname) != 0)
-      continue;
+    if (a->ifa_addr == nullptr || a->ifa_addr->sa_family != AF_INET6 || std::strcmp(a->ifa_name, ifname) != 0) continue;
     const auto* in6 = reinterpret_cast<sockaddr_in6*>(a->ifa_addr);
     if (IN6_IS_ADDR_LINKLOCAL(&in6->sin6_addr)) continue;
     inet_ntop(AF_INET6, &in6->sin6_addr, out, PHONECORE_NET_TEXT_SIZE);
@@ -77,7 +76,12 @@ std::vector<uint8_t> frame_bytes(const GnlConfigRecord& r) {
 
 std::vector<uint8_t> command_packet(const char* name) {
   const std::string text = std::string("{\"cmd\":\"") + name + "\"}";
-  bus::BusPacketHeader h{bus::kPacketMagic, 0, bus::kMsgtypeCommand, bus::kKindCommand, bus::kBusIdAll, 0,
+  bus::BusPacketHeader h{bus::kPacketMagic,
+                         0,
+                         bus::kMsgtypeCommand,
+                         bus::kKindCommand,
+                         bus::kBusIdAll,
+                         0,
                          static_cast<uint32_t>(text.size())};
   std::vector<uint8_t> out(sizeof h + text.size() + 1, 0);
   std::memcpy(out.data(), &h, sizeof h);
@@ -120,14 +124,15 @@ int main() {
   std::fprintf(out, "network calls, %d each (p50 ratio against the floor of the same run)\n", kCalls);
   char text[PHONECORE_NET_TEXT_SIZE];
 
-  const auto [ip_floor, ip] =
-      paired(kCalls, [&] { return raw_ipv4("eth0", text); }, [&] { return GetLocalIp("eth0", text) == 1; });
+  const auto [ip_floor, ip] = paired(
+      kCalls, [&] { return raw_ipv4("eth0", text); }, [&] { return GetLocalIp("eth0", text) == 1; });
   report(out, "socket + SIOCGIFADDR + inet_ntop + close", ip_floor);
   report(out, "GetLocalIp(eth0)  (goal 1.15x)", ip, &ip_floor);
 
   int prefix = 0;
-  const auto [walk_floor, walk] = paired(kCalls, [&] { return raw_ipv6_walk("eth0", text); },
-                                         [&] { return get_linklocal_ipv6addr("eth0", text, &prefix) > 0; });
+  const auto [walk_floor, walk] = paired(
+      kCalls, [&] { return raw_ipv6_walk("eth0", text); },
+      [&] { return get_linklocal_ipv6addr("eth0", text, &prefix) > 0; });
   report(out, "getifaddrs walk", walk_floor);
   report(out, "get_linklocal_ipv6addr(eth0)  (goal 1.2x)", walk, &walk_floor);
 
@@ -163,28 +168,31 @@ int main() {
   const std::vector<uint8_t> reload = command_packet("reload_account");
   static GnlConfigRecord write{};
   char ip_in[] = "192.0.2.10", mask[] = "255.255.255.0", gw[] = "192.0.2.1", dns1[] = "192.0.2.53";
-  const auto [write_floor, write_call] = paired(kWriteCalls, [&] {
-    UdpClient c;
-    auto in = c.exchange(kConfigPort, read_bytes, 5000);
-    if (!in || in->size() <= kGnlHeaderSize) return false;
-    const std::string body(reinterpret_cast<const char*>(in->data()) + kGnlHeaderSize, in->size() - kGnlHeaderSize);
-    json_object* root = json_tokener_parse(body.c_str());
-    if (root == nullptr) return false;
-    const char* printed = json_object_to_json_string_ext(root, JSON_C_TO_STRING_PLAIN);
-    const size_t n = std::strlen(printed) + 1;
-    write.magic = kGnlMagic;
-    write.category = 4096;
-    write.operation = kOperationWrite;
-    std::memcpy(write.data, printed, n);
-    write.data_length = static_cast<uint16_t>(n);
-    json_object_put(root);
-    UdpClient w;
-    const bool ok = w.exchange(kConfigPort, frame_bytes(write), 5000).has_value();
-    UdpClient s;
-    s.send_to(bus::kSessionlessPort, start);
-    s.send_to(bus::kSessionlessPort, reload);
-    return ok;
-  }, [&] { return api_config_advance_network_wanport_ipv4_static(1, ip_in, mask, gw, dns1, nullptr) == 0; });
+  const auto [write_floor, write_call] = paired(
+      kWriteCalls,
+      [&] {
+        UdpClient c;
+        auto in = c.exchange(kConfigPort, read_bytes, 5000);
+        if (!in || in->size() <= kGnlHeaderSize) return false;
+        const std::string body(reinterpret_cast<const char*>(in->data()) + kGnlHeaderSize, in->size() - kGnlHeaderSize);
+        json_object* root = json_tokener_parse(body.c_str());
+        if (root == nullptr) return false;
+        const char* printed = json_object_to_json_string_ext(root, JSON_C_TO_STRING_PLAIN);
+        const size_t n = std::strlen(printed) + 1;
+        write.magic = kGnlMagic;
+        write.category = 4096;
+        write.operation = kOperationWrite;
+        std::memcpy(write.data, printed, n);
+        write.data_length = static_cast<uint16_t>(n);
+        json_object_put(root);
+        UdpClient w;
+        const bool ok = w.exchange(kConfigPort, frame_bytes(write), 5000).has_value();
+        UdpClient s;
+        s.send_to(bus::kSessionlessPort, start);
+        s.send_to(bus::kSessionlessPort, reload);
+        return ok;
+      },
+      [&] { return api_config_advance_network_wanport_ipv4_static(1, ip_in, mask, gw, dns1, nullptr) == 0; });
   report(out, "raw read + parse + print + write + 2 sends", write_floor);
   report(out, "static address write  (goal 1.3x)", write_call, &write_floor);
   std::fclose(out);

@@ -92,11 +92,12 @@ int main() {
   const Stats floor = phonecore::bench::summarize(floor_us, failed_floor);
   const Stats exported = phonecore::bench::summarize(export_us, failed_export);
 
-  std::printf("phone.cfg export of %zu words: %zu reads of the configuration service, %d rounds each\n",
-              words.size(), reads.size(), kRounds);
+  std::printf("phone.cfg export of %zu words: %zu reads of the configuration service, %d rounds each\n", words.size(),
+              reads.size(), kRounds);
   phonecore::bench::report(stdout, "floor: the same reads raw, each reply parsed", floor);
   phonecore::bench::report(stdout, "export of every word", exported, &floor);
-  std::printf("  %.0f words per second, %.2f exchanges per word\n", 1e6 * static_cast<double>(words.size()) / exported.p50_us,
+  std::printf("  %.0f words per second, %.2f exchanges per word\n",
+              1e6 * static_cast<double>(words.size()) / exported.p50_us,
               static_cast<double>(reads.size()) / static_cast<double>(words.size()));
   return 0;
 }

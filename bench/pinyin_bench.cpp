@@ -16,10 +16,10 @@ namespace {
 
 const std::vector<std::string>& names() {
   static const std::vector<std::string> book = {
-      "\xe5\xbc\xa0\xe4\xb8\x89",                              // 张三
-      "\xe6\x9d\x8e\xe5\x9b\x9b",                              // 李四
-      "\xe7\x8e\x8b\xe4\xba\x94\xe5\x85\xad",                  // 王五六
-      "\xe4\xb8\xad\xe6\x96\x87\xe5\x90\x8d\xe5\xad\x97",      // 中文名字
+      "\xe5\xbc\xa0\xe4\xb8\x89",                          // 张三
+      "\xe6\x9d\x8e\xe5\x9b\x9b",                          // 李四
+      "\xe7\x8e\x8b\xe4\xba\x94\xe5\x85\xad",              // 王五六
+      "\xe4\xb8\xad\xe6\x96\x87\xe5\x90\x8d\xe5\xad\x97",  // 中文名字
       "Tom Smith",
       "Reception Desk 2",
       "Tom\xe5\xbc\xa0 B\xe4\xb8\x89",

@@ -29,8 +29,7 @@ bench::Stats curl_tool() {
   if (f == nullptr) return {};
   for (int i = 0; i < kRounds; ++i) std::fprintf(f, "url = \"%s\"\noutput = \"/dev/null\"\n", kUrl);
   std::fclose(f);
-  const std::string command =
-      "curl -s -H 'Connection: close' -w '%{time_total}\\n' -K " + config + " 2>/dev/null";
+  const std::string command = "curl -s -H 'Connection: close' -w '%{time_total}\\n' -K " + config + " 2>/dev/null";
   FILE* p = popen(command.c_str(), "r");
   std::vector<double> us;
   if (p != nullptr) {

@@ -73,7 +73,8 @@ int main() {
   if (ftp == nullptr) return 1;
   std::vector<char> block(1 << 20);
   for (size_t i = 0; i < block.size(); ++i) block[i] = static_cast<char>(i * 31);
-  for (long done = 0; done < kSize; done += static_cast<long>(block.size())) std::fwrite(block.data(), 1, block.size(), ftp);
+  for (long done = 0; done < kSize; done += static_cast<long>(block.size()))
+    std::fwrite(block.data(), 1, block.size(), ftp);
   std::fclose(ftp);
 
   std::fprintf(out, "64 MiB into /tmp, median of %d each, alternating (goal: at least 0.9x the tool)\n", kRounds);

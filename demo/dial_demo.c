@@ -25,42 +25,41 @@ static const char *kRules =
 #define SAY(...) fprintf(stderr, __VA_ARGS__)
 
 static void dial(const char *number) {
-    char out[RULE_TEXT_SIZE] = "";
-    if (vorn_rule_limit_match(number, 1)) {
-        SAY("   [dial] %s on account 1: refused by a block-out rule\n", number);
-        return;
-    }
-    const char *sent = vorn_rule_replace_match(number, out, 1) ? out : number;
-    SAY("   [dial] %s on account 1: sent as %s%s\n", number, sent,
-        vorn_rule_dial_match(number, 1) ? ", dialled at once (dial-now rule)" : "");
+  char out[RULE_TEXT_SIZE] = "";
+  if (vorn_rule_limit_match(number, 1)) {
+    SAY("   [dial] %s on account 1: refused by a block-out rule\n", number);
+    return;
+  }
+  const char *sent = vorn_rule_replace_match(number, out, 1) ? out : number;
+  SAY("   [dial] %s on account 1: sent as %s%s\n", number, sent,
+      vorn_rule_dial_match(number, 1) ? ", dialled at once (dial-now rule)" : "");
 }
 
 int main(void) {
-    setvbuf(stdout, NULL, _IOLBF, 0);
-    json_object *rules = json_tokener_parse(kRules);
-    if (rules == NULL || write_gnl_config_json("default/settinglist.cfg", rules) != 0) return 1;
-    json_object_put(rules);
-    SAY("   [dial] rules of account 1: 00(x.) -> +$1, dial now on 11[0,2], block 900x., area code 030 "
-        "for 5 to 8 digits\n");
-    vorn_rule_all_load();
+  setvbuf(stdout, NULL, _IOLBF, 0);
+  json_object *rules = json_tokener_parse(kRules);
+  if (rules == NULL || write_gnl_config_json("default/settinglist.cfg", rules) != 0) return 1;
+  json_object_put(rules);
+  SAY("   [dial] rules of account 1: 00(x.) -> +$1, dial now on 11[0,2], block 900x., area code 030 "
+      "for 5 to 8 digits\n");
+  vorn_rule_all_load();
 
-    dial("0049301234");
-    dial("5550100");
-    dial("112");
-    dial("9001234");
+  dial("0049301234");
+  dial("5550100");
+  dial("112");
+  dial("9001234");
 
-    char number[HOTKEY_TEXT_SIZE] = "";
-    int found = CheckKeyIsSpeedDailGetNumber(18, number);
-    SAY("   [keys] line key 18 (speed dial *97, empty Extension): %s\n", found == 0 ? number : "refused");
-    SetHotKeyVal(18, 213, 1, "*97", "Voice mail", "*97");
-    found = CheckKeyIsSpeedDailGetNumber(18, number);
-    SAY("   [keys] after SetHotKeyVal gives it an Extension: speed dial yields %s\n", found == 0 ? number : "nothing");
+  char number[HOTKEY_TEXT_SIZE] = "";
+  int found = CheckKeyIsSpeedDailGetNumber(18, number);
+  SAY("   [keys] line key 18 (speed dial *97, empty Extension): %s\n", found == 0 ? number : "refused");
+  SetHotKeyVal(18, 213, 1, "*97", "Voice mail", "*97");
+  found = CheckKeyIsSpeedDailGetNumber(18, number);
+  SAY("   [keys] after SetHotKeyVal gives it an Extension: speed dial yields %s\n", found == 0 ? number : "nothing");
 
-    char button[HOTKEY_TEXT_SIZE] = "";
-    char dtmf[HOTKEY_TEXT_SIZE] = "";
-    int type = 0;
-    CheckKeyTypeGetNumber(71, button, &type, dtmf);
-    SAY("   [keys] call button 71 (day 1002 from 08:00, night 1003 from 18:00): type %d, dials %s now\n", type,
-        button);
-    return found == 0 && strcmp(number, "*97") == 0 ? 0 : 1;
+  char button[HOTKEY_TEXT_SIZE] = "";
+  char dtmf[HOTKEY_TEXT_SIZE] = "";
+  int type = 0;
+  CheckKeyTypeGetNumber(71, button, &type, dtmf);
+  SAY("   [keys] call button 71 (day 1002 from 08:00, night 1003 from 18:00): type %d, dials %s now\n", type, button);
+  return found == 0 && strcmp(number, "*97") == 0 ? 0 : 1;
 }

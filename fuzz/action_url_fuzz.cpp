@@ -37,8 +37,7 @@ void load(char (&url)[kRoom + 8], const std::string& text) {
 // The model of url_replace_special_string.
 std::string model(std::string url, const std::string& variable, const char* value) {
   url = url.substr(0, strnlen(url.c_str(), kRoom - 1));
-  if (variable.empty() || value == nullptr || value[0] == '\0' || std::strlen(value) > ACTION_URL_VALUE_MAX)
-    return url;
+  if (variable.empty() || value == nullptr || value[0] == '\0' || std::strlen(value) > ACTION_URL_VALUE_MAX) return url;
   const size_t at = url.find(variable);
   if (at == std::string::npos) return url;
   url.replace(at, variable.size(), value);
@@ -53,17 +52,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
   std::vector<std::string> fields(1);
   for (size_t i = 0; i < size; ++i) {
-    if (data[i] == 0x01 && fields.size() < 16)
-      fields.emplace_back();
-    else
-      fields.back() += static_cast<char>(data[i]);
+    if (data[i] == 0x01 && fields.size() < 16) fields.emplace_back();
+    else fields.back() += static_cast<char>(data[i]);
   }
   fields.resize(16);
   // Texts as C sees them: up to the first NUL. An empty event value is
   // given as null every other time.
   const char* values[10];
-  for (size_t i = 0; i < 10; ++i)
-    values[i] = (fields[2 + i].empty() && (size & 1)) ? nullptr : fields[2 + i].c_str();
+  for (size_t i = 0; i < 10; ++i) values[i] = (fields[2 + i].empty() && (size & 1)) ? nullptr : fields[2 + i].c_str();
 
   char url[kRoom + 8];
 
@@ -74,8 +70,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (expected != url) __builtin_trap();
 
   load(url, fields[0]);
-  set_call_status_to_url(url, values[0], values[1], values[2], values[3], values[4], values[5], values[6],
-                         values[7], values[8], values[9]);
+  set_call_status_to_url(url, values[0], values[1], values[2], values[3], values[4], values[5], values[6], values[7],
+                         values[8], values[9]);
   check_room(url);
 
   // Stored values from the input, a full field unterminated when it is long.

@@ -70,9 +70,7 @@ void group_file(const uint8_t* data, size_t size) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size < 1 || size > 70000) return 0;
-  if (data[0] & 1)
-    group_file(data + 1, size - 1);
-  else
-    reply(data + 1, size - 1);
+  if (data[0] & 1) group_file(data + 1, size - 1);
+  else reply(data + 1, size - 1);
   return 0;
 }

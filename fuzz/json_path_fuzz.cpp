@@ -49,7 +49,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       json_object_put(get_obj_list_from_array(ints.data(), count));
     }
     for (int mode = 0; mode < 3; ++mode)
-      api_json_arry_parse(array, mode, k1, k2, 3, [](json_object*, int, void*) { return 0; }, nullptr);
+      api_json_arry_parse(
+          array, mode, k1, k2, 3, [](json_object*, int, void*) { return 0; }, nullptr);
   }
   // The message text takes the whole object over; it is cut at the room of
   // the buffer.

@@ -20,8 +20,8 @@
 #include <unistd.h>
 
 #include <array>
-#include <chrono>
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
@@ -53,10 +53,8 @@ struct Store {
 };
 
 constexpr std::array kStores{
-    Store{kCategoryNetwork, "network.cfg", true},
-    Store{kCategoryAccount, "voip.cfg", true},
-    Store{kCategoryCwmp, "tr069.cfg", true},
-    Store{kCategoryStatus, nullptr, false},
+    Store{kCategoryNetwork, "network.cfg", true}, Store{kCategoryAccount, "voip.cfg", true},
+    Store{kCategoryCwmp, "tr069.cfg", true},      Store{kCategoryStatus, nullptr, false},
     Store{kCategoryLdap, "ldap.cfg", true},
 };
 
@@ -170,9 +168,9 @@ std::string live_status() {
 
 // The volume keys 0 to 8 of gl_data and the hal.cfg levels that a reset
 // gives them back.
-constexpr std::array<const char*, 9> kVolumeKeys{
-    "speaker-level-call", "headset-level-call", "handset-level-call", "speaker-level-tone", "headset-level-tone",
-    "handset-level-tone", "speaker-level-ring", "headset-level-ring", "handset-level-ring"};
+constexpr std::array<const char*, 9> kVolumeKeys{"speaker-level-call", "headset-level-call", "handset-level-call",
+                                                 "speaker-level-tone", "headset-level-tone", "handset-level-tone",
+                                                 "speaker-level-ring", "headset-level-ring", "handset-level-ring"};
 
 class ConfigService {
  public:
@@ -445,7 +443,8 @@ class ConfigService {
       if (!write_file(*path, req_.data, req_data_len_)) phonebox::log_line(kPeer, "write of %s failed", path->c_str());
       return;
     }
-    std::string text(reinterpret_cast<const char*>(req_.data), strnlen(reinterpret_cast<const char*>(req_.data), req_data_len_));
+    std::string text(reinterpret_cast<const char*>(req_.data),
+                     strnlen(reinterpret_cast<const char*>(req_.data), req_data_len_));
     if (!json::Owned(json_tokener_parse(text.c_str()))) {
       phonebox::log_line(kPeer, "write of %s refused: not JSON", path->c_str());
       return;
@@ -477,7 +476,8 @@ int main(int argc, char** argv) {
   signal(SIGPIPE, SIG_IGN);
   static ConfigService service;  // two 32 KiB records: not on the stack
   if (!service.start()) {
-    phonebox::log_line(kPeer, "cannot start: port %u or control port %u taken", kConfigPort, phonebox::kControlPortConfig);
+    phonebox::log_line(kPeer, "cannot start: port %u or control port %u taken", kConfigPort,
+                       phonebox::kControlPortConfig);
     return 1;
   }
   phonebox::announce_ready(argc > 1 ? argv[1] : nullptr);

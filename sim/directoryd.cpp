@@ -41,9 +41,9 @@ constexpr size_t kPage = kListMaxRecords;  // records in one reply at most
 // One list: its type, its file and the size of its records.
 struct ListFile {
   uint16_t type;
-  const char* name;      // for dump and the file
+  const char* name;  // for dump and the file
   size_t record_size;
-  size_t head_size;      // of a request's payload before the record
+  size_t head_size;  // of a request's payload before the record
 };
 
 constexpr std::array kLists{
@@ -238,7 +238,8 @@ class DirectoryService {
       }
       case kListDelete: {
         const int32_t id = h.id;
-        auto gone = std::remove_if(l.records.begin(), l.records.end(), [id](const std::string& r) { return id_of(r) == id; });
+        auto gone =
+            std::remove_if(l.records.begin(), l.records.end(), [id](const std::string& r) { return id_of(r) == id; });
         const int32_t removed = static_cast<int32_t>(l.records.end() - gone);
         l.records.erase(gone, l.records.end());
         store(l);
@@ -343,7 +344,8 @@ class DirectoryService {
         break;
     }
     sendto(fd, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&to), to_len);
-    if (fault == Fault::kTwice) sendto(fd, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&to), to_len);
+    if (fault == Fault::kTwice)
+      sendto(fd, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&to), to_len);
     if (fd != fd_) close(fd);
   }
 
@@ -401,8 +403,8 @@ class DirectoryService {
 
   static constexpr phonebox::ControlCommand<DirectoryService> kCommands[] = {
       {"reset", &DirectoryService::reset}, {"dump", &DirectoryService::dump},   {"count", &DirectoryService::count},
-      {"delay", &DirectoryService::delay},
-      {"leave", &DirectoryService::leave}, {"join", &DirectoryService::join},   {"fault", &DirectoryService::fault},
+      {"delay", &DirectoryService::delay}, {"leave", &DirectoryService::leave}, {"join", &DirectoryService::join},
+      {"fault", &DirectoryService::fault},
   };
 
   int fd_ = -1;

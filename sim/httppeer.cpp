@@ -179,8 +179,7 @@ void route_auth(int fd, const Request& r, std::string_view) {
   const std::string* auth = r.header("Authorization");
   if (auth != nullptr && *auth == "Basic dXNlcjpwYXNz")  // user:pass
     send_all(fd, reply(200, "OK", "", "secret\n"));
-  else
-    send_all(fd, reply(401, "Unauthorized", "WWW-Authenticate: Basic realm=\"phonebox\"\r\n", "who are you\n"));
+  else send_all(fd, reply(401, "Unauthorized", "WWW-Authenticate: Basic realm=\"phonebox\"\r\n", "who are you\n"));
 }
 void route_stall(int fd, const Request&, std::string_view path) {
   stall(fd, route_number(path, "/stall/", 30));
@@ -226,10 +225,12 @@ struct RouteRow {
   Route answer;
 };
 constexpr RouteRow kRoutes[] = {
-    {"/status/", &route_status}, {"/redirect", &route_redirect},       {"/auth", &route_auth},
-    {"/stall/", &route_stall},   {"/close", &route_close},             {"/short", &route_short},
-    {"/long", &route_long},      {"/big-headers", &route_big_headers}, {"/file/", &route_file},
-    {"/bare-redirect", &route_bare_redirect}, {"/trickle/", &route_trickle}, {"/loop", &route_loop},
+    {"/status/", &route_status},   {"/redirect", &route_redirect},
+    {"/auth", &route_auth},        {"/stall/", &route_stall},
+    {"/close", &route_close},      {"/short", &route_short},
+    {"/long", &route_long},        {"/big-headers", &route_big_headers},
+    {"/file/", &route_file},       {"/bare-redirect", &route_bare_redirect},
+    {"/trickle/", &route_trickle}, {"/loop", &route_loop},
     {"/books/", &route_book},
 };
 
@@ -331,8 +332,7 @@ int main(int argc, char** argv) {
   signal(SIGPIPE, SIG_IGN);
   static HttpPeer peer;
   if (!peer.start()) {
-    phonebox::log_line(kPeer, "cannot start: port %u or control port %u taken", kHttpPort,
-                       phonebox::kControlPortHttp);
+    phonebox::log_line(kPeer, "cannot start: port %u or control port %u taken", kHttpPort, phonebox::kControlPortHttp);
     return 1;
   }
   phonebox::announce_ready(argc > 1 ? argv[1] : nullptr);

@@ -169,8 +169,8 @@ class MessageServer {
   // number of sessions it went to, or "packet dropped BYTES".
   void record_packet(const BusPacketHeader& h, size_t delivered) {
     char line[96];
-    snprintf(line, sizeof line, "packet %u %u %u %u %u %u -> %zu", h.source, h.dest, h.kind, h.msgtype, h.seq,
-             h.length, delivered);
+    snprintf(line, sizeof line, "packet %u %u %u %u %u %u -> %zu", h.source, h.dest, h.kind, h.msgtype, h.seq, h.length,
+             delivered);
     record_.record(line);
   }
 

@@ -39,10 +39,14 @@ struct FaultName {
   Fault fault;
 };
 constexpr std::array kFaults{
-    FaultName{"magic", Fault::kMagic},       FaultName{"category", Fault::kCategory},
-    FaultName{"short", Fault::kShort},       FaultName{"cut", Fault::kCut},
-    FaultName{"unterminated", Fault::kUnterminated}, FaultName{"big", Fault::kBig},
-    FaultName{"port", Fault::kOtherPort},    FaultName{"twice", Fault::kTwice},
+    FaultName{"magic", Fault::kMagic},
+    FaultName{"category", Fault::kCategory},
+    FaultName{"short", Fault::kShort},
+    FaultName{"cut", Fault::kCut},
+    FaultName{"unterminated", Fault::kUnterminated},
+    FaultName{"big", Fault::kBig},
+    FaultName{"port", Fault::kOtherPort},
+    FaultName{"twice", Fault::kTwice},
 };
 
 class NetworkService {
@@ -125,8 +129,7 @@ class NetworkService {
     }
     const int times = fault_ == Fault::kTwice ? 2 : 1;
     fault_ = Fault::kNone;
-    for (int i = 0; i < times; ++i)
-      sendto(sender, &out, out_size, 0, reinterpret_cast<sockaddr*>(&from), len);
+    for (int i = 0; i < times; ++i) sendto(sender, &out, out_size, 0, reinterpret_cast<sockaddr*>(&from), len);
     if (other >= 0) close(other);
   }
 

@@ -165,7 +165,8 @@ int cmd_net(uint16_t operation, int mode, const char* vid) {
   if (!head) return printf("no answer from the network service\n"), 1;
   if (operation == config::kNicSetMode) return printf("answer: %zu bytes\n", *got), 0;
   config::NicNamesData names{};
-  std::memcpy(&names, rec.data, std::min(sizeof names, *got > config::kGnlHeaderSize ? *got - config::kGnlHeaderSize : 0));
+  std::memcpy(&names, rec.data,
+              std::min(sizeof names, *got > config::kGnlHeaderSize ? *got - config::kGnlHeaderSize : 0));
   printf("wan %.16s\nlan %.16s\nwifi %.16s\n", names.wan, names.lan, names.wifi);
   return 0;
 }

@@ -11,8 +11,8 @@
 
 #include <cstdarg>
 #include <cstdint>
-#include <deque>
 #include <cstdio>
+#include <deque>
 #include <optional>
 #include <span>
 #include <sstream>

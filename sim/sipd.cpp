@@ -585,9 +585,8 @@ class SipPeer {
     void (SipPeer::*run)(std::istringstream& args);
   };
   static constexpr SetRow kSettings[] = {
-      {"power", &SipPeer::set_power},       {"wrongvar", &SipPeer::set_wrongvar},
-      {"records", &SipPeer::set_records},   {"tip", &SipPeer::set_tip},
-      {"warnings", &SipPeer::set_warnings},
+      {"power", &SipPeer::set_power}, {"wrongvar", &SipPeer::set_wrongvar}, {"records", &SipPeer::set_records},
+      {"tip", &SipPeer::set_tip},     {"warnings", &SipPeer::set_warnings},
   };
   std::string set_command(const std::string& rest) {
     std::istringstream args(rest);
@@ -612,11 +611,10 @@ class SipPeer {
   }
 
   static constexpr phonebox::ControlCommand<SipPeer> kControl[] = {
-      {"reset", &SipPeer::reset_command},       {"delay", &SipPeer::delay_command},
-      {"outcome", &SipPeer::outcome_command},   {"event", &SipPeer::event_command},
-      {"reg", &SipPeer::reg_command},           {"incoming", &SipPeer::incoming_command},
-      {"set", &SipPeer::set_command},           {"state", &SipPeer::state_command},
-      {"leave", &SipPeer::leave_command},       {"join", &SipPeer::join_command},
+      {"reset", &SipPeer::reset_command}, {"delay", &SipPeer::delay_command}, {"outcome", &SipPeer::outcome_command},
+      {"event", &SipPeer::event_command}, {"reg", &SipPeer::reg_command},     {"incoming", &SipPeer::incoming_command},
+      {"set", &SipPeer::set_command},     {"state", &SipPeer::state_command}, {"leave", &SipPeer::leave_command},
+      {"join", &SipPeer::join_command},
   };
 
   // Accounts, calls and BLF subscriptions as JSON, for "state".

@@ -58,7 +58,8 @@ class SerialModem {
       std::array<pollfd, 2> fds{pollfd{control_.fd(), POLLIN, 0}, pollfd{master_, POLLIN, 0}};
       if (!pending_.empty() && !slow_wait()) fds[1].events |= POLLOUT;
       if (poll(fds.data(), fds.size(), timeout_ms()) < 0) continue;
-      if (fds[0].revents & POLLIN) control_.serve(*this, std::span<const phonebox::ControlCommand<SerialModem>>(kCommands));
+      if (fds[0].revents & POLLIN)
+        control_.serve(*this, std::span<const phonebox::ControlCommand<SerialModem>>(kCommands));
       if (fds[1].revents & POLLIN) hear();
       send_pending();
     }

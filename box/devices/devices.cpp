@@ -29,12 +29,12 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <ftw.h>
 #include <linux/hdreg.h>
 #include <linux/watchdog.h>
 #include <mtd/mtd-user.h>
 #include <signal.h>
 #include <sys/ioctl.h>
-#include <ftw.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
@@ -453,13 +453,13 @@ __attribute__((constructor)) void keep_sanitizers_to_this_process() {
 extern "C" {
 
 // The mode argument exists only for O_CREAT and O_TMPFILE.
-#define DEVICE_MODE_ARGUMENT(flags)     \
-  mode_t mode = 0;                      \
-  if (takes_mode(flags)) {              \
-    va_list args;                       \
-    va_start(args, flags);              \
-    mode = va_arg(args, mode_t);        \
-    va_end(args);                       \
+#define DEVICE_MODE_ARGUMENT(flags) \
+  mode_t mode = 0;                  \
+  if (takes_mode(flags)) {          \
+    va_list args;                   \
+    va_start(args, flags);          \
+    mode = va_arg(args, mode_t);    \
+    va_end(args);                   \
   }
 
 __attribute__((visibility("default"))) int open(const char* path, int flags, ...) {

@@ -27,22 +27,22 @@ PHONECORE_BEGIN_DECLS
  * (shown as its extension); the other fields are the SIP process's and are
  * copied as they are. */
 typedef struct AccountRecord {
-    uint32_t account_id;                     /* 0: the key of every lookup */
-    uint32_t word4;                          /* 4 */
-    char text[7][ACCOUNT_TEXT_SIZE];         /* 8: texts 0 to 6 */
-    uint32_t word456;                        /* 456 */
-    char text7[ACCOUNT_TEXT_SIZE];           /* 460 */
-    char text8[ACCOUNT_TEXT_SIZE];           /* 524 */
-    uint32_t word588[2];                     /* 588 */
-    int32_t reg_state;                       /* 596: as set by callback_on_reg_changed */
-    uint32_t word600[3];                     /* 600 */
-    char text9[ACCOUNT_TEXT_SIZE];           /* 612 */
+    uint32_t account_id;             /* 0: the key of every lookup */
+    uint32_t word4;                  /* 4 */
+    char text[7][ACCOUNT_TEXT_SIZE]; /* 8: texts 0 to 6 */
+    uint32_t word456;                /* 456 */
+    char text7[ACCOUNT_TEXT_SIZE];   /* 460 */
+    char text8[ACCOUNT_TEXT_SIZE];   /* 524 */
+    uint32_t word588[2];             /* 588 */
+    int32_t reg_state;               /* 596: as set by callback_on_reg_changed */
+    uint32_t word600[3];             /* 600 */
+    char text9[ACCOUNT_TEXT_SIZE];   /* 612 */
 } AccountRecord;
 
 PHONECORE_API extern AccountRecord _gl_accountArr[ACCOUNT_MAX_RECORDS];
-PHONECORE_API extern int32_t _gl_accountLen;  /* valid records */
-PHONECORE_API extern int32_t __gl_maxlen;     /* records kept; 0 when not in use */
-PHONECORE_API extern MsgHook *__gl_pAccHook;  /* the msgtype 7 hook */
+PHONECORE_API extern int32_t _gl_accountLen; /* valid records */
+PHONECORE_API extern int32_t __gl_maxlen;    /* records kept; 0 when not in use */
+PHONECORE_API extern MsgHook *__gl_pAccHook; /* the msgtype 7 hook */
 
 /* Starts the local copy of at most max records (max up to 5). 0. */
 PHONECORE_API int LocalAcountInforBufferAdd(MessageClient *client, int max) PHONECORE_NOEXCEPT;

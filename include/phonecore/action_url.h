@@ -31,10 +31,10 @@ PHONECORE_BEGIN_DECLS
 
 /* One variable of a template. */
 typedef struct ActionUrlConf {
-    int32_t id;            /* 0..13, 15; 16 for the end mark */
-    char name[16];         /* as written in a template: "$mac" */
-    char value[32];        /* the stored value (rows "$mac", "$sn", "$model", "$firmware") */
-    char description[64];  /* a comment */
+    int32_t id;           /* 0..13, 15; 16 for the end mark */
+    char name[16];        /* as written in a template: "$mac" */
+    char value[32];       /* the stored value (rows "$mac", "$sn", "$model", "$firmware") */
+    char description[64]; /* a comment */
 } ActionUrlConf;
 
 /* The templates, in the order of the events. */
@@ -96,11 +96,10 @@ PHONECORE_API int http_send_get(const char *url) PHONECORE_NOEXCEPT;
  * and sends it: 0 when the template is empty, else http_send_get's result.
  * The arguments are the ten event variables, in set_call_status_to_url's
  * order. */
-#define PHONECORE_ACTION_EVENT(fn)                                                                                 \
-    PHONECORE_API int fn(const char *active_url, const char *active_user, const char *active_host,               \
-                         const char *local, const char *remote, const char *display_local,                       \
-                         const char *display_remote, const char *call_id, const char *callerID,                  \
-                         const char *calledNumber) PHONECORE_NOEXCEPT
+#define PHONECORE_ACTION_EVENT(fn)                                                                                    \
+    PHONECORE_API int fn(const char *active_url, const char *active_user, const char *active_host, const char *local, \
+                         const char *remote, const char *display_local, const char *display_remote,                   \
+                         const char *call_id, const char *callerID, const char *calledNumber) PHONECORE_NOEXCEPT
 PHONECORE_ACTION_EVENT(action_Setup_Completed);          /* "AUSetupCompleted" */
 PHONECORE_ACTION_EVENT(action_Registered);               /* "AULogOn" */
 PHONECORE_ACTION_EVENT(action_Unregistered);             /* "AULogOff" */

@@ -46,14 +46,14 @@ struct json_object;
  * only the datagram's bytes (header + length, at most 16384 in all) are
  * valid there. */
 typedef struct BusPacket {
-    uint16_t magic;   /* 767 */
-    uint16_t seq;     /* 1 to 16384; a reply carries the request's */
-    uint16_t msgtype; /* 0 for JSON that goes by its "msgtype" text */
-    uint16_t kind;    /* 1 numeric, 2 event, 3 command broadcast, 9 directed JSON */
-    uint16_t dest;    /* bus id of the receiver; 65535 all */
-    uint16_t source;  /* bus id of the sender */
-    uint32_t length;  /* payload bytes, without the terminator */
-    uint8_t data[BUS_MAX_PAYLOAD];    /* payload; its terminator behind it */
+    uint16_t magic;                /* 767 */
+    uint16_t seq;                  /* 1 to 16384; a reply carries the request's */
+    uint16_t msgtype;              /* 0 for JSON that goes by its "msgtype" text */
+    uint16_t kind;                 /* 1 numeric, 2 event, 3 command broadcast, 9 directed JSON */
+    uint16_t dest;                 /* bus id of the receiver; 65535 all */
+    uint16_t source;               /* bus id of the sender */
+    uint32_t length;               /* payload bytes, without the terminator */
+    uint8_t data[BUS_MAX_PAYLOAD]; /* payload; its terminator behind it */
 } BusPacket;
 
 /* Raw packets (kinds 1, 3 and 9) on the listener thread, and hook monitors
@@ -63,14 +63,14 @@ typedef int (*BusPacketCallback)(uint16_t source, uint16_t msgtype, void *packet
 
 /* One waiting place of a session. */
 typedef struct MsgHook {
-    uint32_t hook_type;   /* 0 free, 1 by seq, 2 by name, 3 by msgtype */
+    uint32_t hook_type; /* 0 free, 1 by seq, 2 by name, 3 by msgtype */
     uint16_t hook_seq;
     uint16_t hook_msgtype;
     pthread_t monitor_thread;
     char hook_name[BUS_NAME_SIZE];
     BusPacketCallback monitor_callback;
-    NewFifo *hook_fifo;       /* types 1 and 3 catch whole packets, type 2 payloads */
-    uint8_t *monitor_buffer;  /* read buffer of the monitor thread */
+    NewFifo *hook_fifo;      /* types 1 and 3 catch whole packets, type 2 payloads */
+    uint8_t *monitor_buffer; /* read buffer of the monitor thread */
     int32_t monitor_running;
     pthread_mutex_t wait_mutex; /* held for the length of wiat_hook_intant */
 } MsgHook;
@@ -118,7 +118,7 @@ typedef struct MessageClient {
     int32_t dispatch_running;
     int32_t dispatch_stop;
     pthread_mutex_t session_mutex;
-    NewFifo *event_fifo;                   /* 65536 bytes, 32 slots */
+    NewFifo *event_fifo; /* 65536 bytes, 32 slots */
     char client_name[BUS_NAME_SIZE];
     uint16_t pending_seq[BUS_PENDING_COUNT]; /* 0 = free */
     MsgHook hooks[BUS_HOOK_COUNT];

@@ -54,9 +54,8 @@ PHONECORE_API int local_whitelist_del_byid(int id) PHONECORE_NOEXCEPT;
 PHONECORE_API int local_contactlist_number_is_in_blacklist(const char *number) PHONECORE_NOEXCEPT;
 PHONECORE_API int local_contactlist_number_is_in_whitelist(const char *number) PHONECORE_NOEXCEPT;
 
-PHONECORE_API int local_history_list_add(int arg1, int arg2, int arg3, int arg4, int arg5, int arg6,
-                                         const char *text1, const char *text2, int arg9, const char *text3,
-                                         int arg11) PHONECORE_NOEXCEPT;
+PHONECORE_API int local_history_list_add(int arg1, int arg2, int arg3, int arg4, int arg5, int arg6, const char *text1,
+                                         const char *text2, int arg9, const char *text3, int arg11) PHONECORE_NOEXCEPT;
 /* The whole reply payload, raw (heap, the caller frees). */
 PHONECORE_API int history_list_get(char **buffer, int start, int count) PHONECORE_NOEXCEPT;
 PHONECORE_API int history_list_del_byid(int id) PHONECORE_NOEXCEPT;

@@ -85,8 +85,8 @@ PHONECORE_API int api_cloud_list_get_write_local(CloudBook *book, const char *pa
  * total. 0 or -1. */
 PHONECORE_API int api_cloud_write_local(CloudBook *book, const char *path, int *count) PHONECORE_NOEXCEPT;
 /* The menu at path into entries (room CLOUD_BOOK_LIST_ROOM). 0 or -1. */
-PHONECORE_API int api_cloud_list_get_Menuitem(RemoteBookEntry *entries, int *count, const char *path)
-    PHONECORE_NOEXCEPT;
+PHONECORE_API int api_cloud_list_get_Menuitem(RemoteBookEntry *entries, int *count,
+                                              const char *path) PHONECORE_NOEXCEPT;
 /* Searches the cached books for text (pinyin initials of Name, or digits
  * of Telephone): hits go to records from *count on (held to 0 to
  * CLOUD_BOOK_SEARCH_ROOM), never past CLOUD_BOOK_SEARCH_ROOM; *count is
@@ -98,8 +98,7 @@ PHONECORE_API int api_cloud_search_menuitem(int depth, const char *text, const c
 /* Downloads url and, below a menu, every URL of it. 0. */
 PHONECORE_API int api_cloud_redownload_all(const char *url, int depth) PHONECORE_NOEXCEPT;
 /* Merges every directory below the menu url into book from *count on. 0. */
-PHONECORE_API int api_cloud_menuitem_update(const char *url, int depth, CloudBook *book, int *count)
-    PHONECORE_NOEXCEPT;
+PHONECORE_API int api_cloud_menuitem_update(const char *url, int depth, CloudBook *book, int *count) PHONECORE_NOEXCEPT;
 /* Fetches every configured book again into books[Index - 1] (blocks of
  * malloc, the caller frees them with free). 0. */
 PHONECORE_API int clound_book_update(CloudBook **books) PHONECORE_NOEXCEPT;

@@ -33,10 +33,10 @@ struct json_object;
 #define LCD_STATE_BLF_STATE_DISABLE 35
 
 typedef struct DssKeyInfo {
-    int32_t type;      /* on a read, -1 takes the stored type */
-    uint32_t accId;    /* account id */
+    int32_t type;   /* on a read, -1 takes the stored type */
+    uint32_t accId; /* account id */
     char label[64];
-    char value[64];    /* number or target */
+    char value[64]; /* number or target */
     char extension[64];
 } DssKeyInfo;
 

@@ -68,8 +68,8 @@ PHONECORE_API int popen_cmd_getstr(const char *command, char *out) PHONECORE_NOE
 
 /* Disks. */
 typedef struct DiskInfo {
-    char type[8];        /* "EXT2", "FAT", "NTFS" or "unknown" */
-    char total[11];      /* "%0.2fGB", "%0.2fMB" or "%0.2fKB" */
+    char type[8];   /* "EXT2", "FAT", "NTFS" or "unknown" */
+    char total[11]; /* "%0.2fGB", "%0.2fMB" or "%0.2fKB" */
     char free[11];
     char permissions[3]; /* always 'r', 'w', '\n': no terminator */
 } DiskInfo;

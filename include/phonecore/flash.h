@@ -15,15 +15,15 @@
 
 PHONECORE_BEGIN_DECLS
 
-#define UBOOTENV_SIZE 4096         /* the boot environment block */
-#define UBOOTENV_VALUE_SIZE 512    /* room of a value out of findval, findubootenv */
-#define MAC_BYTES 6                /* mac_read, StrToMac */
-#define MAC_TEXT_SIZE 18           /* mac_readstring: "xx:xx:xx:xx:xx:xx" */
-#define MAC_TEXT2_SIZE 13          /* mac_readstring2: "xxxxxxxxxxxx" */
-#define FACTORY_TEXT_SIZE 64       /* MAC text, serial, time of manufacture */
-#define CHIP_ID_TEXT_SIZE 24       /* "xx-xx-xx-xx-xx-xx-xx-xx" */
-#define FLASH_KEY_SIZE 1024        /* each key block */
-#define QQ_INFO_MAX 416            /* the largest QQ IoT record */
+#define UBOOTENV_SIZE 4096      /* the boot environment block */
+#define UBOOTENV_VALUE_SIZE 512 /* room of a value out of findval, findubootenv */
+#define MAC_BYTES 6             /* mac_read, StrToMac */
+#define MAC_TEXT_SIZE 18        /* mac_readstring: "xx:xx:xx:xx:xx:xx" */
+#define MAC_TEXT2_SIZE 13       /* mac_readstring2: "xxxxxxxxxxxx" */
+#define FACTORY_TEXT_SIZE 64    /* MAC text, serial, time of manufacture */
+#define CHIP_ID_TEXT_SIZE 24    /* "xx-xx-xx-xx-xx-xx-xx-xx" */
+#define FLASH_KEY_SIZE 1024     /* each key block */
+#define QQ_INFO_MAX 416         /* the largest QQ IoT record */
 #define QQ_INFO_COUNT 5
 
 /* One QQ IoT record: where it lies. */

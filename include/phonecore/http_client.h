@@ -47,8 +47,8 @@ PHONECORE_API extern const char BOUNDARY[];
 /* Post and get with a kept handle. */
 /* Handle with the URL; appends count further texts to *header_list and sets
  * the list as the request's headers. */
-PHONECORE_API CURL *http_curl_post_init_header(struct curl_slist **header_list, const char *url, int count, ...)
-    PHONECORE_NOEXCEPT;
+PHONECORE_API CURL *http_curl_post_init_header(struct curl_slist **header_list, const char *url, int count,
+                                               ...) PHONECORE_NOEXCEPT;
 PHONECORE_API CURL *http_curl_post_init_no_header(const char *url) PHONECORE_NOEXCEPT;
 /* Appends "name:value" (at most 1023 characters); last == 1 also sets the
  * list on the handle. 0. */
@@ -76,8 +76,8 @@ PHONECORE_API int ft_curl_post_parse(void) PHONECORE_NOEXCEPT;
 /* Downloads url into path anew: the libcurl code, -10 when path can't be
  * opened, 0 when no handle could be made. A user (even "") sends Basic
  * credentials; redirects are not followed. */
-PHONECORE_API int http_downloadfile(const char *url, const char *path, const char *user, const char *password)
-    PHONECORE_NOEXCEPT;
+PHONECORE_API int http_downloadfile(const char *url, const char *path, const char *user,
+                                    const char *password) PHONECORE_NOEXCEPT;
 /* Resumes a download into path with the caller's handle: 1, or 0. */
 PHONECORE_API int download(CURL *handle, const char *url, const char *path, long connect_timeout) PHONECORE_NOEXCEPT;
 /* Downloads file.filename into the file of that same name. -1 when no
@@ -89,8 +89,8 @@ PHONECORE_API int download2(HttpDownloadFile file) PHONECORE_NOEXCEPT;
 PHONECORE_API int HttpUploadFile(const char *url, const char *path, const char *user, const char *password,
                                  http_progress_function progress) PHONECORE_NOEXCEPT;
 /* Form upload of path through libcurl's form interface. 0. */
-PHONECORE_API int http_upload_fileL301(const char *url, const char *path, const char *user, const char *password)
-    PHONECORE_NOEXCEPT;
+PHONECORE_API int http_upload_fileL301(const char *url, const char *path, const char *user,
+                                       const char *password) PHONECORE_NOEXCEPT;
 
 /* The callbacks. my_write_func and wirtefunc are one function: fwrite. */
 PHONECORE_API size_t my_write_func(void *data, size_t size, size_t n, FILE *stream) PHONECORE_NOEXCEPT;
@@ -101,8 +101,8 @@ PHONECORE_API size_t readfunc(void *buffer, size_t size, size_t n, FILE *stream)
 PHONECORE_API size_t getcontentlengthfunc(void *text, size_t size, size_t n, void *target) PHONECORE_NOEXCEPT;
 /* Counts from 1 and restarts above 1000; always 0 (anything else would
  * abort the download). */
-PHONECORE_API int my_progress_func(void *data, double total, double now, double up_total, double up_now)
-    PHONECORE_NOEXCEPT;
+PHONECORE_API int my_progress_func(void *data, double total, double now, double up_total,
+                                   double up_now) PHONECORE_NOEXCEPT;
 /* Prints "-- now / total (percent %)" with now_had_down added to both. 0. */
 PHONECORE_API int prog_func1(void *data, double total, double now, double up_total, double up_now) PHONECORE_NOEXCEPT;
 /* The upload's progress: state is &prog. 0. */

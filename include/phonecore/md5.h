@@ -15,8 +15,8 @@ PHONECORE_BEGIN_DECLS
 
 /* The running state of one digest. */
 typedef struct ZKMD5_CTX {
-    uint32_t state[4];       /* A, B, C, D */
-    uint32_t count[2];       /* message length in bits, low word first */
+    uint32_t state[4];        /* A, B, C, D */
+    uint32_t count[2];        /* message length in bits, low word first */
     unsigned char buffer[64]; /* the block being gathered */
 } ZKMD5_CTX;
 

@@ -41,7 +41,8 @@ PHONECORE_API int api_config_advance_network_wanport_ipv4_is_dhcp(void) PHONECOR
 PHONECORE_API int api_config_advance_network_nat(int op, int *stun_switch, char *server, char *port) PHONECORE_NOEXCEPT;
 /* The manual VLAN of the WAN; a write also sets "vlanid" of "status.cfg"
  * and hands the mode to the network service. 0. */
-PHONECORE_API int api_config_advance_network_vlan(int op, int *vlan_switch, char *vid, char *priority) PHONECORE_NOEXCEPT;
+PHONECORE_API int api_config_advance_network_vlan(int op, int *vlan_switch, char *vid,
+                                                  char *priority) PHONECORE_NOEXCEPT;
 /* "vlanid" of "status.cfg" from a "NetworkAdvanced" object. 0. */
 PHONECORE_API int setStatus_vlan(struct json_object *advanced) PHONECORE_NOEXCEPT;
 /* The network service's mode from a "NetworkAdvanced" object, then
@@ -63,7 +64,8 @@ PHONECORE_API int check_and_reload_l2tp(void) PHONECORE_NOEXCEPT;
 PHONECORE_API int api_config_advance_network_4g(int op, int *flag) PHONECORE_NOEXCEPT;
 /* The L2TP user and password in the PPP options and the LNS of xl2tpd.
  * 0; -1 when a file can't be opened. */
-PHONECORE_API int l2tp_channge_username_password(const char *lns, const char *user, const char *password) PHONECORE_NOEXCEPT;
+PHONECORE_API int l2tp_channge_username_password(const char *lns, const char *user,
+                                                 const char *password) PHONECORE_NOEXCEPT;
 
 PHONECORE_END_DECLS
 

@@ -130,7 +130,8 @@ PHONECORE_API int check_wanip_is_ok(void) PHONECORE_NOEXCEPT;
  * "127.0.0.1") or IPv6 ones, into slots of PHONECORE_DNS_SLOT_SIZE bytes, at
  * most max; the number into *count. 0; -1 (count 0) without the file. */
 PHONECORE_API int get_dns_servers(char (*servers)[PHONECORE_DNS_SLOT_SIZE], int max, int *count) PHONECORE_NOEXCEPT;
-PHONECORE_API int get_dns_servers_ipv6(char (*servers)[PHONECORE_DNS_SLOT_SIZE], int max, int *count) PHONECORE_NOEXCEPT;
+PHONECORE_API int get_dns_servers_ipv6(char (*servers)[PHONECORE_DNS_SLOT_SIZE], int max,
+                                       int *count) PHONECORE_NOEXCEPT;
 /* The first two IPv6 servers into dns1 and dns2 (PHONECORE_DNS_SLOT_SIZE);
  * a buffer stays untouched when its server is absent. 0. */
 PHONECORE_API int get_real_time_dns_servers_ipv6(char *dns1, char *dns2) PHONECORE_NOEXCEPT;

@@ -61,16 +61,15 @@ typedef struct LazyFile {
  * a local file is removed first. A failed transfer leaves what came in the
  * file. 1 done, 0 failed (an HTTP status of 400 or more fails). */
 PHONECORE_API int vorn_net_download(const char *url, const char *path, const char *user, const char *password,
-                                    int timeout, int resume,
-                                    transfer_progress_function callback) PHONECORE_NOEXCEPT;
+                                    int timeout, int resume, transfer_progress_function callback) PHONECORE_NOEXCEPT;
 
 /* vorn_net_download, reporting a 302: VORN_NET_REDIRECT with the target in
  * redirect (of redirect_size bytes), VORN_NET_REDIRECT_WITHOUT_TARGET for a
  * 302 without one; otherwise 1 done, 0 failed. The 302's body is in the
  * local file either way. */
 PHONECORE_API int vorn_net_download302(const char *url, const char *path, const char *user, const char *password,
-                                       int timeout, int resume, transfer_progress_function callback,
-                                       char *redirect, int redirect_size) PHONECORE_NOEXCEPT;
+                                       int timeout, int resume, transfer_progress_function callback, char *redirect,
+                                       int redirect_size) PHONECORE_NOEXCEPT;
 
 /* Uploads path to url (missing FTP folders are made; FTP in active mode).
  * attempts: tries in all; every try after the first asks the server for the

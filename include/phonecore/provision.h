@@ -25,47 +25,47 @@ PHONECORE_BEGIN_DECLS
 
 /* The run-time record (600 bytes). */
 typedef struct autoprovision_cfg_t {
-  char AutoProvisionServerURL[AUTOPROVISION_TEXT_SIZE];
-  char AutoProvisionUser[AUTOPROVISION_TEXT_SIZE];
-  char AutoProvisionPassword[AUTOPROVISION_TEXT_SIZE];
-  int32_t AutopRetryDelay; /* 1 to 300 seconds */
-  int32_t ZeroWaitTime;    /* 1 to 100 */
-  int32_t AutoProvisionPowerOn;
-  int32_t AutoProvisionRepeat;
-  int32_t AutoProvisionRepeatMinutes;
-  int32_t AutoProvisionEnableWeekly;
-  int32_t AutoProvisionWeeklyUpgradeInterval;
-  int32_t AutoProvisionInactivityTimeExpire;
-  int32_t from_hour;
-  int32_t from_minute;
-  int32_t to_hour;
-  int32_t to_minute;
-  /* The length of the file's array, also when it holds more than seven. */
-  int32_t AutoProvisionWeeklyMaskCount;
-  /* Day numbers (Sunday 0 to Saturday 6) in the order of the file; -1 for
-   * an unknown name and for unused slots. */
-  int32_t AutoProvisionWeeklyMask[AUTOPROVISION_WEEK_SLOTS];
-  char AutoProvisionUpgradeURL[AUTOPROVISION_TEXT_SIZE];
-  char AutoProvisionUpgradeMd5[AUTOPROVISION_TEXT_SIZE];
-  int32_t AutoProvisionUpgradeEnable;
-  char AutoProvisionGetCrtURL[AUTOPROVISION_TEXT_SIZE];
-  char AutoProvisionGetCrtMd5[AUTOPROVISION_TEXT_SIZE];
-  char AutoProvisionGetCrtName[AUTOPROVISION_TEXT_SIZE];
-  int32_t AutoProvisionGetCrtEnable;
+    char AutoProvisionServerURL[AUTOPROVISION_TEXT_SIZE];
+    char AutoProvisionUser[AUTOPROVISION_TEXT_SIZE];
+    char AutoProvisionPassword[AUTOPROVISION_TEXT_SIZE];
+    int32_t AutopRetryDelay; /* 1 to 300 seconds */
+    int32_t ZeroWaitTime;    /* 1 to 100 */
+    int32_t AutoProvisionPowerOn;
+    int32_t AutoProvisionRepeat;
+    int32_t AutoProvisionRepeatMinutes;
+    int32_t AutoProvisionEnableWeekly;
+    int32_t AutoProvisionWeeklyUpgradeInterval;
+    int32_t AutoProvisionInactivityTimeExpire;
+    int32_t from_hour;
+    int32_t from_minute;
+    int32_t to_hour;
+    int32_t to_minute;
+    /* The length of the file's array, also when it holds more than seven. */
+    int32_t AutoProvisionWeeklyMaskCount;
+    /* Day numbers (Sunday 0 to Saturday 6) in the order of the file; -1 for
+     * an unknown name and for unused slots. */
+    int32_t AutoProvisionWeeklyMask[AUTOPROVISION_WEEK_SLOTS];
+    char AutoProvisionUpgradeURL[AUTOPROVISION_TEXT_SIZE];
+    char AutoProvisionUpgradeMd5[AUTOPROVISION_TEXT_SIZE];
+    int32_t AutoProvisionUpgradeEnable;
+    char AutoProvisionGetCrtURL[AUTOPROVISION_TEXT_SIZE];
+    char AutoProvisionGetCrtMd5[AUTOPROVISION_TEXT_SIZE];
+    char AutoProvisionGetCrtName[AUTOPROVISION_TEXT_SIZE];
+    int32_t AutoProvisionGetCrtEnable;
 } autoprovision_cfg_t;
 
 /* The caller's record of the settings pages (580 bytes). */
 typedef struct AutoProvisionSetting {
-  int32_t AutoProvisionEnableDHCPOption;
-  char reserved[AUTOPROVISION_TEXT_SIZE]; /* touched by neither operation */
-  char DhcpOptionValue[AUTOPROVISION_TEXT_SIZE];
-  char AutoProvisionOptionTypeIPv6[AUTOPROVISION_TEXT_SIZE];
-  char AutoProvisionServerURL[AUTOPROVISION_TEXT_SIZE];
-  char AutoProvisionUser[AUTOPROVISION_TEXT_SIZE];
-  char AutoProvisionPassword[AUTOPROVISION_TEXT_SIZE];
-  char AutopRetryDelay[AUTOPROVISION_TEXT_SIZE];
-  char AutoProvisionAESKey16[AUTOPROVISION_TEXT_SIZE];
-  char AutoProvisionAESKey16MAC[AUTOPROVISION_TEXT_SIZE];
+    int32_t AutoProvisionEnableDHCPOption;
+    char reserved[AUTOPROVISION_TEXT_SIZE]; /* touched by neither operation */
+    char DhcpOptionValue[AUTOPROVISION_TEXT_SIZE];
+    char AutoProvisionOptionTypeIPv6[AUTOPROVISION_TEXT_SIZE];
+    char AutoProvisionServerURL[AUTOPROVISION_TEXT_SIZE];
+    char AutoProvisionUser[AUTOPROVISION_TEXT_SIZE];
+    char AutoProvisionPassword[AUTOPROVISION_TEXT_SIZE];
+    char AutopRetryDelay[AUTOPROVISION_TEXT_SIZE];
+    char AutoProvisionAESKey16[AUTOPROVISION_TEXT_SIZE];
+    char AutoProvisionAESKey16MAC[AUTOPROVISION_TEXT_SIZE];
 } AutoProvisionSetting;
 
 /* The process-wide run-time record; valid from auto_update_get_config on. */

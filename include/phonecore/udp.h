@@ -37,7 +37,7 @@ typedef struct UdpListener {
     int32_t socket;                    /* socket descriptor */
     struct sockaddr_in *local_address; /* the address in use; set once bound */
     pthread_t thread;
-    void *user;                        /* first argument of the handler */
+    void *user; /* first argument of the handler */
 } UdpListener;
 
 /* Starts the detached listener thread ("zknetwork"). Returns -1 when the

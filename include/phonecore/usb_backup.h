@@ -13,9 +13,9 @@
 
 PHONECORE_BEGIN_DECLS
 
-#define USB_FOLD_MAX 32        /* names in a list */
-#define USB_FOLD_NAME_SIZE 32  /* a name keeps 31 characters */
-#define USB_PATH_SIZE 256      /* backup_device's mount path */
+#define USB_FOLD_MAX 32       /* names in a list */
+#define USB_FOLD_NAME_SIZE 32 /* a name keeps 31 characters */
+#define USB_PATH_SIZE 256     /* backup_device's mount path */
 
 typedef struct UsbFoldList {
     int32_t count;
@@ -23,8 +23,8 @@ typedef struct UsbFoldList {
 } UsbFoldList;
 
 typedef struct BackupDevice {
-    uint8_t ready;  /* 1 once a disk was chosen; never cleared */
-    uint8_t found;  /* 1 when the last search chose a disk */
+    uint8_t ready; /* 1 once a disk was chosen; never cleared */
+    uint8_t found; /* 1 when the last search chose a disk */
     char path[USB_PATH_SIZE];
     uint64_t total_kb;
     uint64_t free_kb;

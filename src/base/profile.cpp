@@ -111,8 +111,8 @@ extern "C" {
 
 int read_profile_string(const char* section, const char* key, char* out, int size, const char* default_value,
                         const char* path) noexcept {
-  if (section == nullptr || *section == '\0' || key == nullptr || *key == '\0' || path == nullptr ||
-      out == nullptr || size <= 0)
+  if (section == nullptr || *section == '\0' || key == nullptr || *key == '\0' || path == nullptr || out == nullptr ||
+      size <= 0)
     return 0;
   return or_failure(0, [&] {
     std::string image;

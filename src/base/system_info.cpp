@@ -68,12 +68,9 @@ bool first_line(const char* command, char* out, size_t size) {
 }  // namespace
 
 void format_disk_size(char (&out)[11], unsigned long long kb) {
-  if (kb >= 1024ULL * 1024ULL)
-    std::snprintf(out, sizeof out, "%0.2fGB", static_cast<double>(kb) / (1024.0 * 1024.0));
-  else if (kb >= 1024ULL)
-    std::snprintf(out, sizeof out, "%0.2fMB", static_cast<double>(kb) / 1024.0);
-  else
-    std::snprintf(out, sizeof out, "%0.2fKB", static_cast<double>(kb));
+  if (kb >= 1024ULL * 1024ULL) std::snprintf(out, sizeof out, "%0.2fGB", static_cast<double>(kb) / (1024.0 * 1024.0));
+  else if (kb >= 1024ULL) std::snprintf(out, sizeof out, "%0.2fMB", static_cast<double>(kb) / 1024.0);
+  else std::snprintf(out, sizeof out, "%0.2fKB", static_cast<double>(kb));
 }
 
 int parse_arp_rows(const char* text, ArpRecord* out, int max) {
@@ -83,8 +80,8 @@ int parse_arp_rows(const char* text, ArpRecord* out, int max) {
   while (line != nullptr && rows < max) {
     ++line;
     ArpRecord record{};
-    if (std::sscanf(line, "%15s 0x%x 0x%x %19s %7s %15s", record.ip, &record.hw_type, &record.flags,
-                    record.hw_address, record.mask, record.device) == 6)
+    if (std::sscanf(line, "%15s 0x%x 0x%x %19s %7s %15s", record.ip, &record.hw_type, &record.flags, record.hw_address,
+                    record.mask, record.device) == 6)
       out[rows++] = record;
     line = std::strchr(line, '\n');
   }
@@ -125,12 +122,9 @@ unsigned long long GetDiskSize(const char* path, int which) noexcept {
   struct statfs fs {};
   if (path == nullptr || statfs(path, &fs) != 0) return 0;
   unsigned long long size = 0;
-  if (which == 0)
-    size = kilobytes(static_cast<unsigned long long>(fs.f_bsize), fs.f_blocks);
-  else if (which == 1)
-    size = kilobytes(static_cast<unsigned long long>(fs.f_bsize), fs.f_bfree);
-  else
-    return 0;
+  if (which == 0) size = kilobytes(static_cast<unsigned long long>(fs.f_bsize), fs.f_blocks);
+  else if (which == 1) size = kilobytes(static_cast<unsigned long long>(fs.f_bsize), fs.f_bfree);
+  else return 0;
   std::printf("======>size %llu \n\r", size);
   return size;
 }

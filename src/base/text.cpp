@@ -91,8 +91,8 @@ bool find_occurrences(std::string_view text, std::string_view from, std::vector<
 
 // Writes text with the occurrences replaced into out, cut at out_size - 1
 // bytes and terminated.
-void write_replaced(std::string_view text, std::string_view from, std::string_view to,
-                    const std::vector<size_t>& found, char* out, int out_size) {
+void write_replaced(std::string_view text, std::string_view from, std::string_view to, const std::vector<size_t>& found,
+                    char* out, int out_size) {
   if (out == nullptr || out_size <= 0) return;
   const size_t room = static_cast<size_t>(out_size) - 1;
   size_t n = 0;

@@ -320,9 +320,9 @@ int instant_message_send(uint16_t dest, uint16_t msgtype, uint16_t kind, const v
   const size_t size = kPacketHeaderSize + n + 1;
   auto* buffer = static_cast<uint8_t*>(std::calloc(1, size));
   if (buffer == nullptr) return 0;
-  encode_record(BusPacketHeader{kPacketMagic, kSessionlessSeq, msgtype, kind, dest, kBusIdSessionless,
-                                static_cast<uint32_t>(n)},
-                std::span<uint8_t>(buffer, size));
+  encode_record(
+      BusPacketHeader{kPacketMagic, kSessionlessSeq, msgtype, kind, dest, kBusIdSessionless, static_cast<uint32_t>(n)},
+      std::span<uint8_t>(buffer, size));
   if (n > 0) std::memcpy(buffer + kPacketHeaderSize, data, n);
   udp_send_data(kLoopback, kSessionlessPort, buffer, static_cast<int>(size));
   std::free(buffer);

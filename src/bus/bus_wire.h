@@ -17,8 +17,8 @@
 namespace phonecore::bus {
 
 // Fixed ports of the message server on the loopback interface.
-constexpr uint16_t kControlPort = 27000;     // session connect and disconnect
-constexpr uint16_t kSessionlessPort = 30101; // packets sent without a session
+constexpr uint16_t kControlPort = 27000;      // session connect and disconnect
+constexpr uint16_t kSessionlessPort = 30101;  // packets sent without a session
 
 constexpr uint16_t kPacketMagic = 767;   // 0x02FF
 constexpr uint16_t kControlMagic = 255;  // 0x00FF

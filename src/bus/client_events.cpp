@@ -31,11 +31,10 @@ int on_connecting_event(json_object* root) {
   printf("message_client voip_connecting  jroot =%s\n", json_object_get_string(root));
   ClientOps* o = ops();
   if (o == nullptr || o->on_connecting == nullptr) return 0;
-  o->on_connecting(json::integer(root, "data", "acc"), json::text(root, "data", "from"),
-                   json::text(root, "data", "to"), json::integer(root, "data", "id"),
-                   json::integer(root, "data", "inF"), json::integer(root, "data", "tFlag"),
-                   json::text(root, "data", "div"), json::text(root, "data", "dis"),
-                   json::integer(root, "data", "backup_callid"),
+  o->on_connecting(json::integer(root, "data", "acc"), json::text(root, "data", "from"), json::text(root, "data", "to"),
+                   json::integer(root, "data", "id"), json::integer(root, "data", "inF"),
+                   json::integer(root, "data", "tFlag"), json::text(root, "data", "div"),
+                   json::text(root, "data", "dis"), json::integer(root, "data", "backup_callid"),
                    json::text(root, "data", "call_id_gl"));
   return 0;
 }
@@ -61,8 +60,7 @@ int on_connect_event(json_object* root) {
 int on_invite_response_event(json_object* root) {
   ClientOps* o = ops();
   if (o != nullptr && o->on_invite_response != nullptr)
-    o->on_invite_response(json::integer(root, "data", "accNumber"),
-                          json::integer(root, "data", "flags"));
+    o->on_invite_response(json::integer(root, "data", "accNumber"), json::integer(root, "data", "flags"));
   return 0;
 }
 
@@ -70,16 +68,15 @@ int on_disconnect_event(json_object* root) {
   printf("message_client voip_disconnect  jroot =%s\n", json_object_get_string(root));
   ClientOps* o = ops();
   if (o != nullptr && o->on_disconnect != nullptr)
-    o->on_disconnect(json::integer(root, "data", "accNumber"),
-                     json::integer(root, "data", "call_id"), json::integer(root, "data", "flags"));
+    o->on_disconnect(json::integer(root, "data", "accNumber"), json::integer(root, "data", "call_id"),
+                     json::integer(root, "data", "flags"));
   return 0;
 }
 
 int on_upgrade_status_event(json_object* root) {
   ClientOps* o = ops();
   if (o != nullptr && o->on_upgrade_status != nullptr)
-    o->on_upgrade_status(json::integer(root, "data", "updateid"),
-                         json::integer(root, "data", "process"));
+    o->on_upgrade_status(json::integer(root, "data", "updateid"), json::integer(root, "data", "process"));
   return 0;
 }
 
@@ -100,8 +97,7 @@ int on_mwi_message_event(json_object* root) {
   ClientOps* o = ops();
   if (o != nullptr && o->on_mwi_message != nullptr)
     o->on_mwi_message(json::integer(root, "data", "accId"), json::integer(root, "data", "waiting"),
-                      json::integer(root, "data", "miss_unread"),
-                      json::integer(root, "data", "miss_read"),
+                      json::integer(root, "data", "miss_unread"), json::integer(root, "data", "miss_read"),
                       json::integer(root, "data", "urgent_miss_unread"),
                       json::integer(root, "data", "urgent_miss_read"));
   return 0;
@@ -173,7 +169,8 @@ namespace phonecore::bus {
 
 bool dispatch_event(MessageClient* c) {
   int length = 0;
-  if (fifo_read_bounded(c->event_fifo, c->event_packet, sizeof c->event_packet - 1, &length, nullptr) <= 0) return false;
+  if (fifo_read_bounded(c->event_fifo, c->event_packet, sizeof c->event_packet - 1, &length, nullptr) <= 0)
+    return false;
   if (length <= static_cast<int>(kPacketHeaderSize)) return true;
   c->event_packet[length] = 0;
   json_object* root = json_tokener_parse(reinterpret_cast<char*>(c->event_packet) + kPacketHeaderSize);

@@ -77,7 +77,8 @@ int decode_command(const char* text, const CommandHandlers& handlers) {
 
 extern "C" {
 
-int system_cmd_decode(const char* text, void (*on_reboot)(void), void (*on_upgrade)(int), void (*on_reset)(int)) noexcept {
+int system_cmd_decode(const char* text, void (*on_reboot)(void), void (*on_upgrade)(int),
+                      void (*on_reset)(int)) noexcept {
   return phonecore::bus::decode_command(text, {on_reboot, on_upgrade, on_reset});
 }
 

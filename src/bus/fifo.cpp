@@ -6,8 +6,8 @@
 // therefore atomic, so that those unlocked looks are well defined.
 
 #include <algorithm>
-#include <cstdint>
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 

@@ -70,17 +70,15 @@ void write_to_hook(MsgHook& h, const void* data, int length) {
   NEWFIFO_WRITE(load(h.hook_fifo), data, length, 0);
 }
 
-bool own_hook(MessageClient* c, MsgHook* h) {
-  return h >= c->hooks && h < c->hooks + BUS_HOOK_COUNT;
-}
+bool own_hook(MessageClient* c, MsgHook* h) { return h >= c->hooks && h < c->hooks + BUS_HOOK_COUNT; }
 
 MsgHook* add_hook(MessageClient* c, uint32_t type, uint16_t key, const char* name, int size, int slots) {
   if (c == nullptr) return nullptr;
   for (MsgHook& h : c->hooks) {
     if (load(h.hook_type) != type) continue;
-    const bool same = type == kHookBySeq      ? load(h.hook_seq) == key
+    const bool same = type == kHookBySeq       ? load(h.hook_seq) == key
                       : type == kHookByMsgtype ? load(h.hook_msgtype) == key
-                                              : name_equals(h, name);
+                                               : name_equals(h, name);
     if (!same) continue;
     // Only a name hook forgets what it caught before: stale replies.
     if (type == kHookByName) NEWFIFO_RESET(load(h.hook_fifo));

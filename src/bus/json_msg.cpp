@@ -41,13 +41,14 @@ bool report_slow_call(int msgtype, uint32_t took_ms) {
 
 namespace {
 
-constexpr size_t kRequestText = 256;       // outgoing text of the SIP calls
-constexpr size_t kTypeAllText = 512;       // outgoing text of send_sjson_to_all_type_all
-constexpr int kSameNameReply = 256;        // reply of send_sjson_to_sip_wait
-constexpr int kHookWaitReply = 3072;       // reply of send_sjson_to_sip_hook_wait
-constexpr int kStringWaitReply = 1536;     // reply of send_string_and_wait
-static_assert(BUS_STRING_REPLY_MAX == kStringWaitReply + 1, "the caller's reply text takes the reply and its terminator");
-constexpr int kBufferWaitFifo = 16384;     // FIFO and global buffer of the buffer form
+constexpr size_t kRequestText = 256;    // outgoing text of the SIP calls
+constexpr size_t kTypeAllText = 512;    // outgoing text of send_sjson_to_all_type_all
+constexpr int kSameNameReply = 256;     // reply of send_sjson_to_sip_wait
+constexpr int kHookWaitReply = 3072;    // reply of send_sjson_to_sip_hook_wait
+constexpr int kStringWaitReply = 1536;  // reply of send_string_and_wait
+static_assert(BUS_STRING_REPLY_MAX == kStringWaitReply + 1,
+              "the caller's reply text takes the reply and its terminator");
+constexpr int kBufferWaitFifo = 16384;  // FIFO and global buffer of the buffer form
 
 // The one buffer of send_sjson_to_sip_hook_wait_buffer: one caller at a
 // time per process.

@@ -18,11 +18,11 @@ constexpr uint16_t kKindCommand = 3;   // command broadcast "{\"cmd\":\"...\"}"
 constexpr uint16_t kKindDirected = 9;  // JSON request or reply to one receiver
 
 // Message numbers (the header's msgtype word).
-constexpr uint16_t kMsgtypeJson = 0;           // JSON that goes by its "msgtype" text
-constexpr uint16_t kMsgtypeCommand = 5;        // command broadcast, with kind 3
-constexpr uint16_t kMsgtypeBinary = 6;         // "account_get", "warnningist_get" and their binary replies
-constexpr uint16_t kMsgtypeAccounts = 7;       // array of account records
-constexpr uint16_t kMsgtypeHotkeyReload = 8;   // hot keys have changed; empty payload
+constexpr uint16_t kMsgtypeJson = 0;          // JSON that goes by its "msgtype" text
+constexpr uint16_t kMsgtypeCommand = 5;       // command broadcast, with kind 3
+constexpr uint16_t kMsgtypeBinary = 6;        // "account_get", "warnningist_get" and their binary replies
+constexpr uint16_t kMsgtypeAccounts = 7;      // array of account records
+constexpr uint16_t kMsgtypeHotkeyReload = 8;  // hot keys have changed; empty payload
 
 // Bus ids.
 constexpr uint16_t kBusIdSip = 4098;

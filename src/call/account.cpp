@@ -14,8 +14,8 @@
 #include <string>
 #include <utility>
 
-#include "base/json.h"
 #include "base/atomic_field.h"
+#include "base/json.h"
 #include "bus/bus_wire.h"
 #include "bus/command_broadcast.h"
 #include "call/call_internal.h"
@@ -375,9 +375,9 @@ int voip_send_reg_status(MessageClient* c, int acc_id, int online) noexcept {
   return send_sjson_to_all(c, "reg_changed", data);
 }
 
-int setSipAccount(int index, const char* label, const char* user_name, const char* password,
-                  const char* display_name, const char* register_name, const char* port1, const char* address1,
-                  int enable, const char* port2, const char* address2) noexcept {
+int setSipAccount(int index, const char* label, const char* user_name, const char* password, const char* display_name,
+                  const char* register_name, const char* port1, const char* address1, int enable, const char* port2,
+                  const char* address2) noexcept {
   const SipAccount a{index,
                      or_empty(label),
                      or_empty(user_name),
@@ -409,9 +409,7 @@ int startSomething(void) noexcept { return phonecore::bus::broadcast_command("st
 int startSomething_ssh(void) noexcept { return phonecore::bus::broadcast_command("startSomething_ssh"); }
 int reload_sip_base(void) noexcept { return phonecore::bus::broadcast_command("reload_sip_base"); }
 
-int reload_cmd_broadcast(const char* name) noexcept {
-  return phonecore::bus::broadcast_command(name);
-}
+int reload_cmd_broadcast(const char* name) noexcept { return phonecore::bus::broadcast_command(name); }
 
 int set_voip_log_disable(void) noexcept {
   json_object* settings = read_gnl_config_json("default/settinglist.cfg");

@@ -8,7 +8,6 @@
 #include "bus/vocabulary.h"
 #include "phonecore/account.h"
 
-
 namespace phonecore::call {
 
 // 64-byte text fields: at most 63 characters and a terminator.

@@ -31,9 +31,9 @@ constexpr const char* kKeyFile = "default/programing_key.cfg";
 
 struct KeyType {
   int type;
-  const char* member;       // member of the "DssArr" entry; NULL: none
-  const char* key_type;     // "Type" in "default/programing_key.cfg"
-  const char* log_name;     // as the write traces it
+  const char* member;    // member of the "DssArr" entry; NULL: none
+  const char* key_type;  // "Type" in "default/programing_key.cfg"
+  const char* log_name;  // as the write traces it
 };
 
 constexpr KeyType kKeyTypes[] = {
@@ -273,8 +273,8 @@ int write_key(MessageClient* c, int operation, int key, DssKeyInfo* info) {
   }
   write_gnl_config_json(kKeyFile, keys.get());
   write_gnl_config_json(kDssFile, dss.get());
-  printf("%s, %d, optype = %d, blfFlag = %d, lineKey = %d\n\r", "voip_func_Dsskey_data", __LINE__, operation,
-         blf_flag, key);
+  printf("%s, %d, optype = %d, blfFlag = %d, lineKey = %d\n\r", "voip_func_Dsskey_data", __LINE__, operation, blf_flag,
+         key);
   if (blf_flag)
     voip_blf_subscribe(c, type == DSS_TYPE_BLF ? start_flag(key) : 0, static_cast<int>(info->accId), info->value);
   return 0;

@@ -92,7 +92,7 @@ int get_audio_file_from_char_extend(char character, const char* lang, char* dest
     snprintf(destination, kPathSize, "%s/%s/sounds/digits/%c.wav", kAudioRoot, lang, character);
     return 0;
   }
-  const char* sound = character == '.' ? "letters/dot.wav"
+  const char* sound = character == '.'   ? "letters/dot.wav"
                       : character == ' ' ? "letters/space.wav"
                       : character == '/' ? "letters/slash.wav"
                                          : nullptr;

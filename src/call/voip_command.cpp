@@ -10,8 +10,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "base/json.h"
 #include "base/atomic_field.h"
+#include "base/json.h"
 #include "call/call_internal.h"
 #include "config/gnl_frame.h"
 #include "phonecore/config.h"
@@ -28,9 +28,9 @@ namespace phonecore::call {
 
 namespace {
 
-constexpr int kReplyLimitMs = 100;      // every request with a reply
-constexpr int kPowerLimitMs = 200;      // voice_get_power
-constexpr int kDeadPeerLimitMs = 5;     // the buffer requests after two failures in a row
+constexpr int kReplyLimitMs = 100;   // every request with a reply
+constexpr int kPowerLimitMs = 200;   // voice_get_power
+constexpr int kDeadPeerLimitMs = 5;  // the buffer requests after two failures in a row
 
 // The time limit of warnningist_get and account_get. The tip cache lowers
 // it when the SIP process stops answering, so that a dead peer doesn't hold
@@ -58,8 +58,7 @@ json_object* request(MessageClient* c, const char* name, json_object* data, int 
 }
 
 // One tip request, or the cache alone; counter is the calling function's.
-int tip_info(MessageClient* c, int& counter, bool with_account, char* number_text, int* unread, int* id,
-             int* account) {
+int tip_info(MessageClient* c, int& counter, bool with_account, char* number_text, int* unread, int* id, int* account) {
   if (number_text == nullptr || unread == nullptr) return 0;
   int result = 1;
   const bool ask = counter % 5 == 0;
@@ -120,12 +119,9 @@ int voip_audio_input_key(MessageClient* c, int flag) noexcept {
 }
 
 int voip_phone_set_dnd(MessageClient* c, int status, int mode, int account) noexcept {
-  command(c, "phone_set_dnd",
-          json::Builder()
-              .integer("dndStatus", status)
-              .integer("dndMode", mode)
-              .integer("dndAccount", account)
-              .release());
+  command(
+      c, "phone_set_dnd",
+      json::Builder().integer("dndStatus", status).integer("dndMode", mode).integer("dndAccount", account).release());
   return 1;
 }
 
@@ -179,11 +175,8 @@ int voip_line_led_status(MessageClient* c, int line, int status) noexcept {
 }
 
 int voip_conf_connect(MessageClient* c, int call1, int call2, int flag) noexcept {
-  command(c, "conf_connect", json::Builder()
-      .integer("callId1", call1)
-      .integer("callId2", call2)
-      .integer("connFlag", flag)
-      .release());
+  command(c, "conf_connect",
+          json::Builder().integer("callId1", call1).integer("callId2", call2).integer("connFlag", flag).release());
   return 1;
 }
 
@@ -213,10 +206,8 @@ int voip_phone_transfer(MessageClient* c, int call, const char* number, int flag
 }
 
 int voip_phone_transfer_replace(MessageClient* c, int call, int other_call) noexcept {
-  command(c, "phone_transfer_replace", json::Builder()
-      .integer("current_call", call)
-      .integer("transfer_call", other_call)
-      .release());
+  command(c, "phone_transfer_replace",
+          json::Builder().integer("current_call", call).integer("transfer_call", other_call).release());
   return 1;
 }
 
@@ -272,10 +263,8 @@ int voip_voice_test_set(MessageClient* c, int enable) noexcept {
 }
 
 int voip_int_val_set(MessageClient* c, int variable, int value) noexcept {
-  return command(c, "voip_int_val_set", json::Builder()
-      .integer("variable", variable)
-      .integer("value", value)
-      .release());
+  return command(c, "voip_int_val_set",
+                 json::Builder().integer("variable", variable).integer("value", value).release());
 }
 
 int voip_set_has_one_speaking_flag(MessageClient* c, int flag) noexcept {
@@ -299,12 +288,9 @@ int voip_phone_dail(MessageClient* c, int account, const char* number, char* des
 int voip_blf_subscribe(MessageClient* c, int start_flag, int acc_id, const char* number) noexcept {
   // The reply isn't used: a failed subscription comes back at the next
   // registration.
-  json_object_put(request(c, "blf_subscribe",
-                          json::Builder()
-                              .integer("startFlag", start_flag)
-                              .integer("acc_id", acc_id)
-                              .text("number", number)
-                              .release()));
+  json_object_put(request(
+      c, "blf_subscribe",
+      json::Builder().integer("startFlag", start_flag).integer("acc_id", acc_id).text("number", number).release()));
   return 1;
 }
 
@@ -369,10 +355,8 @@ int voip_voice_get_power(MessageClient* c, int* power) noexcept {
 }
 
 int voip_in_val_get(MessageClient* c, int variable, int* value) noexcept {
-  json_object* reply =
-      send_sjson_to_sip_wait(c, "voip_in_val_get", json::Builder()
-          .integer("variable", variable)
-          .release(), kReplyLimitMs);
+  json_object* reply = send_sjson_to_sip_wait(c, "voip_in_val_get",
+                                              json::Builder().integer("variable", variable).release(), kReplyLimitMs);
   if (reply == nullptr) return -1;
   int result = -1;
   if (json::integer(reply, "data", "variable") == variable) {
@@ -411,14 +395,14 @@ int getCallStatus_common(void) noexcept {
   return std::strcmp(head, "0") != 0 ? 1 : 0;
 }
 
-int getRealtimeNTStatus(MessageClient*, char* ip, char* mask, char* gateway, char* dns1, char* dns2, char* mac) noexcept {
+int getRealtimeNTStatus(MessageClient*, char* ip, char* mask, char* gateway, char* dns1, char* dns2,
+                        char* mac) noexcept {
   json_object* status = read_gnl_config(phonecore::config::kCategoryStatus, nullptr);
   if (status == nullptr) return -1;
   const struct {
     const char* key;
     char* dest;
-  } fields[] = {{"ipaddr", ip}, {"netmask", mask}, {"gateway", gateway},
-                {"dns1", dns1}, {"dns2", dns2},    {"mac", mac}};
+  } fields[] = {{"ipaddr", ip}, {"netmask", mask}, {"gateway", gateway}, {"dns1", dns1}, {"dns2", dns2}, {"mac", mac}};
   for (const auto& f : fields) {
     const char* value = json::text(status, f.key);
     if (value != nullptr && f.dest != nullptr) json::copy_text(f.dest, kTextField, value);

@@ -98,16 +98,19 @@ int quorrbitGetnetworkMode(char* receiver) noexcept {
 
 int quorrbitGetNetcfg(char* receiver, const char* member) noexcept {
   json_object* store = get_config_slot(kCategoryNetwork);
-  return answer(receiver, DM_TEXT_SIZE,
-                store != nullptr && member != nullptr ? json::text(store, member) : nullptr);
+  return answer(receiver, DM_TEXT_SIZE, store != nullptr && member != nullptr ? json::text(store, member) : nullptr);
 }
 
 int quorrbitWanStatic(const char* ipaddr, const char* netmask, const char* gateway, const char* dns1,
                       const char* dns2) noexcept {
   // "static" here; the phone.cfg import has its own word, "static_ip".
   return set_members(kCategoryNetwork, "wan",
-                     {{"mode", "static"}, {"ipaddr", ipaddr}, {"netmask", netmask}, {"gateway", gateway},
-                      {"dns1", dns1}, {"dns2", dns2}});
+                     {{"mode", "static"},
+                      {"ipaddr", ipaddr},
+                      {"netmask", netmask},
+                      {"gateway", gateway},
+                      {"dns1", dns1},
+                      {"dns2", dns2}});
 }
 
 int quorrbitLanStatic(const char* ipaddr, const char* netmask) noexcept {
@@ -117,8 +120,13 @@ int quorrbitLanStatic(const char* ipaddr, const char* netmask) noexcept {
 int quorrbitDhcpServer(const char* enable, const char* start, const char* stop, const char* netmask,
                        const char* gateway, const char* dns1, const char* dns2) noexcept {
   return set_members(kCategoryNetwork, "dhcp",
-                     {{"enable", enable}, {"ipstart", start}, {"ipstop", stop}, {"netmask", netmask},
-                      {"gateway", gateway}, {"dns1", dns1}, {"dns2", dns2}});
+                     {{"enable", enable},
+                      {"ipstart", start},
+                      {"ipstop", stop},
+                      {"netmask", netmask},
+                      {"gateway", gateway},
+                      {"dns1", dns1},
+                      {"dns2", dns2}});
 }
 
 int quorbit_get_cwmp_config(char* receiver) noexcept {
@@ -129,23 +137,34 @@ int quorbit_get_cwmp_config(char* receiver) noexcept {
 int cwmp_set_local(const char* interface, const char* port, const char* username, const char* password,
                    const char* provisioning_code, const char* logging_level) noexcept {
   return set_members(kCategoryCwmp, "local",
-                     {{"interface", interface}, {"port", port}, {"username", username}, {"password", password},
-                      {"provisioning_code", provisioning_code}, {"logging_level", logging_level}});
+                     {{"interface", interface},
+                      {"port", port},
+                      {"username", username},
+                      {"password", password},
+                      {"provisioning_code", provisioning_code},
+                      {"logging_level", logging_level}});
 }
 
 int cwmp_set_acs(const char* url, const char* username, const char* password, const char* parameter_key,
                  const char* periodic_enable, const char* periodic_interval, const char* periodic_time) noexcept {
   return set_members(kCategoryCwmp, "acs",
-                     {{"url", url}, {"username", username}, {"password", password}, {"parameter_key", parameter_key},
-                      {"periodic_enable", periodic_enable}, {"periodic_interval", periodic_interval},
+                     {{"url", url},
+                      {"username", username},
+                      {"password", password},
+                      {"parameter_key", parameter_key},
+                      {"periodic_enable", periodic_enable},
+                      {"periodic_interval", periodic_interval},
                       {"periodic_time", periodic_time}});
 }
 
 int cwmp_set_device(const char* manufacturer, const char* oui, const char* product_class, const char* serial_number,
                     const char* hardware_version, const char* software_version) noexcept {
   return set_members(kCategoryCwmp, "device",
-                     {{"manufacturer", manufacturer}, {"oui", oui}, {"product_class", product_class},
-                      {"serial_number", serial_number}, {"hardware_version", hardware_version},
+                     {{"manufacturer", manufacturer},
+                      {"oui", oui},
+                      {"product_class", product_class},
+                      {"serial_number", serial_number},
+                      {"hardware_version", hardware_version},
                       {"software_version", software_version}});
 }
 
@@ -182,7 +201,8 @@ int sys_get_netinfor(char* mode, char* ipaddr, char* netmask, char* gateway, cha
   auto wan = [&](const char* key) { return json::text(network, "wan", key); };
   // The first four always (an absent one as an empty text); the others only
   // when present and not empty, so their receivers keep what they held.
-  for (auto [receiver, key] : {std::pair{mode, "mode"}, {ipaddr, "ipaddr"}, {netmask, "netmask"}, {gateway, "gateway"}}) {
+  for (auto [receiver, key] :
+       {std::pair{mode, "mode"}, {ipaddr, "ipaddr"}, {netmask, "netmask"}, {gateway, "gateway"}}) {
     const char* text = wan(key);
     if (receiver != nullptr) std::strcpy(receiver, text != nullptr ? text : "");
   }
@@ -198,8 +218,11 @@ int sys_get_statusinfor(char* sw_version, char* hw_version, char* deviceid, char
   json_object* status = read_status_config();
   if (status == nullptr) return -1;
   printf("tolk_net sys_get_statusinfor json:%s\n", json_object_get_string(status));
-  for (auto [receiver, key] : {std::pair{sw_version, "SWVersion"}, {hw_version, "HWVersion"}, {deviceid, "deviceid"},
-                               {ipaddr, "ipaddr"}, {mac, "mac"}}) {
+  for (auto [receiver, key] : {std::pair{sw_version, "SWVersion"},
+                               {hw_version, "HWVersion"},
+                               {deviceid, "deviceid"},
+                               {ipaddr, "ipaddr"},
+                               {mac, "mac"}}) {
     const char* text = json::text(status, key);
     if (receiver != nullptr && text != nullptr) std::strcpy(receiver, text);
   }

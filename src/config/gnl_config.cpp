@@ -3,11 +3,11 @@
 
 #include <json-c/json.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
-#include <algorithm>
 
 #include "base/c_boundary.h"
 #include "config/gnl_config_internal.h"

@@ -48,9 +48,9 @@ static_assert(kCategoryFile == GNL_CATEGORY_FILE);
 // Operations of the configuration service.
 constexpr uint16_t kOperationRead = 1;
 constexpr uint16_t kOperationWrite = 2;
-constexpr uint16_t kOperationReload = 8197;        // 0x2005
-constexpr uint16_t kOperationUploadConfig = 0x3009;   // take up "/appconfigs/phone.cfg"
-constexpr uint16_t kOperationDownloadConfig = 0x300A; // the reverse request
+constexpr uint16_t kOperationReload = 8197;            // 0x2005
+constexpr uint16_t kOperationUploadConfig = 0x3009;    // take up "/appconfigs/phone.cfg"
+constexpr uint16_t kOperationDownloadConfig = 0x300A;  // the reverse request
 // gl_data, on the file category: see GlDataBody.
 constexpr uint16_t kGlWrite = 0x3005;
 constexpr uint16_t kGlRead = 0x3006;
@@ -205,7 +205,7 @@ struct ListPayloadHead {
   int32_t count;         // wanted (get), 1 (add, change, delete, find), returned (reply)
   int32_t id;            // delete
   int32_t unused16;
-  int32_t selector;      // group (get), kind (delete)
+  int32_t selector;  // group (get), kind (delete)
   int32_t unused24;
 };
 static_assert(sizeof(ListPayloadHead) == 28);
@@ -309,7 +309,7 @@ static_assert(kHistoryRecordLength == 244);
 
 // The frames that travel with the GnlConfigRecord head.
 template <typename Frame>
-concept GnlFrame = sizeof(Frame) == kGnlBufferSize && std::is_trivially_copyable_v<Frame>;
+concept GnlFrame = sizeof(Frame) == kGnlBufferSize&& std::is_trivially_copyable_v<Frame>;
 
 // The wait of one exchange, and the longer one of the directory's short
 // messages.
@@ -327,8 +327,8 @@ std::optional<size_t> frame_exchange(uint16_t port, const Frame& request, Frame&
   std::memcpy(&data_length, reinterpret_cast<const uint8_t*>(&request) + offsetof(GnlConfigRecord, data_length),
               sizeof data_length);
   int capacity = static_cast<int>(sizeof reply);
-  if (udp_send_data_wait_timeout("127.0.0.1", port, &request, static_cast<int>(gnl_datagram_size(data_length)),
-                                 &reply, &capacity, wait_ms) != 0)
+  if (udp_send_data_wait_timeout("127.0.0.1", port, &request, static_cast<int>(gnl_datagram_size(data_length)), &reply,
+                                 &capacity, wait_ms) != 0)
     return std::nullopt;
   return static_cast<size_t>(capacity);
 }

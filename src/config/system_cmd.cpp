@@ -55,8 +55,7 @@ int find_pid_by_name(const char* name, pid_t* pids, int* count) noexcept {
   const int room = pids != nullptr ? FIND_PID_MAX : 0;
   int found = 0;
   while (const dirent* entry = readdir(proc)) {
-    if (std::strcmp(entry->d_name, "..") == 0 || !std::isdigit(static_cast<unsigned char>(entry->d_name[0])))
-      continue;
+    if (std::strcmp(entry->d_name, "..") == 0 || !std::isdigit(static_cast<unsigned char>(entry->d_name[0]))) continue;
     char process[512];
     if (name == nullptr || !process_name(entry->d_name, process, sizeof process)) continue;
     if (std::strcmp(process, name) != 0) continue;

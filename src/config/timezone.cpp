@@ -10,8 +10,8 @@
 #include <cstring>
 #include <ctime>
 
-#include "base/json.h"
 #include "base/atomic_field.h"
+#include "base/json.h"
 #include "phonecore/config.h"
 #include "phonecore/json_msg.h"
 #include "phonecore/timezone.h"
@@ -33,12 +33,9 @@ constexpr int kHookSize = 256;
 // for east of Greenwich like "+".
 void put_zone(const char* offset) {
   char zone[80];
-  if (offset[0] == '-')
-    std::snprintf(zone, sizeof zone, "CST+%s", offset + 1);
-  else if (offset[0] == '+')
-    std::snprintf(zone, sizeof zone, "CST-%s", offset + 1);
-  else
-    std::snprintf(zone, sizeof zone, "CST-%s", offset);
+  if (offset[0] == '-') std::snprintf(zone, sizeof zone, "CST+%s", offset + 1);
+  else if (offset[0] == '+') std::snprintf(zone, sizeof zone, "CST-%s", offset + 1);
+  else std::snprintf(zone, sizeof zone, "CST-%s", offset);
   setenv("TZ", zone, 1);
 }
 
@@ -77,10 +74,8 @@ int load_time_zone(void) noexcept {
 
 int set_time_zone(const char* offset) noexcept {
   if (offset == nullptr) return 0;
-  if (offset[0] == '0')
-    setenv("TZ", "CST", 1);
-  else
-    put_zone(offset);
+  if (offset[0] == '0') setenv("TZ", "CST", 1);
+  else put_zone(offset);
   tzset();
   return 0;
 }

@@ -64,8 +64,8 @@ int openLcdBackLightGPIO(void) noexcept {
 int closeLcdBackLightGPIO(void) noexcept { return 0; }
 
 int change_backlight_new(int level, int minimum, int maximum) noexcept {
-  const float duty = static_cast<float>(minimum) +
-                     static_cast<float>(maximum - minimum) * (static_cast<float>(level) / 100.0f);
+  const float duty =
+      static_cast<float>(minimum) + static_cast<float>(maximum - minimum) * (static_cast<float>(level) / 100.0f);
   return static_cast<int>(duty);
 }
 

@@ -33,7 +33,7 @@ constexpr bool layout_holds() {
   int32_t end = 0;
   for (size_t i = 0; i < std::size(kLayout); ++i) {
     if (static_cast<size_t>(kLayout[i].field) != i) return false;  // rows in the order of Field
-    if (kLayout[i].offset < end) return false;                      // ascending, no overlap
+    if (kLayout[i].offset < end) return false;                     // ascending, no overlap
     end = kLayout[i].offset + kLayout[i].size;
   }
   return end <= kMinEraseBlock;
@@ -139,9 +139,7 @@ int do_mtd_write(const char* path, const void* data, int offset, int length) {
   return 0;
 }
 
-int write_field(Field f, const void* data) {
-  return do_mtd_write(kFlashDevice, data, field(f).offset, field(f).size);
-}
+int write_field(Field f, const void* data) { return do_mtd_write(kFlashDevice, data, field(f).offset, field(f).size); }
 
 // A text into its 64-byte field: cut at 63 characters, the rest zero.
 int write_text_field(Field f, const char* text) {
@@ -232,7 +230,8 @@ int mtd_read(const char* path, void* buf, int offset, int length) noexcept {
   if (path == nullptr || buf == nullptr || offset < 0 || length < 0) return -1;
   const int fd = ::open(path, O_RDWR | O_SYNC);
   if (fd < 0) return -1;
-  const bool ok = ::lseek(fd, offset, SEEK_SET) == offset && dev::read_full(fd, buf, static_cast<size_t>(length), nullptr);
+  const bool ok =
+      ::lseek(fd, offset, SEEK_SET) == offset && dev::read_full(fd, buf, static_cast<size_t>(length), nullptr);
   ::close(fd);
   usleep(50 * 1000);
   return ok ? 0 : -1;

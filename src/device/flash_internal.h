@@ -17,7 +17,23 @@ inline constexpr const char* kFlashDevice = "/dev/mtd2";
 
 // The fields of the partition. All of them must lie in its first erase
 // block, since a write restores only that block.
-enum class Field { kQQ0, kQQ1, kQQ2, kQQ3, kQQ4, kEnv, kMac0, kMac2, kMac1, kMacText, kSerial, kTime, kKey1, kKey2, kKey3 };
+enum class Field {
+  kQQ0,
+  kQQ1,
+  kQQ2,
+  kQQ3,
+  kQQ4,
+  kEnv,
+  kMac0,
+  kMac2,
+  kMac1,
+  kMacText,
+  kSerial,
+  kTime,
+  kKey1,
+  kKey2,
+  kKey3
+};
 
 struct FieldRow {
   Field field;
@@ -26,11 +42,11 @@ struct FieldRow {
 };
 
 inline constexpr FieldRow kLayout[] = {
-    {Field::kQQ0, 0x1000, 32},      {Field::kQQ1, 0x1020, 32},       {Field::kQQ2, 0x1040, 32},
-    {Field::kQQ3, 0x1060, 416},     {Field::kQQ4, 0x1200, 256},      {Field::kEnv, 0x2000, UBOOTENV_SIZE},
-    {Field::kMac0, 0x4000, 6},      {Field::kMac2, 0x4006, 6},       {Field::kMac1, 0x400C, 6},
-    {Field::kMacText, 0x4100, 64},  {Field::kSerial, 0x4140, 64},    {Field::kTime, 0x4180, 64},
-    {Field::kKey1, 0x5000, 1024},   {Field::kKey2, 0x6000, 1024},    {Field::kKey3, 0x7000, 1024},
+    {Field::kQQ0, 0x1000, 32},     {Field::kQQ1, 0x1020, 32},    {Field::kQQ2, 0x1040, 32},
+    {Field::kQQ3, 0x1060, 416},    {Field::kQQ4, 0x1200, 256},   {Field::kEnv, 0x2000, UBOOTENV_SIZE},
+    {Field::kMac0, 0x4000, 6},     {Field::kMac2, 0x4006, 6},    {Field::kMac1, 0x400C, 6},
+    {Field::kMacText, 0x4100, 64}, {Field::kSerial, 0x4140, 64}, {Field::kTime, 0x4180, 64},
+    {Field::kKey1, 0x5000, 1024},  {Field::kKey2, 0x6000, 1024}, {Field::kKey3, 0x7000, 1024},
 };
 
 constexpr const FieldRow& field(Field f) { return kLayout[static_cast<size_t>(f)]; }

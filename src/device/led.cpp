@@ -10,16 +10,15 @@
 #include <cstddef>
 #include <cstdio>
 
-
 static_assert(sizeof(LedRequest) == 16);
-static_assert(offsetof(LedRequest, num) == 0 && offsetof(LedRequest, mode) == 4 &&
-              offsetof(LedRequest, on_time) == 8 && offsetof(LedRequest, off_time) == 12);
+static_assert(offsetof(LedRequest, num) == 0 && offsetof(LedRequest, mode) == 4 && offsetof(LedRequest, on_time) == 8 &&
+              offsetof(LedRequest, off_time) == 12);
 static_assert(LED_IOCTL_SET == _IOW(0xA9, 0xF4, int32_t));
 static_assert(sizeof(VornLedRow) == 12);
 
 // Only LED id 4 has a lamp on this board; the rows of the others say so.
 VornLedRow vorn_led_list[] = {
-    {4, 0, 0},  {4, 1, 0},  {0, 0, -1}, {0, 1, -1}, {1, 0, -1}, {1, 1, -1},
+    {4, 0, 0},  {4, 1, 0},  {0, 0, -1}, {0, 1, -1}, {1, 0, -1},   {1, 1, -1},
     {2, 0, -1}, {2, 1, -1}, {3, 0, -1}, {3, 1, -1}, {-1, -1, -1},
 };
 

@@ -217,8 +217,7 @@ int find_back_up_device(void) noexcept {
   if (backup_device.found != 0)
     std::printf("find back up disk :%s size: %llu \n\r", backup_device.path,
                 static_cast<unsigned long long>(backup_device.total_kb));
-  else
-    std::printf("connot find back up disk ");
+  else std::printf("connot find back up disk ");
   return 0;
 }
 

@@ -138,10 +138,9 @@ json_object* new_hal_config_file(void) noexcept {
     const char* key;
     int value;
   } defaults[] = {
-      {"speaker-level-call", 12}, {"speaker-level-tone", 12}, {"speaker-level-ring", 12},
-      {"handset-level-call", 10}, {"handset-level-tone", 10}, {"handset-level-ring", 10},
-      {"headset-level-call", 10}, {"headset-level-tone", 10}, {"headset-level-ring", 10},
-      {"spk-mic-level", 8},       {"hamic-level", 6},         {"hemic-level", 6},
+      {"speaker-level-call", 12}, {"speaker-level-tone", 12}, {"speaker-level-ring", 12}, {"handset-level-call", 10},
+      {"handset-level-tone", 10}, {"handset-level-ring", 10}, {"headset-level-call", 10}, {"headset-level-tone", 10},
+      {"headset-level-ring", 10}, {"spk-mic-level", 8},       {"hamic-level", 6},         {"hemic-level", 6},
       {"ringtones-level", 6},
   };
   for (const auto& d : defaults) json_object_object_add(audio, d.key, json_object_new_int(d.value));
@@ -223,7 +222,9 @@ int hal_current_volume_get_f(float* value) noexcept {
   return 0;
 }
 
-int hal_current_volume_set_f(float value) noexcept { return hal_current_volume_set(static_cast<int>(value * kLevelScale)); }
+int hal_current_volume_set_f(float value) noexcept {
+  return hal_current_volume_set(static_cast<int>(value * kLevelScale));
+}
 
 int hal_volume_config_get_ringtones_int(int* level) noexcept { return read_level(g_channel, kModeRing, level); }
 

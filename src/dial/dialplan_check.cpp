@@ -23,8 +23,7 @@ static_assert(sizeof(dstring_param) == 2 * sizeof(void*));
 static_assert(offsetof(dstring, text) == (sizeof(void*) == 8 ? 16 : 12));
 static_assert(offsetof(dstring, open_stack) == offsetof(dstring, text) + sizeof(void*));
 static_assert(offsetof(dstring, open_depth) == offsetof(dstring, open_stack) + DIALPLAN_OPEN_DEPTH * sizeof(void*));
-static_assert(offsetof(dstring, params) ==
-              offsetof(dstring, open_depth) + (sizeof(void*) == 8 ? 8 : 4));
+static_assert(offsetof(dstring, params) == offsetof(dstring, open_depth) + (sizeof(void*) == 8 ? 8 : 4));
 static_assert(sizeof(dstring) == offsetof(dstring, params) + DIALPLAN_PARAM_COUNT * sizeof(dstring_param));
 
 namespace phonecore::dial {
@@ -51,8 +50,7 @@ struct SegmentUnits {
     if (segment[0] != '\0' && !is_group_mark(segment[0])) at[count++] = 0;
     // A compiled segment holds at most 30 units; the bound keeps a record
     // made by hand from writing past the table.
-    for (const char* pos = unit_next(segment); pos != nullptr && count < DIALPLAN_SEGMENT_SIZE;
-         pos = unit_next(pos)) {
+    for (const char* pos = unit_next(segment); pos != nullptr && count < DIALPLAN_SEGMENT_SIZE; pos = unit_next(pos)) {
       at[count++] = static_cast<uint8_t>(pos - segment);
     }
   }

@@ -16,16 +16,16 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <algorithm>
-#include <atomic>
 #include <iterator>
 
-#include "base/json.h"
 #include "base/atomic_field.h"
+#include "base/json.h"
 #include "bus/vocabulary.h"
 #include "dial/hotkey_internal.h"
 #include "phonecore/bus_client.h"
@@ -182,7 +182,7 @@ void fill_record(hotkey_record& record, json_object* element) {
   json::copy_text(record.Value, sizeof record.Value, json::text(element, "Value"), sizeof record.Value - 1);
   json::copy_text(record.Label, sizeof record.Label, json::text(element, "Label"), sizeof record.Label - 1);
   json::copy_text(record.Extension, sizeof record.Extension, json::text(element, "Extension"),
-            sizeof record.Extension - 1);
+                  sizeof record.Extension - 1);
 }
 
 json_object* find_binding(json_object* root, int key) {

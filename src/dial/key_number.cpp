@@ -12,8 +12,8 @@
 #include <ctime>
 #include <iterator>
 
-#include "base/json.h"
 #include "base/atomic_field.h"
+#include "base/json.h"
 #include "dial/hotkey_internal.h"
 #include "phonecore/config.h"
 #include "phonecore/hotkey.h"
@@ -35,9 +35,8 @@ struct GpioKey {
 
 // 81 and 82 are the long presses of 71 and 72, bound on their own.
 constexpr GpioKey kGpioKeys[] = {
-    {71, "KEY_gpio53_key"},      {72, "KEY_gpio54_key"},     {73, "KEY_gpio6_key"},
-    {74, "KEY_gpio2_key"},       {75, "KEY_gpio3_key"},      {76, "KEY_gpio7_key"},
-    {81, "KEY_LONG_gpio53_key"}, {82, "KEY_LONG_gpio54_key"},
+    {71, "KEY_gpio53_key"}, {72, "KEY_gpio54_key"}, {73, "KEY_gpio6_key"},       {74, "KEY_gpio2_key"},
+    {75, "KEY_gpio3_key"},  {76, "KEY_gpio7_key"},  {81, "KEY_LONG_gpio53_key"}, {82, "KEY_LONG_gpio54_key"},
 };
 static_assert(std::size(kGpioKeys) == 8);
 
@@ -161,9 +160,10 @@ int get_correct_number(json_object* root, char* value, json_object* key_object) 
   const int dm = json::integer(times, "StartDaytimeMinutes");
   const int nh = json::integer(times, "StartNightHours");
   const int nm = json::integer(times, "StartNightMinutes");
-  std::printf("%s, %d, StartDaytimeHours = %d, StartDaytimeMinutes = %d, StartNightHours = %d, "
-              "StartNightMinutes = %d\n",
-              __func__, __LINE__, dh, dm, nh, nm);
+  std::printf(
+      "%s, %d, StartDaytimeHours = %d, StartDaytimeMinutes = %d, StartNightHours = %d, "
+      "StartNightMinutes = %d\n",
+      __func__, __LINE__, dh, dm, nh, nm);
 
   // Local time of the phone, by its TZ.
   const time_t now = time(nullptr);

@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "config/gnl_frame.h"
+#include "directory/directory_internal.h"
 #include "phonecore/config.h"
 #include "phonecore/contacts.h"
-#include "directory/directory_internal.h"
 
 namespace phonecore::directory {
 namespace {

@@ -13,9 +13,9 @@
 #include <string_view>
 
 #include "config/gnl_frame.h"
+#include "directory/directory_internal.h"
 #include "phonecore/calllists.h"
 #include "phonecore/contacts.h"
-#include "directory/directory_internal.h"
 
 namespace phonecore::directory {
 
@@ -80,7 +80,6 @@ int listed_in(const ListKind& kind, const ListReply& r, const char* number) {
 
 namespace {
 
-
 // The public records are the frame's records, field for field.
 static_assert(sizeof(::ContactRecord) == sizeof(config::ContactRecord));
 static_assert(offsetof(::ContactRecord, name) == offsetof(config::ContactRecord, name));
@@ -101,7 +100,6 @@ static_assert(LOCAL_LIST_PACKET_SIZE == sizeof(config::LocalListPacket));
 static_assert(LOCAL_LIST_PORT == config::kDirectoryPort);
 static_assert(CONTACT_REPLY_MAX_RECORDS == config::kListMaxRecords);
 static_assert(CONTACT_LIST_HEAD_SIZE == sizeof(config::ListPayloadHead));
-
 
 constexpr size_t kTextMax = config::kContactText - 1;
 

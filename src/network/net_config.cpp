@@ -14,9 +14,9 @@
 
 #include "base/json.h"
 #include "bus/command_broadcast.h"
+#include "network/nic_names.h"
 #include "network/settings_edit.h"
 #include "network/settings_file.h"
-#include "network/nic_names.h"
 #include "phonecore/config.h"
 #include "phonecore/fileutil.h"
 #include "phonecore/net_config.h"
@@ -71,7 +71,6 @@ json::Owned file_object_or_empty(const char* path) {
   if (o == nullptr || !json_object_is_type(o.get(), json_type_object)) o.reset(json_object_new_object());
   return o;
 }
-
 
 void set_text(json_object* o, const char* key, const std::string& value) {
   json::put(o, key, json_object_new_string(value.c_str()));

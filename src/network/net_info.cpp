@@ -36,8 +36,8 @@ constexpr const char* kSignalFile = "/tmp/power_4g.cfg";
 constexpr const char* kMacFile = "/sys/class/net/eth0/address";
 constexpr const char* kRtlDevice = "/dev/rtl_dev";
 constexpr unsigned long kRtlStatusIoctl = 0x4004B9F4;
-constexpr size_t kRouteLine = 512;   // lines of up to 511 bytes
-constexpr size_t kDnsLine = 200;     // lines of up to 199 bytes
+constexpr size_t kRouteLine = 512;  // lines of up to 511 bytes
+constexpr size_t kDnsLine = 200;    // lines of up to 199 bytes
 constexpr size_t kSignalBytes = 7;
 constexpr int kMaxIpv6Addresses = 17;
 
@@ -89,15 +89,14 @@ int mac_of(const char* ifname, char* out, bool colons, bool report) {
   IoctlResult r = interface_ioctl(ifname, SIOCGIFHWADDR);
   if (!r.request) {
     if (report)
-      std::printf(r.failure == IoctlFailure::kSocket ? "get %s mac address socket creat error\n"
-                                                     : "get %s mac address error\n",
-                  ifname);
+      std::printf(
+          r.failure == IoctlFailure::kSocket ? "get %s mac address socket creat error\n" : "get %s mac address error\n",
+          ifname);
     return 0;
   }
   const auto* b = reinterpret_cast<const unsigned char*>(r.request->ifr_hwaddr.sa_data);
-  std::snprintf(out, PHONECORE_MAC_TEXT_SIZE,
-                colons ? "%02x:%02x:%02x:%02x:%02x:%02x" : "%02x%02x%02x%02x%02x%02x", b[0], b[1], b[2], b[3], b[4],
-                b[5]);
+  std::snprintf(out, PHONECORE_MAC_TEXT_SIZE, colons ? "%02x:%02x:%02x:%02x:%02x:%02x" : "%02x%02x%02x%02x%02x%02x",
+                b[0], b[1], b[2], b[3], b[4], b[5]);
   return 1;
 }
 
@@ -194,7 +193,8 @@ int global_ipv6(const char* ifname, char* addr, int* prefix) {
     inet_ntop(AF_INET6, &a, text, sizeof text);
     int bits = 0;
     if (i->ifa_netmask != nullptr) {
-      const auto* m = reinterpret_cast<const uint8_t*>(&reinterpret_cast<const sockaddr_in6*>(i->ifa_netmask)->sin6_addr);
+      const auto* m =
+          reinterpret_cast<const uint8_t*>(&reinterpret_cast<const sockaddr_in6*>(i->ifa_netmask)->sin6_addr);
       bits = prefix_length(std::span<const uint8_t, 16>(m, 16));
     }
     // Each address overwrites the last: the last one wins.

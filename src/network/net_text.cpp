@@ -81,9 +81,9 @@ std::optional<Ipv6Route> parse_ipv6_route(const char* row) {
   // destination, its prefix length, source, its prefix length, next hop in
   // groups of four, metric, use, reference count, flags, device.
   char dest[64], plen[8], src[64], splen[8], hop[8][8], metric[16], refs[16], use[16], flags[16], dev[24];
-  const int n = std::sscanf(row, "%63s %2s %63s %7s %4s%4s%4s%4s%4s%4s%4s%4s %15s %15s %15s %15s %20s", dest, plen,
-                            src, splen, hop[0], hop[1], hop[2], hop[3], hop[4], hop[5], hop[6], hop[7], metric, refs,
-                            use, flags, dev);
+  const int n =
+      std::sscanf(row, "%63s %2s %63s %7s %4s%4s%4s%4s%4s%4s%4s%4s %15s %15s %15s %15s %20s", dest, plen, src, splen,
+                  hop[0], hop[1], hop[2], hop[3], hop[4], hop[5], hop[6], hop[7], metric, refs, use, flags, dev);
   if (n != 17) return std::nullopt;
   Ipv6Route r;
   r.device = dev;

@@ -6,9 +6,9 @@
 
 #include <algorithm>
 #include <array>
-#include <optional>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -75,8 +75,7 @@ bool edit_firewall(json_object* root, const int* given, int count, int open) {
     const int port = given[i];
     if (add) {
       // A full list takes no more.
-      if (std::find(ports->begin(), ports->end(), port) == ports->end() &&
-          ports->size() < PHONECORE_FIREWALL_MAX_PORTS)
+      if (std::find(ports->begin(), ports->end(), port) == ports->end() && ports->size() < PHONECORE_FIREWALL_MAX_PORTS)
         ports->push_back(port);
     } else {
       std::erase(*ports, port);
@@ -213,8 +212,7 @@ int setting_set(const Setting& s, int value) {
   json::Owned root = read_settings(s.file);
   if (!is_object(root)) return -1;
   json_object* o = object_member(root.get(), s.object);
-  json::put(o, s.key,
-            s.as_text ? json_object_new_string(std::to_string(value).c_str()) : json_object_new_int(value));
+  json::put(o, s.key, s.as_text ? json_object_new_string(std::to_string(value).c_str()) : json_object_new_int(value));
   write_gnl_config_json(s.file, root.get());
   return 0;
 }

@@ -26,11 +26,11 @@ static_assert(offsetof(LazyFile, stream) == sizeof(void*));
 namespace phonecore::provision {
 namespace {
 
-constexpr int kDefaultTimeout = 60;        // seconds, for a time-out of 0 or less
+constexpr int kDefaultTimeout = 60;         // seconds, for a time-out of 0 or less
 constexpr long kDownloadBuffer = 13222498;  // libcurl clamps it to its own maximum
-constexpr int64_t kSampleEvery = 2999999;  // microseconds between two samples of the total time
+constexpr int64_t kSampleEvery = 2999999;   // microseconds between two samples of the total time
 constexpr size_t kUserPasswordSize = 1024;
-constexpr size_t kHeaderLineCut = 256;     // a Content-Length line is far shorter
+constexpr size_t kHeaderLineCut = 256;  // a Content-Length line is far shorter
 
 // Options that hold a long, set in one walk.
 struct LongOption {
@@ -111,9 +111,12 @@ int download(const char* url, const char* path, const char* user, const char* pa
 
   curl_off_t local_size = 0;
   switch (prepare_local_file(url, path, resume, local_size)) {
-    case LocalFile::RemoteUnknown: return 0;
-    case LocalFile::Complete: return 1;
-    default: break;
+    case LocalFile::RemoteUnknown:
+      return 0;
+    case LocalFile::Complete:
+      return 1;
+    default:
+      break;
   }
   FILE* stream = std::fopen(path, "ab+");
   if (stream == nullptr) {
@@ -240,8 +243,8 @@ long get_remote_file_length(const char* url) noexcept {
 
 using namespace phonecore::provision;
 
-extern "C" int vorn_net_download(const char* url, const char* path, const char* user, const char* password,
-                                 int timeout, int resume, transfer_progress_function callback) noexcept {
+extern "C" int vorn_net_download(const char* url, const char* path, const char* user, const char* password, int timeout,
+                                 int resume, transfer_progress_function callback) noexcept {
   return download(url, path, user, password, timeout, resume, callback, nullptr, 0, false);
 }
 

@@ -43,27 +43,19 @@ constexpr size_t kMd5Size = 33;
 // The image lands in /tmp as well: before the fetch the device makes room
 // and stops what could disturb it, in this order. Not undone on failure.
 struct CleanStep {
-  const char* shell;       // a shell line, or
-  int (*call)(void);       // a library call
-  useconds_t pause_us;     // after it
+  const char* shell;    // a shell line, or
+  int (*call)(void);    // a library call
+  useconds_t pause_us;  // after it
 };
 constexpr CleanStep kClean[] = {
-    {"touch /tmp/uploading", nullptr, 0},
-    {nullptr, &set_telnet_ssh_type_disable, 0},
-    {nullptr, &set_voip_log_disable, 0},
-    {"killall -9 cat", nullptr, 0},
-    {"killall tcpdump;", nullptr, 0},
-    {"killall -9 tcpdump", nullptr, 0},
-    {"rm -rf /tmp/*.txt", nullptr, 0},
-    {"rm -rf /tmp/*.log", nullptr, 0},
-    {"rm -rf /tmp/zkphone.log*", nullptr, 0},
-    {"rm -rf /tmp/*.coredump", nullptr, 0},
-    {"rm -rf /tmp/*.tar.gz", nullptr, 0},
-    {"rm -rf /tmp/*.dat", nullptr, 0},
-    {"rm -rf /tmp/*.pcap", nullptr, 0},
-    {"rm -rf /tmp/sip_trace.*", nullptr, 0},
-    {"killall -9 zk_cwmp", nullptr, 100},
-    {"echo 3 >/proc/sys/vm/drop_caches", nullptr, 300},
+    {"touch /tmp/uploading", nullptr, 0},     {nullptr, &set_telnet_ssh_type_disable, 0},
+    {nullptr, &set_voip_log_disable, 0},      {"killall -9 cat", nullptr, 0},
+    {"killall tcpdump;", nullptr, 0},         {"killall -9 tcpdump", nullptr, 0},
+    {"rm -rf /tmp/*.txt", nullptr, 0},        {"rm -rf /tmp/*.log", nullptr, 0},
+    {"rm -rf /tmp/zkphone.log*", nullptr, 0}, {"rm -rf /tmp/*.coredump", nullptr, 0},
+    {"rm -rf /tmp/*.tar.gz", nullptr, 0},     {"rm -rf /tmp/*.dat", nullptr, 0},
+    {"rm -rf /tmp/*.pcap", nullptr, 0},       {"rm -rf /tmp/sip_trace.*", nullptr, 0},
+    {"killall -9 zk_cwmp", nullptr, 100},     {"echo 3 >/proc/sys/vm/drop_caches", nullptr, 300},
 };
 
 // The openssl lines, with the device's library and tool folders.
@@ -183,10 +175,8 @@ extern "C" int auto_update_get_config_upgrade(void) noexcept {
       started = true;
     }
   }
-  if (started)
-    shell_format("mv %s %s", kUpgradeData, kUpgradeImage);
-  else
-    shell_format("rm -rf %s", kUpgradeData);
+  if (started) shell_format("mv %s %s", kUpgradeData, kUpgradeImage);
+  else shell_format("rm -rf %s", kUpgradeData);
   return 0;
 }
 

@@ -44,7 +44,7 @@ char equal3[ACTION_URI_FIELD_SIZE];
 char equal4[ACTION_URI_FIELD_SIZE];
 char equal5[ACTION_URI_FIELD_SIZE];
 char equal6[ACTION_URI_FIELD_SIZE];
-MessageClient *pClientKey;
+MessageClient* pClientKey;
 uint64_t monitorflag;
 
 namespace {
@@ -66,10 +66,9 @@ constexpr auto make_keyboard_conf() {
 
 ActionUriKey my_action_uri_keyboard_conf[ACTION_URI_KEYBOARD_ROWS] = {
 #define ROW(i) make_keyboard_conf().rows[i]
-    ROW(0),  ROW(1),  ROW(2),  ROW(3),  ROW(4),  ROW(5),  ROW(6),  ROW(7),  ROW(8),  ROW(9),
-    ROW(10), ROW(11), ROW(12), ROW(13), ROW(14), ROW(15), ROW(16), ROW(17), ROW(18), ROW(19),
-    ROW(20), ROW(21), ROW(22), ROW(23), ROW(24), ROW(25), ROW(26), ROW(27), ROW(28), ROW(29),
-    ROW(30), ROW(31), ROW(32), ROW(33), ROW(34), ROW(35), ROW(36),
+    ROW(0),  ROW(1),  ROW(2),  ROW(3),  ROW(4),  ROW(5),  ROW(6),  ROW(7),  ROW(8),  ROW(9),  ROW(10), ROW(11), ROW(12),
+    ROW(13), ROW(14), ROW(15), ROW(16), ROW(17), ROW(18), ROW(19), ROW(20), ROW(21), ROW(22), ROW(23), ROW(24), ROW(25),
+    ROW(26), ROW(27), ROW(28), ROW(29), ROW(30), ROW(31), ROW(32), ROW(33), ROW(34), ROW(35), ROW(36),
 #undef ROW
 };
 
@@ -208,12 +207,20 @@ constexpr WordRule kWordRules[] = {
      }},
     {"NoAnswFwdOff",
      [](const char*) {
-       set_function_cfg_status("FeatureForwardDND", "NoAnswerForwardSwitch", "0", nullptr, nullptr, nullptr,
-                               nullptr);
+       set_function_cfg_status("FeatureForwardDND", "NoAnswerForwardSwitch", "0", nullptr, nullptr, nullptr, nullptr);
      }},
-    {"F_HOLD", call_word},    {"HOLD", call_word},      {"F_CONFERENCE", call_word}, {"BACK_IDLE", call_word},
-    {"Cancel", call_word},    {"CANCEL", call_word},    {"CALLEND", call_word},      {"CallEnd", call_word},
-    {"SWAP", call_word},      {"SPLIT", call_word},     {"ANSWER", call_word},       {"ASW", call_word},
+    {"F_HOLD", call_word},
+    {"HOLD", call_word},
+    {"F_CONFERENCE", call_word},
+    {"BACK_IDLE", call_word},
+    {"Cancel", call_word},
+    {"CANCEL", call_word},
+    {"CALLEND", call_word},
+    {"CallEnd", call_word},
+    {"SWAP", call_word},
+    {"SPLIT", call_word},
+    {"ANSWER", call_word},
+    {"ASW", call_word},
     {"Asw", call_word},
 };
 

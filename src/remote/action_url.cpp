@@ -66,8 +66,8 @@ struct VariableSource {
   Source source;
 };
 constexpr VariableSource kSources[] = {
-    {0, Source::kStored},     {1, Source::kStored}, {2, Source::kWanAddress},
-    {3, Source::kStored},     {4, Source::kStored}, {15, Source::kVpnAddress},
+    {0, Source::kStored}, {1, Source::kStored}, {2, Source::kWanAddress},
+    {3, Source::kStored}, {4, Source::kStored}, {15, Source::kVpnAddress},
 };
 
 Source source_of(int id) {
@@ -160,8 +160,8 @@ struct LongOption {
   long value;
 };
 constexpr LongOption kSendOptions[] = {
-    {CURLOPT_SSL_VERIFYPEER, 0},        {CURLOPT_SSL_VERIFYHOST, 0},  {CURLOPT_VERBOSE, 1},
-    {CURLOPT_FOLLOWLOCATION, 1},        {CURLOPT_CONNECTTIMEOUT_MS, 100}, {CURLOPT_TIMEOUT_MS, 200},
+    {CURLOPT_SSL_VERIFYPEER, 0}, {CURLOPT_SSL_VERIFYHOST, 0},      {CURLOPT_VERBOSE, 1},
+    {CURLOPT_FOLLOWLOCATION, 1}, {CURLOPT_CONNECTTIMEOUT_MS, 100}, {CURLOPT_TIMEOUT_MS, 200},
 };
 constexpr const char kContentType[] = "Content-Type:application/json;charset=UTF-8";
 
@@ -290,9 +290,8 @@ int url_replace_special_string(char* url, const char* variable, const char* valu
 }
 
 int set_call_status_to_url(char* url, const char* active_url, const char* active_user, const char* active_host,
-                           const char* local, const char* remote, const char* display_local,
-                           const char* display_remote, const char* call_id, const char* callerID,
-                           const char* calledNumber) noexcept {
+                           const char* local, const char* remote, const char* display_local, const char* display_remote,
+                           const char* call_id, const char* callerID, const char* calledNumber) noexcept {
   const char* const values[10] = {active_url,    active_user,    active_host, local,    remote,
                                   display_local, display_remote, call_id,     callerID, calledNumber};
   return fill_event_variables(url, values);
@@ -302,8 +301,8 @@ int set_call_status_to_url2(char* url, const char* active_url, const char* activ
                             const char* local, const char* remote, const char* display_local,
                             const char* display_remote, const char* call_id, const char* callerID,
                             const char* calledNumber) noexcept {
-  return set_call_status_to_url(url, active_url, active_user, active_host, local, remote, display_local,
-                                display_remote, call_id, callerID, calledNumber);
+  return set_call_status_to_url(url, active_url, active_user, active_host, local, remote, display_local, display_remote,
+                                call_id, callerID, calledNumber);
 }
 
 int url_replace_normal_string_without_speakthing(char* url) noexcept {
@@ -327,23 +326,23 @@ int set_action_http_get(char* url, const char* active_url, const char* active_us
 int set_action_http_get2(char* url, const char* active_url, const char* active_user, const char* active_host,
                          const char* local, const char* remote, const char* display_local, const char* display_remote,
                          const char* call_id, const char* callerID, const char* calledNumber) noexcept {
-  return set_action_http_get(url, active_url, active_user, active_host, local, remote, display_local,
-                             display_remote, call_id, callerID, calledNumber);
+  return set_action_http_get(url, active_url, active_user, active_host, local, remote, display_local, display_remote,
+                             call_id, callerID, calledNumber);
 }
 
 int http_send_get(const char* url) noexcept { return send_get(url); }
 
 // Each event function is its row of kActionEvents, found by its own name
 // when compiled.
-#define ACTION_EVENT(fn)                                                                                           \
-  int fn(const char* active_url, const char* active_user, const char* active_host, const char* local,            \
-         const char* remote, const char* display_local, const char* display_remote, const char* call_id,         \
-         const char* callerID, const char* calledNumber) noexcept {                                              \
-    constexpr int slot = action_slot(#fn);                                                                        \
-    static_assert(slot >= 0, #fn " has no row");                                                                  \
-    const char* const values[10] = {active_url,    active_user,    active_host, local,    remote,                 \
-                                    display_local, display_remote, call_id,     callerID, calledNumber};          \
-    return fire(slot, values);                                                                                    \
+#define ACTION_EVENT(fn)                                                                                 \
+  int fn(const char* active_url, const char* active_user, const char* active_host, const char* local,    \
+         const char* remote, const char* display_local, const char* display_remote, const char* call_id, \
+         const char* callerID, const char* calledNumber) noexcept {                                      \
+    constexpr int slot = action_slot(#fn);                                                               \
+    static_assert(slot >= 0, #fn " has no row");                                                         \
+    const char* const values[10] = {active_url,    active_user,    active_host, local,    remote,        \
+                                    display_local, display_remote, call_id,     callerID, calledNumber}; \
+    return fire(slot, values);                                                                           \
   }
 
 ACTION_EVENT(action_Setup_Completed)

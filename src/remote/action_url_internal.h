@@ -73,8 +73,8 @@ constexpr int action_slot(std::string_view function) {
 
 // The ten event variables, in the order they are replaced and passed.
 inline constexpr const char* kEventVariables[10] = {
-    "$active_url", "$active_user",    "$active_host", "$local",    "$remote",
-    "$display_local", "$display_remote", "$call_id",  "$callerID", "$calledNumber",
+    "$active_url",    "$active_user",    "$active_host", "$local",    "$remote",
+    "$display_local", "$display_remote", "$call_id",     "$callerID", "$calledNumber",
 };
 
 // Puts value in place of the len bytes at pos of url (head and tail held in

@@ -9,9 +9,9 @@
 #include <sys/stat.h>
 
 #include <atomic>
+#include <cmath>
 #include <cstdarg>
 #include <cstddef>
-#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <string_view>
@@ -100,8 +100,8 @@ const char* upload_tail() { return g_tail; }
 size_t upload_part_reader(char* buffer, size_t size, size_t n, void* state_ptr) {
   auto* s = static_cast<UploadPartState*>(state_ptr);
   const size_t room = size * n;
-  std::printf("file left %zu, %zu, %zu, size*nmemb = %zu, filePart = %d, totalSize = %zu\n", s->file_left,
-              s->head_left, s->tail_left, room, s->part, s->total);
+  std::printf("file left %zu, %zu, %zu, size*nmemb = %zu, filePart = %d, totalSize = %zu\n", s->file_left, s->head_left,
+              s->tail_left, room, s->part, s->total);
   // An empty part gives nothing: the next one answers the same call, so
   // that a 0 only ever means the end.
   if (s->part == 0 && s->head_left == 0) s->part = 1;
@@ -197,10 +197,8 @@ int http_curl_post_send(CURL* handle, const char* body, int, int, http_write_fun
   const CURLcode res = curl_easy_perform(handle);
   std::printf("curl_easy_perform=%d\n\r", static_cast<int>(res));
   if (res == CURLE_OK) return 0;
-  if (const char* text = post_failure_text(res))
-    std::printf("%s\n", text);
-  else
-    std::printf("curl other error %d\n", static_cast<int>(res));
+  if (const char* text = post_failure_text(res)) std::printf("%s\n", text);
+  else std::printf("curl other error %d\n", static_cast<int>(res));
   return -1;
 }
 
@@ -219,10 +217,9 @@ CURL* http_curl_get_init_no_header(const char* url) noexcept {
 }
 
 int http_curl_get_send(CURL* handle, int, int, int, http_write_function write_function, void* write_data) noexcept {
-  set_all(handle, {{CURLOPT_TIMEOUT, 20},
-                   {CURLOPT_CONNECTTIMEOUT, 10},
-                   {CURLOPT_SSL_VERIFYPEER, 0},
-                   {CURLOPT_SSL_VERIFYHOST, 0}});
+  set_all(
+      handle,
+      {{CURLOPT_TIMEOUT, 20}, {CURLOPT_CONNECTTIMEOUT, 10}, {CURLOPT_SSL_VERIFYPEER, 0}, {CURLOPT_SSL_VERIFYHOST, 0}});
   curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, write_function);
   curl_easy_setopt(handle, CURLOPT_WRITEDATA, write_data);
   const CURLcode res = curl_easy_perform(handle);
@@ -260,10 +257,8 @@ int sj_curl_post_get(const char* body, const char* url, int, int, http_write_fun
   const CURLcode res = curl_easy_perform(handle);
   curl_easy_cleanup(handle);
   if (res == CURLE_OK) return 0;
-  if (const char* text = post_failure_text(res))
-    std::printf("%s FAIL\n", text);
-  else
-    std::printf("curl other error FAIL\n");
+  if (const char* text = post_failure_text(res)) std::printf("%s FAIL\n", text);
+  else std::printf("curl other error FAIL\n");
   return -1;
 }
 
@@ -279,10 +274,8 @@ int http_downloadfile(const char* url, const char* path, const char* user, const
     return -10;
   }
   curl_easy_setopt(handle, CURLOPT_URL, url);
-  set_all(handle, {{CURLOPT_SSL_VERIFYPEER, 1},
-                   {CURLOPT_SSL_VERIFYHOST, 1},
-                   {CURLOPT_VERBOSE, 1},
-                   {CURLOPT_NOPROGRESS, 0}});
+  set_all(handle,
+          {{CURLOPT_SSL_VERIFYPEER, 1}, {CURLOPT_SSL_VERIFYHOST, 1}, {CURLOPT_VERBOSE, 1}, {CURLOPT_NOPROGRESS, 0}});
   curl_easy_setopt(handle, CURLOPT_CAINFO, kCaBundle);
   curl_easy_setopt(handle, CURLOPT_COOKIEFILE, "/dev/null");
   curl_easy_setopt(handle, CURLOPT_PROGRESSFUNCTION, &my_progress_func);
@@ -302,7 +295,7 @@ int http_downloadfile(const char* url, const char* path, const char* user, const
 }
 
 int download(CURL* handle, const char* url, const char* path, long connect_timeout) noexcept {
-  struct stat st{};
+  struct stat st {};
   curl_off_t resume = 0;
   if (stat(path, &st) == 0) resume = st.st_size;
   FILE* file = std::fopen(path, "ab+");
@@ -399,8 +392,8 @@ int HttpUploadFile(const char* url, const char* path, const char* user, const ch
     // an empty line, so the headers end there and "Content-Length: " goes
     // out as the first bytes of the body.
     char content_type[256];
-    std::snprintf(content_type, sizeof content_type, "%s%s%s", "Content-Type: ", "multipart/form-data; boundary=",
-                  BOUNDARY);
+    std::snprintf(content_type, sizeof content_type, "%s%s%s",
+                  "Content-Type: ", "multipart/form-data; boundary=", BOUNDARY);
     char content_length[64];
     std::snprintf(content_length, sizeof content_length, "%s%zu", "Content-Length: ", total);
     headers = curl_slist_append(headers, content_type);

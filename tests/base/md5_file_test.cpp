@@ -26,9 +26,9 @@ std::string openssl_md5(const std::string& path) {
 
 TEST(Md5File, AgreesWithOpensslAcrossBlockBordersAndLargeFiles) {
   std::mt19937 random(64);
-  for (size_t length : {size_t{0}, size_t{1}, size_t{63}, size_t{64}, size_t{1023}, size_t{1024}, size_t{1025},
-                        size_t{2047}, size_t{2048}, size_t{2049}, size_t{65536}, size_t{1} << 20,
-                        (size_t{3} << 20) + 17, size_t{6} << 20}) {
+  for (size_t length :
+       {size_t{0}, size_t{1}, size_t{63}, size_t{64}, size_t{1023}, size_t{1024}, size_t{1025}, size_t{2047},
+        size_t{2048}, size_t{2049}, size_t{65536}, size_t{1} << 20, (size_t{3} << 20) + 17, size_t{6} << 20}) {
     std::vector<unsigned char> data(length);
     for (unsigned char& byte : data) byte = static_cast<unsigned char>(random());
     const std::string path = "/tmp/md5_" + std::to_string(length) + ".bin";

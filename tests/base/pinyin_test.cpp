@@ -40,7 +40,10 @@ TEST(Iconv, TheOutputIsClearedAndStaysTerminated) {
 
 TEST(Iconv, InvalidInputFailsWithMinusThree) {
   int r = 0;
-  EXPECT_EQ(to_gbk("ab\xff" "cd", 64, &r), "ab");
+  EXPECT_EQ(to_gbk("ab\xff"
+                   "cd",
+                   64, &r),
+            "ab");
   EXPECT_EQ(r, -3);
   EXPECT_EQ(to_gbk("ab\xf0\x9f\x98\x80", 64, &r), "ab") << "no GBK code for this character";
   EXPECT_EQ(r, -3);
@@ -50,10 +53,10 @@ TEST(Iconv, InvalidInputFailsWithMinusThree) {
 }
 
 TEST(Pinyin, ChineseNamesGiveTheirInitials) {
-  EXPECT_EQ(initials("\xe5\xbc\xa0\xe4\xb8\x89"), "zs");                  // 张三
-  EXPECT_EQ(initials("\xe6\x9d\x8e\xe5\x9b\x9b"), "ls");                  // 李四
-  EXPECT_EQ(initials("\xe7\x8e\x8b\xe4\xba\x94"), "ww");                  // 王五
-  EXPECT_EQ(initials("\xe4\xb8\xad\xe6\x96\x87"), "zw");                  // 中文
+  EXPECT_EQ(initials("\xe5\xbc\xa0\xe4\xb8\x89"), "zs");  // 张三
+  EXPECT_EQ(initials("\xe6\x9d\x8e\xe5\x9b\x9b"), "ls");  // 李四
+  EXPECT_EQ(initials("\xe7\x8e\x8b\xe4\xba\x94"), "ww");  // 王五
+  EXPECT_EQ(initials("\xe4\xb8\xad\xe6\x96\x87"), "zw");  // 中文
 }
 
 TEST(Pinyin, LatinNamesAreLowerCased) {
@@ -62,8 +65,12 @@ TEST(Pinyin, LatinNamesAreLowerCased) {
 }
 
 TEST(Pinyin, MixedNamesKeepLatinLettersInPlace) {
-  EXPECT_EQ(initials("Tom\xe5\xbc\xa0" "B\xe4\xb8\x89"), "tomzbs");
-  EXPECT_EQ(initials("A\xe6\x9d\x8e" "b"), "alb");
+  EXPECT_EQ(initials("Tom\xe5\xbc\xa0"
+                     "B\xe4\xb8\x89"),
+            "tomzbs");
+  EXPECT_EQ(initials("A\xe6\x9d\x8e"
+                     "b"),
+            "alb");
 }
 
 TEST(Pinyin, TheEdgesOfTheTable) {
@@ -75,7 +82,9 @@ TEST(Pinyin, TheEdgesOfTheTable) {
 TEST(Pinyin, TheGapBeforeYAndLevelTwoGiveBlanks) {
   EXPECT_EQ(initials("\xe8\xbf\x85"), " ");  // 迅, 53665, in the gap 53641 to 53688
   EXPECT_EQ(initials("\xe4\xba\x8d"), " ");  // 亍, level two
-  EXPECT_EQ(initials("a\xe4\xba\x8d" "b"), "a b");
+  EXPECT_EQ(initials("a\xe4\xba\x8d"
+                     "b"),
+            "a b");
 }
 
 TEST(Pinyin, LowGbkLeadsAreCopiedAsBytes) {
@@ -103,7 +112,10 @@ TEST(Pinyin, NamesAreCutAtSixtyThreeBytes) {
 }
 
 TEST(Pinyin, BadUtf8KeepsWhatCameBefore) {
-  EXPECT_EQ(initials("\xe5\xbc\xa0" "\xff" "\xe4\xb8\x89"), "z");
+  EXPECT_EQ(initials("\xe5\xbc\xa0"
+                     "\xff"
+                     "\xe4\xb8\x89"),
+            "z");
   EXPECT_EQ(initials(""), "");
   EXPECT_EQ(std::string(getpystring(nullptr)), "");
 }

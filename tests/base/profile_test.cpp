@@ -168,8 +168,7 @@ TEST_F(Profile, RoundTripOnSimilarSections) {
   EXPECT_EQ(read("lns2", "name"), "c");
   EXPECT_EQ(read("lns2", "extra"), "E");
   EXPECT_EQ(read("ln", "k"), "v");
-  EXPECT_EQ(slurp(kFile),
-            "; top\n[lns]\nname=a\n[lns default]\nname=B\n[lns2]\nextra=E\nname=c\n\n[ln]\nk=v\n");
+  EXPECT_EQ(slurp(kFile), "; top\n[lns]\nname=a\n[lns default]\nname=B\n[lns2]\nextra=E\nname=c\n\n[ln]\nk=v\n");
 }
 
 TEST_F(Profile, WriteRefusals) {

@@ -19,8 +19,8 @@
 
 namespace {
 
-using phonecore::testing::slurp;
 using phonecore::testing::calls_log;
+using phonecore::testing::slurp;
 
 std::string run(const std::string& cmd) {
   std::string out;
@@ -31,7 +31,6 @@ std::string run(const std::string& cmd) {
   pclose(p);
   return out;
 }
-
 
 TEST(PhoneBox, AppconfigsStartsAsAFactoryReset) {
   EXPECT_EQ(slurp("/appconfigs/default/voiplist.cfg"), slurp("/customer/appconfigs/default/voiplist.cfg"));

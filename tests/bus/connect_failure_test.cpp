@@ -20,8 +20,7 @@ namespace {
 std::atomic<bool> g_refuse_event_thread{false};
 }  // namespace
 
-extern "C" int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attr, void* (*start)(void*),
-                                     void* arg) {
+extern "C" int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attr, void* (*start)(void*), void* arg) {
   if (g_refuse_event_thread.load() && start == &ClientCallBack) return EAGAIN;
   return __real_pthread_create(thread, attr, start, arg);
 }

@@ -15,7 +15,9 @@ class NewFifoTest : public ::testing::Test {
   void TearDown() override {
     if (fifo_ != nullptr) NEWFIFO_RELEASE(&fifo_);
   }
-  int write(const std::string& s, uint64_t tag = 0) { return NEWFIFO_WRITE(fifo_, s.data(), static_cast<int>(s.size()), tag); }
+  int write(const std::string& s, uint64_t tag = 0) {
+    return NEWFIFO_WRITE(fifo_, s.data(), static_cast<int>(s.size()), tag);
+  }
   std::string read() {
     char buf[256];
     int len = -9;

@@ -131,8 +131,8 @@ TEST(JsonBuild, MessageTextKeepsToItsRoom) {
   const std::string number(2 * JSON_MSG_TEXT_MAX, '5');
   std::vector<char> text(JSON_MSG_TEXT_MAX + 1, '#');
   int length = 0;
-  EXPECT_EQ(make_simple_send_msg("phone_dail", make_simple_data(2, "phoneNumber", number.c_str()), text.data(), &length),
-            0);
+  EXPECT_EQ(
+      make_simple_send_msg("phone_dail", make_simple_data(2, "phoneNumber", number.c_str()), text.data(), &length), 0);
   EXPECT_EQ(length, JSON_MSG_TEXT_MAX - 1);
   EXPECT_EQ(text[JSON_MSG_TEXT_MAX - 1], '\0');
   EXPECT_EQ(text[JSON_MSG_TEXT_MAX], '#');

@@ -8,8 +8,8 @@
 
 #include <atomic>
 #include <mutex>
-#include <thread>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "phonecore/bus_client.h"
@@ -110,7 +110,8 @@ class Receive : public ::testing::Test {
 
 TEST_F(Receive, ConnectingReachesItsSlotWithEveryField) {
   testing::internal::CaptureStdout();
-  event(R"({"msgtype":"connecting","data":{"from":"1001","to":"1002","acc":1,"id":7,"inF":1,"tFlag":2,"div":"d","dis":"Desk","backup_callid":3,"call_id_gl":"g1"}})");
+  event(
+      R"({"msgtype":"connecting","data":{"from":"1001","to":"1002","acc":1,"id":7,"inF":1,"tFlag":2,"div":"d","dis":"Desk","backup_callid":3,"call_id_gl":"g1"}})");
   auto lines = seen_at_least(1);
   std::string out = testing::internal::GetCapturedStdout();
   ASSERT_EQ(lines.size(), 1u);
@@ -119,7 +120,8 @@ TEST_F(Receive, ConnectingReachesItsSlotWithEveryField) {
 }
 
 TEST_F(Receive, ConnectWithFlagsOneGivesCallerAsPeerThenHandfree) {
-  event(R"({"msgtype":"connect","data":{"accNumber":1,"call_id":5,"flags":1,"handfree_tag":1,"calledID":"1002","callID":"1001","dis":"x"}})");
+  event(
+      R"({"msgtype":"connect","data":{"accNumber":1,"call_id":5,"flags":1,"handfree_tag":1,"calledID":"1002","callID":"1001","dis":"x"}})");
   auto lines = seen_at_least(2);
   ASSERT_EQ(lines.size(), 2u);
   EXPECT_EQ(lines[0], "connect 1 5 1 1001 1002 x");
@@ -127,7 +129,8 @@ TEST_F(Receive, ConnectWithFlagsOneGivesCallerAsPeerThenHandfree) {
 }
 
 TEST_F(Receive, ConnectWithOtherFlagsGivesCalledAsPeerAndNoHandfree) {
-  event(R"({"msgtype":"connect","data":{"accNumber":2,"call_id":6,"flags":0,"handfree_tag":0,"calledID":"1002","callID":"1001"}})");
+  event(
+      R"({"msgtype":"connect","data":{"accNumber":2,"call_id":6,"flags":0,"handfree_tag":0,"calledID":"1002","callID":"1001"}})");
   auto lines = seen_at_least(1);
   usleep(50000);
   lines = seen();
@@ -154,8 +157,8 @@ TEST_F(Receive, EveryOtherEventReachesItsSlot) {
   auto lines = seen_at_least(9);
   EXPECT_EQ(lines, (std::vector<std::string>{"invite_response 1 180", "disconnect 1 5 0", "upgrade_status 2 50",
                                              "reg_changed 0 1", "mwi 1 1 2 3 4 5",
-                                             "account_info_invalidated account_info_invalidated",
-                                             "transfer_complete 9", "incoming_call 1 1001 1002 0", "tip_info t"}));
+                                             "account_info_invalidated account_info_invalidated", "transfer_complete 9",
+                                             "incoming_call 1 1001 1002 0", "tip_info t"}));
 }
 
 TEST_F(Receive, ResponseAndUnknownEventsCallNothing) {
@@ -178,9 +181,10 @@ TEST_F(Receive, WithoutClientOpsEveryHandlerDoesNothing) {
 }
 
 TEST_F(Receive, ClientFunListHasTwelveRowsInOrder) {
-  const char* names[] = {"connecting", "connect", "invite_response", "disconnect", "upgrade_status", "response",
-                         "reg_changed", "mwi_message", "account_info_invalidated", "transfer_complete",
-                         "incoming_call", "tip_info_get_response"};
+  const char* names[] = {"connecting",        "connect",        "invite_response",
+                         "disconnect",        "upgrade_status", "response",
+                         "reg_changed",       "mwi_message",    "account_info_invalidated",
+                         "transfer_complete", "incoming_call",  "tip_info_get_response"};
   for (int i = 0; i < 12; ++i) EXPECT_STREQ(clientfun_list[i].msgtype, names[i]);
   EXPECT_EQ(clientfun_list[12].msgtype, nullptr);
 }
@@ -303,11 +307,13 @@ TEST_F(Receive, NameLongerThanThirtyOneCharactersIsCut) {
 TEST_F(Receive, WaitResponseWithNoTicksFillsEveryFreeEntryAndReturnsAtOnce) {
   client_->pending_seq[3] = 99;
   EXPECT_EQ(wait_response(client_, 321, 0), 0);
-  for (int i = 0; i < 32; ++i) EXPECT_EQ(__atomic_load_n(&client_->pending_seq[i], __ATOMIC_ACQUIRE), i == 3 ? 99 : 321) << i;
+  for (int i = 0; i < 32; ++i)
+    EXPECT_EQ(__atomic_load_n(&client_->pending_seq[i], __ATOMIC_ACQUIRE), i == 3 ? 99 : 321) << i;
   // A packet with that seq clears every entry at once.
   sip_.send(1234, 1, "{}", 321, 1);
   for (int i = 0; i < 200 && __atomic_load_n(&client_->pending_seq[31], __ATOMIC_ACQUIRE) != 0; ++i) usleep(5000);
-  for (int i = 0; i < 32; ++i) EXPECT_EQ(__atomic_load_n(&client_->pending_seq[i], __ATOMIC_ACQUIRE), i == 3 ? 99 : 0) << i;
+  for (int i = 0; i < 32; ++i)
+    EXPECT_EQ(__atomic_load_n(&client_->pending_seq[i], __ATOMIC_ACQUIRE), i == 3 ? 99 : 0) << i;
 }
 
 TEST_F(Receive, WaitResponseReturnsTheTicksLeftWhenTheReplyCame) {
@@ -329,12 +335,13 @@ TEST_F(Receive, MonitorThreadHandsSourceAndMsgtypeOfEachPacket) {
   static std::atomic<int> calls{0};
   static std::atomic<int> last_source{0}, last_msgtype{0};
   MsgHook* h = add_hook_bymsgtype(client_, 8, 2048, 2);
-  ASSERT_EQ(add_hook_monitor_thread(h, [](uint16_t source, uint16_t msgtype, void*, uint32_t) {
-              last_source = source;
-              last_msgtype = msgtype;
-              calls++;
-              return 0;
-            }),
+  ASSERT_EQ(add_hook_monitor_thread(h,
+                                    [](uint16_t source, uint16_t msgtype, void*, uint32_t) {
+                                      last_source = source;
+                                      last_msgtype = msgtype;
+                                      calls++;
+                                      return 0;
+                                    }),
             0);
   sip_.send(1234, 1, "", 1, 8);
   for (int i = 0; i < 400 && calls == 0; ++i) usleep(5000);

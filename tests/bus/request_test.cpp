@@ -125,7 +125,8 @@ TEST_F(Requests, SendSjsonToSipSendsKindNineWithTheMessageText) {
 
 TEST_F(Requests, HookWaitReturnsTheParsedReply) {
   SipPeer sip([](const std::string& p, const auto&) { return response_of(p); }, once_armed(client_));
-  json_object* reply = send_sjson_to_sip_hook_wait(client_, "phone_dail", make_simple_data(2, "phoneNumber", "1002"), 2000);
+  json_object* reply =
+      send_sjson_to_sip_hook_wait(client_, "phone_dail", make_simple_data(2, "phoneNumber", "1002"), 2000);
   ASSERT_NE(reply, nullptr);
   EXPECT_STREQ(get_string_from_json(reply, 1, "msgtype"), "phone_dail_response");
   EXPECT_STREQ(get_string_from_json(reply, 2, "data", "callId"), "12");
@@ -220,7 +221,8 @@ TEST_F(Requests, SameNameRequestsFromTwoThreadsAreServedOneAtATimeAndTheLaterFai
 }
 
 TEST_F(Requests, SameNameWaitUsesTheRequestsOwnName) {
-  SipPeer sip([](const std::string&, const auto&) { return std::string(R"({"msgtype":"voice_get_power","data":{"power":7}})"); },
+  SipPeer sip([](const std::string&,
+                 const auto&) { return std::string(R"({"msgtype":"voice_get_power","data":{"power":7}})"); },
               once_armed(client_));
   json_object* reply = send_sjson_to_sip_wait(client_, "voice_get_power", nullptr, 2000);
   ASSERT_NE(reply, nullptr);
@@ -240,7 +242,8 @@ TEST_F(Requests, BufferFormSendsKindOneAndCopiesTheBinaryPayload) {
   EXPECT_EQ(sip.last_header().msgtype, 6);
   EXPECT_EQ(sip.last(), R"({ "msgtype": "account_get" })");
   testing::internal::CaptureStdout();
-  EXPECT_EQ(send_sjson_to_sip_hook_wait_buffer(client_, "warnningist_get", 60, nullptr, out.data(), &out_length, 60), -1);
+  EXPECT_EQ(send_sjson_to_sip_hook_wait_buffer(client_, "warnningist_get", 60, nullptr, out.data(), &out_length, 60),
+            -1);
   EXPECT_NE(testing::internal::GetCapturedStdout().find("msgtype:60 time too long"), std::string::npos);
 }
 

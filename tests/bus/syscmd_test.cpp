@@ -28,9 +28,7 @@ namespace {
 using phonecore::testing::slurp;
 using Clock = std::chrono::steady_clock;
 
-double seconds_since(Clock::time_point start) {
-  return std::chrono::duration<double>(Clock::now() - start).count();
-}
+double seconds_since(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
 
 TEST(ThreadWait, NullHandlesAnswerMinusOne) {
   EXPECT_EQ(vorn_thread_wait(nullptr), -1);
@@ -226,9 +224,7 @@ TEST(StartCmd, AnEmptyMailboxTakesTheCommandAtOnce) {
 }
 
 TEST(StartCmd, AFullMailboxIsWaitedFor) {
-  {
-    std::ofstream(kMailbox) << "first";
-  }
+  { std::ofstream(kMailbox) << "first"; }
   std::string seen_before_delete;
   std::thread starter([&] {
     std::this_thread::sleep_for(std::chrono::milliseconds(300));

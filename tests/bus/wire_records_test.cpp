@@ -44,7 +44,8 @@ TEST(BusWire, DecodersRefuseShortBytesThenWrongMagic) {
 
 TEST(BusWire, ControlRecordsHaveTheSizesOfTheExchange) {
   std::vector<uint8_t> out(bus::kControlRequestSize);
-  bus::encode_record(bus::BusControlRequest{bus::kControlMagic, 0, 77, bus::kControlDisconnect, 0x0102030405060708ull}, out);
+  bus::encode_record(bus::BusControlRequest{bus::kControlMagic, 0, 77, bus::kControlDisconnect, 0x0102030405060708ull},
+                     out);
   EXPECT_EQ(out[6], 2);
   EXPECT_EQ(out[8], 0x08);
   EXPECT_EQ(out[15], 0x01);
@@ -64,10 +65,10 @@ TEST(GnlFrame, DatagramCarriesOneBytePastItsData) {
 
 TEST(GnlFrame, HeadDecoderChecksLengthThenMagic) {
   std::vector<uint8_t> rec(config::kGnlHeaderSize + 1, 0);
-  rec[0] = 0xFF, rec[1] = 0x05;              // 1535
-  rec[2] = 0x06, rec[3] = 0x10;              // 4102
-  rec[4] = 0x01;                             // read
-  rec[74] = 0x10, rec[75] = 0x00;            // 16 data bytes
+  rec[0] = 0xFF, rec[1] = 0x05;    // 1535
+  rec[2] = 0x06, rec[3] = 0x10;    // 4102
+  rec[4] = 0x01;                   // read
+  rec[74] = 0x10, rec[75] = 0x00;  // 16 data bytes
   auto head = config::decode_gnl_head(rec);
   ASSERT_TRUE(head);
   EXPECT_EQ(head->category, 4102);

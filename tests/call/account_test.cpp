@@ -14,6 +14,7 @@
 
 #include "call/account_copy.h"
 #include "call/call_events.h"
+#include "call/json_files.h"
 #include "phonecore/account.h"
 #include "phonecore/config.h"
 #include "phonecore/fileutil.h"
@@ -23,7 +24,6 @@
 #include "support/files.h"
 #include "support/raw_session.h"
 #include "support/sip_session.h"
-#include "call/json_files.h"
 
 using phonecore::testing::CallEvents;
 using phonecore::testing::RawSession;
@@ -175,8 +175,7 @@ std::string text_at(json_object* o, std::initializer_list<const char*> keys) {
 }
 
 TEST_F(Accounts, SetSipAccountWritesTheAccountStoreWithDottedAddresses) {
-  EXPECT_EQ(setSipAccount(1, "Lab", "2001", "pw2001", "Lab Phone", "2001r", "", "192*168*1*10", 1, "5070",
-                          "10*0*0*2"),
+  EXPECT_EQ(setSipAccount(1, "Lab", "2001", "pw2001", "Lab Phone", "2001r", "", "192*168*1*10", 1, "5070", "10*0*0*2"),
             0);
   json_object* voip = read_file("/appconfigs/voip.cfg");
   ASSERT_NE(voip, nullptr);
@@ -299,11 +298,11 @@ TEST_F(Accounts, CommandBroadcastsReachEveryProcessWithTheirTerminator) {
   EXPECT_EQ(reload_cmd_broadcast("reload_hotkey"), 0);
   auto heard = commands_heard(listener, 6);
   const char* texts[] = {R"({"cmd":"reload_account"})",  R"({"cmd":"start_network"})",
-                         R"({"cmd":"startSomething"})", R"({"cmd":"startSomething_ssh"})",
+                         R"({"cmd":"startSomething"})",  R"({"cmd":"startSomething_ssh"})",
                          R"({"cmd":"reload_sip_base"})", R"({"cmd":"reload_hotkey"})"};
   ASSERT_EQ(heard.size(), 6u);
   for (size_t i = 0; i < 6; ++i) {
-    EXPECT_EQ(heard[i].second, std::string(texts[i]) + '\0' );
+    EXPECT_EQ(heard[i].second, std::string(texts[i]) + '\0');
     EXPECT_EQ(heard[i].first.msgtype, 5);
     EXPECT_EQ(heard[i].first.dest, 65535);
     EXPECT_EQ(heard[i].first.source, 4110);

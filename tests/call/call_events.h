@@ -51,8 +51,8 @@ class CallEvents {
 
   static ClientOps make_ops() {
     ClientOps o{};
-    o.on_connecting = [](int acc, const char* from, const char* to, int id, int inF, int, const char*, const char*,
-                         int, const char* call_id_gl) {
+    o.on_connecting = [](int acc, const char* from, const char* to, int id, int inF, int, const char*, const char*, int,
+                         const char* call_id_gl) {
       get().add("connecting acc=" + std::to_string(acc) + " id=" + std::to_string(id) + " from=" + text(from) +
                 " to=" + text(to) + " inF=" + std::to_string(inF) + " gl=" + text(call_id_gl));
     };

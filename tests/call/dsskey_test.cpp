@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "call/account_copy.h"
+#include "call/json_files.h"
 #include "phonecore/account.h"
 #include "phonecore/config.h"
 #include "phonecore/dsskey.h"
@@ -19,8 +21,6 @@
 #include "support/factory_files.h"
 #include "support/files.h"
 #include "support/sip_session.h"
-#include "call/account_copy.h"
-#include "call/json_files.h"
 
 using phonecore::testing::slurp;
 
@@ -90,7 +90,6 @@ class DssKeys : public phonecore::testing::SipSessionTest {
     }
     ADD_FAILURE() << "the SIP process never heard the mark";
   }
-
 };
 
 // First in this file: the table of last targets belongs to the process and

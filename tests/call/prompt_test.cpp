@@ -8,6 +8,7 @@
 #include <cstring>
 #include <string>
 
+#include "call/json_files.h"
 #include "phonecore/config.h"
 #include "phonecore/fileutil.h"
 #include "phonecore/json_msg.h"
@@ -15,7 +16,6 @@
 #include "support/factory_files.h"
 #include "support/files.h"
 #include "support/sip_session.h"
-#include "call/json_files.h"
 
 using phonecore::testing::slurp;
 
@@ -33,8 +33,9 @@ TEST_F(Prompts, PlayWavSendsTheFileWithYesAndNo) {
   EXPECT_GT(seq, 0);
   auto lines = sip_.wait_log(1);
   ASSERT_EQ(lines.size(), 1u);
-  EXPECT_EQ(lines[0],
-            R"(9 0 { "msgtype": "play_wav", "data": { "file": "\/customer\/audio\/en\/welcome.wav", "enable": "yes", "wait": "no", "loop": 2, "delay_ms": 300 } })");
+  EXPECT_EQ(
+      lines[0],
+      R"(9 0 { "msgtype": "play_wav", "data": { "file": "\/customer\/audio\/en\/welcome.wav", "enable": "yes", "wait": "no", "loop": 2, "delay_ms": 300 } })");
 }
 
 TEST_F(Prompts, PlayWavStringAndFileStringCarryTheirFields) {
@@ -43,10 +44,12 @@ TEST_F(Prompts, PlayWavStringAndFileStringCarryTheirFields) {
   EXPECT_EQ(b, a + 1);
   auto lines = sip_.wait_log(2);
   ASSERT_EQ(lines.size(), 2u);
-  EXPECT_EQ(lines[0],
-            R"(9 0 { "msgtype": "play_wav_string", "data": { "string": "1002", "lang": "en", "enable": "no", "wait": "yes", "loop": 1, "delay_ms": 0 } })");
-  EXPECT_EQ(lines[1],
-            R"(9 0 { "msgtype": "play_wav_file_string", "data": { "file": "number.wav", "string": "1002", "lang": "zh", "enable": "yes" } })");
+  EXPECT_EQ(
+      lines[0],
+      R"(9 0 { "msgtype": "play_wav_string", "data": { "string": "1002", "lang": "en", "enable": "no", "wait": "yes", "loop": 1, "delay_ms": 0 } })");
+  EXPECT_EQ(
+      lines[1],
+      R"(9 0 { "msgtype": "play_wav_file_string", "data": { "file": "number.wav", "string": "1002", "lang": "zh", "enable": "yes" } })");
 }
 
 TEST_F(Prompts, ANullFileOrTextAnswersMinusOneAndSendsNothing) {
@@ -98,8 +101,8 @@ TEST_F(Prompts, VoiceMessagesWithoutEitherFileFillNothing) {
   char u1[64] = "keep";
   int un1 = -1, r1 = -1;
   testing::internal::CaptureStdout();
-  EXPECT_EQ(api_getVoiceMessage(u1, &un1, &r1, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-                                nullptr, nullptr),
+  EXPECT_EQ(api_getVoiceMessage(u1, &un1, &r1, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                nullptr),
             0);
   EXPECT_NE(testing::internal::GetCapturedStdout().find("voice_message open error!"), std::string::npos);
   EXPECT_STREQ(u1, "keep");

@@ -18,8 +18,8 @@
 #include "phonecore/config.h"
 #include "phonecore/hal.h"
 #include "phonecore/voip.h"
-#include "support/sip_session.h"
 #include "support/config_service.h"
+#include "support/sip_session.h"
 
 using phonecore::testing::CallEvents;
 
@@ -69,7 +69,8 @@ struct Command {
 
 TEST_F(Voip, EveryCommandWithoutReplySendsItsJsonAndAnswersOne) {
   const Command commands[] = {
-      {[](MessageClient* c) { return voip_hook_switch(c, 2); }, R"({ "msgtype": "hook_switch", "data": { "dev": 2 } })"},
+      {[](MessageClient* c) { return voip_hook_switch(c, 2); },
+       R"({ "msgtype": "hook_switch", "data": { "dev": 2 } })"},
       {[](MessageClient* c) { return voip_audio_tone(c, 1); },
        R"({ "msgtype": "audio_tone", "data": { "toneFlag": 1 } })"},
       {[](MessageClient* c) { return voip_audio_input_key(c, 0); },

@@ -6,10 +6,10 @@
 #include <unistd.h>
 
 #include <cstring>
-#include <vector>
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "phonecore/config.h"
 #include "phonecore/dm.h"
@@ -46,7 +46,8 @@ TEST_F(DeviceManagement, WanStaticChangesTheCacheUntilRefreshWritesIt) {
 
 TEST_F(DeviceManagement, LanDhcpAndCwmpSections) {
   EXPECT_EQ(quorrbitLanStatic("192.168.5.1", "255.255.255.0"), 0);
-  EXPECT_EQ(quorrbitDhcpServer("1", "192.168.5.100", "192.168.5.200", "255.255.255.0", "192.168.5.1", "1.1.1.1", ""), 0);
+  EXPECT_EQ(quorrbitDhcpServer("1", "192.168.5.100", "192.168.5.200", "255.255.255.0", "192.168.5.1", "1.1.1.1", ""),
+            0);
   json_object* network = get_config_slot(4096);
   EXPECT_STREQ(get_string_from_json(network, 2, "dhcp", "ipstart"), "192.168.5.100");
   EXPECT_STREQ(get_string_from_json2(4096, 2, "lan", "ipaddr"), "192.168.5.1");

@@ -7,18 +7,18 @@
 #include <chrono>
 #include <cstring>
 #include <fstream>
-#include <sstream>
-#include <string>
 #include <functional>
 #include <memory>
+#include <sstream>
+#include <string>
 #include <thread>
 
 #include "config/gnl_frame.h"
 #include "phonecore/config.h"
 #include "phonecore/json_msg.h"
 #include "support/config_service.h"
-#include "support/udp_client.h"
 #include "support/files.h"
+#include "support/udp_client.h"
 
 using namespace phonecore::config;
 using phonecore::testing::UdpClient;
@@ -158,9 +158,7 @@ TEST(GnlConfig, ReadJsonValFromFilePrintsTheValue) {
 // never gives.
 class FakeService : public ::testing::Test {
  protected:
-  static void SetUpTestSuite() {
-    ASSERT_TRUE(phonecore::testing::stop_config_service());
-  }
+  static void SetUpTestSuite() { ASSERT_TRUE(phonecore::testing::stop_config_service()); }
 
   // Plays the service for count requests: each is handed to answer, which
   // returns the datagram to send back (nothing for an empty one).

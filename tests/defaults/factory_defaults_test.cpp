@@ -11,9 +11,7 @@
 
 namespace {
 
-json_object* load(const std::string& name) {
-  return json_object_from_file(("/customer/appconfigs/" + name).c_str());
-}
+json_object* load(const std::string& name) { return json_object_from_file(("/customer/appconfigs/" + name).c_str()); }
 
 // Walks a dotted path; a number selects an array element.
 json_object* at(json_object* o, const std::string& path) {
@@ -40,8 +38,8 @@ struct Expectation {
 const std::vector<Expectation> kExpected = {
     {"default/voiplist.cfg",
      {"AccountRegister.3.Account", "AccountRegister.0.AccountUserName", "AccountRegister.0.SIP1ServerAddr",
-      "AccountRegister.0.SIP1ServerAddrPort", "SipBase.3.AccountAutoAnswerSwitch", "SipAdvance.3.AccountVoiceMailNumber",
-      "SipAdvance.0.AccountSubsribeMWI"}},
+      "AccountRegister.0.SIP1ServerAddrPort", "SipBase.3.AccountAutoAnswerSwitch",
+      "SipAdvance.3.AccountVoiceMailNumber", "SipAdvance.0.AccountSubsribeMWI"}},
     {"default/dss.cfg", {"DssArr.3.Account", "DssArr.0.type", "DssArr.0.SAccLine.accId", "DssArr.2.SAccBlf.extension"}},
     {"default/programing_key.cfg",
      {"Hotkey_hotKey.data.0.RealKey", "Hotkey_lineKey.data.3.Type", "Hotkey_lineKey.data.0.Line",
@@ -65,12 +63,15 @@ const std::vector<Expectation> kExpected = {
     {"default/rule.cfg", {"ReplaceInfo", "DialInfo", "LimitInfo", "ZoneInfo.MinLength"}},
     {"default/security.cfg", {"SecurityTrustedCert.child_security_trusted_cert_list"}},
     {"default/voice_message.cfg", {"1001.miss_unread"}},
-    {"system.cfg", {"systeminfo.telnet_type", "systeminfo.ssh_type", "systeminfo.lang", "systeminfo.mac",
-                    "hardware.bk_light_ps_enbale", "version.mode"}},
-    {"network.cfg", {"wan.mode", "wan.dns2", "br0.staticdns", "NetworkVpn.VpnType", "Network4G.enable",
-                     "firewall.tcp_allow_list", "httpd.wan_allow"}},
-    {"hal.cfg", {"audio.speaker-level-call", "audio.headset-level-ring", "audio.HotelModelEnable",
-                 "audio.RingVoluemEnable", "lcd.bk_light_pwm", "lcd.DesktopImg"}},
+    {"system.cfg",
+     {"systeminfo.telnet_type", "systeminfo.ssh_type", "systeminfo.lang", "systeminfo.mac",
+      "hardware.bk_light_ps_enbale", "version.mode"}},
+    {"network.cfg",
+     {"wan.mode", "wan.dns2", "br0.staticdns", "NetworkVpn.VpnType", "Network4G.enable", "firewall.tcp_allow_list",
+      "httpd.wan_allow"}},
+    {"hal.cfg",
+     {"audio.speaker-level-call", "audio.headset-level-ring", "audio.HotelModelEnable", "audio.RingVoluemEnable",
+      "lcd.bk_light_pwm", "lcd.DesktopImg"}},
     {"status.cfg", {"vlanid"}},
     {"tr069.cfg", {"local.enable", "local.logging_level", "acs.periodic_time", "device.software_version"}},
     {"voip.cfg", {"account.3.cred_acc.0.regname", "account.0.enable", "account.0.registrar"}},

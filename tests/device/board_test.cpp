@@ -218,8 +218,8 @@ void forget_level() {
 
 TEST_F(Backlight, OnAtTheStoredLevel) {
   EXPECT_EQ(switchLcdBackLight(1), 0);
-  EXPECT_EQ(acts(), (std::vector<std::string>{"pwm export 0", "pwm0 period 1000", "pwm0 duty_cycle 49",
-                                              "pwm0 enable 1"}));
+  EXPECT_EQ(acts(),
+            (std::vector<std::string>{"pwm export 0", "pwm0 period 1000", "pwm0 duty_cycle 49", "pwm0 enable 1"}));
   EXPECT_EQ(lcd_backlight_on, 1);
   clear_acts();
   const std::string printed = printed_by([] { EXPECT_EQ(switchLcdBackLight(1), 0); });
@@ -284,8 +284,8 @@ class Led : public Board {
 
 TEST_F(Led, SwitchingTurnsEveryRowOfTheIdOffThenTheLampOn) {
   const std::string printed = printed_by([] { EXPECT_EQ(switchLedLight(4, 0, 1, 0), 0); });
-  EXPECT_EQ(acts(), (std::vector<std::string>{"zlt_led open", "zlt_led 0 0 0 0", "zlt_led 0 0 0 0",
-                                              "zlt_led 0 1 0 0"}));
+  EXPECT_EQ(acts(),
+            (std::vector<std::string>{"zlt_led open", "zlt_led 0 0 0 0", "zlt_led 0 0 0 0", "zlt_led 0 1 0 0"}));
   EXPECT_EQ(printed, "------>lednum=0, mode=1,data=0\n\r");
 }
 
@@ -347,8 +347,7 @@ TEST(Watchdog, InitKickAndExit) {
   EXPECT_EQ(watchdog_exit(), 0);
   EXPECT_EQ(acts(), (std::vector<std::string>{"watchdog open", "watchdog WDIOC_SETTIMEOUT 30",
                                               "watchdog WDIOC_SETTIMEOUT 10", "watchdog WDIOC_KEEPALIVE",
-                                              "watchdog open EBUSY", "watchdog WDIOC_SETOPTIONS 1",
-                                              "watchdog close"}));
+                                              "watchdog open EBUSY", "watchdog WDIOC_SETOPTIONS 1", "watchdog close"}));
   EXPECT_EQ(watchdog_keepalive(), -1) << "closed";
 }
 

@@ -324,7 +324,8 @@ TEST_F(Flash, AnOutSizeOfOneHoldsOnlyTheTerminator) {
 
 TEST_F(Flash, AnEnvThatCannotTakeTheEntryIsLeftAsItWas) {
   std::string full;
-  while (full.size() + 12 <= UBOOTENV_SIZE) full += "key" + std::to_string(1000 + full.size() / 12 % 9000) + "=val" + std::string(1, '\0');
+  while (full.size() + 12 <= UBOOTENV_SIZE)
+    full += "key" + std::to_string(1000 + full.size() / 12 % 9000) + "=val" + std::string(1, '\0');
   full.resize(UBOOTENV_SIZE, 'p');
   full[UBOOTENV_SIZE - 1] = '\0';
   program(0x2000, full);

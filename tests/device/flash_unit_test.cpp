@@ -99,7 +99,10 @@ TEST(Findval, ALongValueIsCutAtTheRoomOfAValue) {
 }
 
 TEST(Findubootenv, FindsAnEntryEndedByZeroOrErasedByte) {
-  const Block b = env_block(std::string("bootdelay=3\0baudrate=115200\xff" "ethaddr=00:11:22:33:44:55\0", 54));
+  const Block b =
+      env_block(std::string("bootdelay=3\0baudrate=115200\xff"
+                            "ethaddr=00:11:22:33:44:55\0",
+                            54));
   int r = 0;
   EXPECT_EQ(find(b, "baudrate", &r), "115200");
   EXPECT_EQ(r, 0);
@@ -127,11 +130,18 @@ TEST(Findubootenv, BlankAllZeroAndUnterminatedBlocksHoldNothing) {
 
 TEST(Findubootenv, BytesBeforeTheFirstEntryGlueToItsName) {
   // A loader's checksum in front of the entries is not skipped.
-  const Block b = env_block(std::string("\x12\x34\x56\x78" "bootdelay=3\0baudrate=115200\0", 31));
+  const Block b =
+      env_block(std::string("\x12\x34\x56\x78"
+                            "bootdelay=3\0baudrate=115200\0",
+                            31));
   int r = 0;
   find(b, "bootdelay", &r);
   EXPECT_EQ(r, -1);
-  EXPECT_EQ(find(b, "\x12\x34\x56\x78" "bootdelay", &r), "3");
+  EXPECT_EQ(find(b,
+                 "\x12\x34\x56\x78"
+                 "bootdelay",
+                 &r),
+            "3");
   EXPECT_EQ(r, 0);
 }
 

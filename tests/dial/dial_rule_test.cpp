@@ -146,7 +146,7 @@ TEST_F(DialRules, AbsentSectionsAndMembersKeepTheDefaults) {
   write_settings(R"("DialplanAreaCode": {"AreaCode": "0123456789012345678901234567890123456789"})");
   vorn_rule_all_load();
   EXPECT_EQ(std::string(g_rule_zone.code), "01234567890123456789012345678901");  // 32 characters
-  EXPECT_EQ(g_rule_zone.min_length, 0);  // an absent bound reads as 0
+  EXPECT_EQ(g_rule_zone.min_length, 0);                                          // an absent bound reads as 0
   EXPECT_EQ(g_rule_zone.max_length, 0);
   write_settings(R"("Other": {})");
   vorn_rule_all_load();
@@ -169,8 +169,8 @@ TEST_F(DialRules, WithoutTheCurrentStoreTheTablesKeepTheirDefaults) {
 
 TEST_F(DialRules, LongPatternsAreCutAtSixtyThreeCharacters) {
   const std::string long_prefix(100, '1');
-  write_settings(R"("DialplanReplace": {"data": [{"Prefix": ")" + long_prefix + R"(", "Replace": ")" +
-                 long_prefix + R"("}]})");
+  write_settings(R"("DialplanReplace": {"data": [{"Prefix": ")" + long_prefix + R"(", "Replace": ")" + long_prefix +
+                 R"("}]})");
   vorn_rule_all_load();
   EXPECT_EQ(std::string(g_rule_replace[0].prefix), std::string(63, '1'));
   EXPECT_EQ(std::string(g_rule_replace[0].replace), std::string(63, '1'));
@@ -274,10 +274,9 @@ TEST_F(DialRules, DeleteMovesTheRowsDownAndLeavesTheLastOneTwice) {
   EXPECT_STREQ(g_rule_replace[1].prefix, "C");
   EXPECT_STREQ(g_rule_replace[2].prefix, "C");
   EXPECT_STREQ(g_rule_replace[3].prefix, "");
-  EXPECT_EQ(rule_store_member("ReplaceInfo"),
-            R"([{"Id":2,"Preffix":"B","Replace":"b","Account":"1,"},)"
-            R"({"Id":3,"Preffix":"C","Replace":"c","Account":"1,"},)"
-            R"({"Id":3,"Preffix":"C","Replace":"c","Account":"1,"}])");
+  EXPECT_EQ(rule_store_member("ReplaceInfo"), R"([{"Id":2,"Preffix":"B","Replace":"b","Account":"1,"},)"
+                                              R"({"Id":3,"Preffix":"C","Replace":"c","Account":"1,"},)"
+                                              R"({"Id":3,"Preffix":"C","Replace":"c","Account":"1,"}])");
 }
 
 TEST_F(DialRules, DeletingTheLastOrOnlyRowChangesNothing) {

@@ -256,7 +256,8 @@ TEST(DialplanUnits, PairPositionIsTheUnitsBeforeTheMark) {
 
 TEST(DialplanUnitsDeathTest, ANullPositionIsAFaultOfTheEngine) {
   EXPECT_DEATH(unit_next(nullptr), "unit_next: Assertion `pos' failed");
-  EXPECT_DEATH(get_pair_pos("12", 0), "Assertion `regexp\\[ch_id\\] == '\\(' \\|\\| regexp\\[ch_id\\] == '\\)'' failed");
+  EXPECT_DEATH(get_pair_pos("12", 0),
+               "Assertion `regexp\\[ch_id\\] == '\\(' \\|\\| regexp\\[ch_id\\] == '\\)'' failed");
   EXPECT_DEATH(add_dstring_param(nullptr, nullptr, nullptr), "Assertion `dstring' failed");
 }
 

@@ -243,8 +243,8 @@ std::vector<Case> length_cases() {
 // Patterns the engine refuses never match anything.
 std::vector<Case> invalid_pattern_cases() {
   std::vector<Case> cases;
-  for (const char* pattern : {"", ".", "..", "1..2", "[1-]", "[-1]", "[1", "1]", "([1)]", "[1--2]", "[1-,2]",
-                              "[1,-2]", "1.().2", ".().1", "1.().", ".()", "().", "[1.2]", "[1(]", "[)]"}) {
+  for (const char* pattern : {"",       ".",      "..",     "1..2",  "[1-]",  "[-1]", "[1",  "1]",    "([1)]", "[1--2]",
+                              "[1-,2]", "[1,-2]", "1.().2", ".().1", "1.().", ".()",  "().", "[1.2]", "[1(]",  "[)]"}) {
     for (const char* number : {"", "1", "12", "1.2", "()", "[1]"}) cases.push_back({pattern, number, "x", 0, ""});
   }
   return cases;
@@ -268,8 +268,7 @@ TEST_P(DialplanTable, VerdictAndRewriteAreAsTheGrammarSays) {
   std::memset(out, '#', sizeof out);
   out[sizeof out - 1] = '\0';
   const std::string untouched(out);
-  EXPECT_EQ(dialplan_check_replace(c.pattern.c_str(), c.templ.c_str(), c.number.c_str(), out, sizeof out),
-            c.matches);
+  EXPECT_EQ(dialplan_check_replace(c.pattern.c_str(), c.templ.c_str(), c.number.c_str(), out, sizeof out), c.matches);
   EXPECT_EQ(std::string(out), c.matches ? c.out : untouched);
 
   regexp* re = dialplan_regexp_format(c.pattern.c_str());

@@ -27,8 +27,7 @@ std::string binding(int real_key, const char* key, const char* type, const char*
 }
 
 void write_bindings(const std::string& hot, const std::string& line) {
-  const std::string text =
-      R"({"Hotkey_hotKey":{"data":[)" + hot + R"(]},"Hotkey_lineKey":{"data":[)" + line + "]}}";
+  const std::string text = R"({"Hotkey_hotKey":{"data":[)" + hot + R"(]},"Hotkey_lineKey":{"data":[)" + line + "]}}";
   json_object* o = json_tokener_parse(text.c_str());
   ASSERT_NE(o, nullptr) << text;
   ASSERT_EQ(write_gnl_config_json(kFile, o), 0);

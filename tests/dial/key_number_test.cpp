@@ -55,11 +55,13 @@ void write_buttons(const std::string& key_object, int dh, int dm, int nh, int nm
   add("StartDaytimeMinutes", dm);
   add("StartNightHours", nh);
   add("StartNightMinutes", nm);
-  write_json("default/settinglist.cfg",
-             R"({"SettingKeyType":{"KEY_gpio53_key":)" + key_object +
-                 R"(,"KEY_gpio6_key":{"KeyType":"3","Line":"2","Value":"8001","DtmfValue":"55"},)"
-                 R"("KEY_LONG_gpio54_key":{"KeyType":"4","Line":"1","Value":"700","DtmfValue":"","CallButtonNight":"701"}},)"
-                 R"("SettingGpioKey":{)" + times + "}}");
+  write_json(
+      "default/settinglist.cfg",
+      R"({"SettingKeyType":{"KEY_gpio53_key":)" + key_object +
+          R"(,"KEY_gpio6_key":{"KeyType":"3","Line":"2","Value":"8001","DtmfValue":"55"},)"
+          R"("KEY_LONG_gpio54_key":{"KeyType":"4","Line":"1","Value":"700","DtmfValue":"","CallButtonNight":"701"}},)"
+          R"("SettingGpioKey":{)" +
+          times + "}}");
 }
 
 const char* kDayNight = R"({"KeyType":"213","Line":"1","Value":"1002","DtmfValue":"9","CallButtonNight":"1003"})";

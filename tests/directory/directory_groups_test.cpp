@@ -35,7 +35,8 @@ long file_size() {
 }
 
 void put_file(const std::string& bytes) {
-  std::ofstream(kFile, std::ios::binary | std::ios::trunc).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  std::ofstream(kFile, std::ios::binary | std::ios::trunc)
+      .write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
 }
 
 GroupRecord group(int32_t id, const char* name, int32_t ring = 0) {

@@ -128,7 +128,8 @@ TEST(Replies, ACountBeyondTheRecordsThatCameIsCutToThem) {
 TEST(Replies, ALengthWordBeyondTheDatagramIsCutToIt) {
   // 3 records come, the length word claims 32000 bytes and the count 90.
   DirectoryStandIn service([](const Datagram& r) {
-    Datagram out = DirectoryStandIn::list_reply(r, {contact(1, "A", "1"), contact(2, "B", "2"), contact(3, "C", "3")}, 90);
+    Datagram out =
+        DirectoryStandIn::list_reply(r, {contact(1, "A", "1"), contact(2, "B", "2"), contact(3, "C", "3")}, 90);
     const uint16_t claimed = 32000;
     std::memcpy(out.data() + 74, &claimed, sizeof claimed);
     return out;

@@ -20,8 +20,8 @@ using phonecore::testing::WireBytes;
 namespace {
 
 constexpr uint16_t kContacts = 0x1007, kHistory = 0x1009, kBlock = 0x100A, kAllow = 0x100B;
-constexpr uint16_t kGet = 0x2002, kAdd = 0x2003, kDelete = 0x2006, kChange = 0x2007, kFind = 0x2008,
-                   kFindName = 0x2009, kMigrate = 0x200A;
+constexpr uint16_t kGet = 0x2002, kAdd = 0x2003, kDelete = 0x2006, kChange = 0x2007, kFind = 0x2008, kFindName = 0x2009,
+                   kMigrate = 0x200A;
 
 // The one datagram that a call sent.
 class Requests : public ::testing::Test {
@@ -39,7 +39,8 @@ TEST_F(Requests, ContactAddIs441BytesWithOneRecord) {
   ASSERT_EQ(local_cantacts_add("Zhang Wei", "5550100", "5550101", "5550102", "note", 7, 8, 9), 0);
   const Datagram d = only();
   EXPECT_EQ(d.size(), 441u);
-  EXPECT_EQ(d, WireBytes::record(kContacts, kAdd, 0, "Zhang Wei", "5550100", "5550101", "5550102", "note", 7, 8, 9).bytes());
+  EXPECT_EQ(
+      d, WireBytes::record(kContacts, kAdd, 0, "Zhang Wei", "5550100", "5550101", "5550102", "note", 7, 8, 9).bytes());
 }
 
 TEST_F(Requests, ContactChangeCarriesTheId) {

@@ -25,9 +25,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-double seconds_since(Clock::time_point start) {
-  return std::chrono::duration<double>(Clock::now() - start).count();
-}
+double seconds_since(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
 
 TEST(SilentService, CallsGiveUpAfterFiveSecondsWithMinus1) {
   DirectoryStandIn service([](const Datagram&) { return Datagram{}; });

@@ -13,8 +13,7 @@ class WireBytes {
  public:
   // A frame of payload_length bytes of payload: 76 + length + 1 bytes, all
   // zero but magic, list type, command, class and the length word.
-  WireBytes(uint16_t list_type, uint16_t command, uint16_t payload_length)
-      : bytes_(76u + payload_length + 1u, 0) {
+  WireBytes(uint16_t list_type, uint16_t command, uint16_t payload_length) : bytes_(76u + payload_length + 1u, 0) {
     u16(0, 0x05FF);
     u16(2, list_type);
     u16(4, command);

@@ -79,10 +79,8 @@ class FileInPlace {
     write(content);
   }
   ~FileInPlace() {
-    if (before_)
-      write(*before_);
-    else
-      std::remove(path_.c_str());
+    if (before_) write(*before_);
+    else std::remove(path_.c_str());
   }
   void write(const std::string& content) const { std::ofstream(path_, std::ios::binary | std::ios::trunc) << content; }
 

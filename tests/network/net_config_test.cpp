@@ -21,11 +21,11 @@
 #include "support/raw_session.h"
 
 using phonecore::testing::calls_log;
+using phonecore::testing::commands_heard;
 using phonecore::testing::FactoryFiles;
 using phonecore::testing::FileInPlace;
 using phonecore::testing::NetPeer;
 using phonecore::testing::NetRequest;
-using phonecore::testing::commands_heard;
 using phonecore::testing::RawSession;
 using phonecore::testing::slurp;
 using phonecore::testing::text_at;
@@ -181,7 +181,7 @@ TEST_F(NetConfig, VlanOffGivesModeZeroAndVlanidZero) {
 }
 
 TEST_F(NetConfig, VlanPriorityRule) {
-  const std::pair<const char*, const char*> rows[] = {{"9", "7"}, {"12", "0"}, {"", "0"}, {"a", "0"},
+  const std::pair<const char*, const char*> rows[] = {{"9", "7"}, {"12", "0"}, {"", "0"},  {"a", "0"},
                                                       {"0", "0"}, {"7", "7"},  {"8", "8"}, {"3", "3"}};
   for (auto [given, stored] : rows) {
     int sw = 0;
@@ -232,8 +232,7 @@ TEST_F(NetConfig, LldpOffUndoesTheLearntVlan) {
   ASSERT_GE(calls.size(), calls_before + 1);
   EXPECT_EQ(calls.back(), "vconfig rem br0.5");
   EXPECT_EQ(peer.requests(), (std::vector<NetRequest>{{kNic, kMode, 12, 89, 0, "0"}, {kNic, kMode, 12, 89, 2, "44"}}));
-  EXPECT_EQ(commands_heard(listener),
-            (std::vector<std::string>{command("start_network"), command("startSomething")}));
+  EXPECT_EQ(commands_heard(listener), (std::vector<std::string>{command("start_network"), command("startSomething")}));
   int enable = -1, interval = -1;
   EXPECT_EQ(api_config_get_lldp(&enable, &interval), 0);
   EXPECT_EQ(enable, 0);
@@ -267,8 +266,7 @@ TEST_F(NetConfig, LldpOffWithoutTheLearntKeyRunsNothingButSendsBoth) {
   std::remove("/tmp/lldp_get_vlan.txt");
   EXPECT_EQ(calls_log().size(), calls_before);
   EXPECT_EQ(peer.count(), 0);
-  EXPECT_EQ(commands_heard(listener),
-            (std::vector<std::string>{command("start_network"), command("startSomething")}));
+  EXPECT_EQ(commands_heard(listener), (std::vector<std::string>{command("start_network"), command("startSomething")}));
 }
 
 TEST_F(NetConfig, LldpReadWithoutTheFile) {
@@ -364,8 +362,7 @@ TEST_F(NetConfig, FourGFlagAndTouchFiles) {
 TEST_F(NetConfig, L2tpCredentials) {
   mkdir("/appconfigs/etc/ppp", 0755);
   mkdir("/appconfigs/etc/xl2tpd", 0755);
-  std::ofstream("/appconfigs/etc/ppp/options.l2tp.conf")
-      << "noauth\nname olduser\npassword oldpass\nmtu 1410\n";
+  std::ofstream("/appconfigs/etc/ppp/options.l2tp.conf") << "noauth\nname olduser\npassword oldpass\nmtu 1410\n";
   std::ofstream("/appconfigs/etc/xl2tpd/xl2tpd.conf") << "[lac eft-ipsec]\nlns = 1.1.1.1\n";
   EXPECT_EQ(l2tp_channge_username_password("198.51.100.9", "alice", "s3cret"), 0);
   EXPECT_EQ(slurp("/appconfigs/etc/ppp/options.l2tp.conf"), "noauth\nname alice\npassword s3cretmtu 1410\n");

@@ -3,9 +3,9 @@
 // program; and the descriptors and memory of a process that makes the
 // calls many times.
 
-#include <gtest/gtest.h>
 #include <arpa/inet.h>
 #include <dirent.h>
+#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>

@@ -290,8 +290,7 @@ TEST(Ipv6, LastAddressWins) {
   ifaddrs* list = nullptr;
   ASSERT_EQ(getifaddrs(&list), 0);
   for (ifaddrs* i = list; i != nullptr; i = i->ifa_next) {
-    if (i->ifa_addr == nullptr || i->ifa_addr->sa_family != AF_INET6 || std::strcmp(i->ifa_name, "eth0") != 0)
-      continue;
+    if (i->ifa_addr == nullptr || i->ifa_addr->sa_family != AF_INET6 || std::strcmp(i->ifa_name, "eth0") != 0) continue;
     const in6_addr& a = reinterpret_cast<sockaddr_in6*>(i->ifa_addr)->sin6_addr;
     if (IN6_IS_ADDR_LINKLOCAL(&a)) continue;
     char text[INET6_ADDRSTRLEN];
@@ -399,7 +398,7 @@ TEST(Signal, FileValues) {
   const char* path = "/tmp/power_4g.cfg";
   std::remove(path);
   EXPECT_EQ(api_get_signal_strength_network_4g(), 0);  // missing: 99
-  const std::pair<const char*, int> rows[] = {{"0", 0},  {"1", 1},  {"12", 2}, {"13", 3},  {"31", 4},
+  const std::pair<const char*, int> rows[] = {{"0", 0},  {"1", 1},   {"12", 2},       {"13", 3},      {"31", 4},
                                               {"32", 0}, {"abc", 0}, {"12345678", 0}, {"0000031", 4}, {"22\n", 4}};
   for (auto [text, bars] : rows) {
     FileInPlace file(path, text);

@@ -14,9 +14,7 @@ namespace {
 
 int bits(std::array<uint8_t, 16> mask) { return cale_prefix_len(mask.data()); }
 
-TEST(PrefixLength, SixtyFourOnes) {
-  EXPECT_EQ(bits({0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff}), 64);
-}
+TEST(PrefixLength, SixtyFourOnes) { EXPECT_EQ(bits({0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff}), 64); }
 
 TEST(PrefixLength, PartialByteAddsItsBits) {
   EXPECT_EQ(bits({0xff, 0xff, 0xfe}), 23);
@@ -76,8 +74,20 @@ TEST(NameServers, WhichAreKept) {
 }
 
 TEST(Signal, Bars) {
-  const std::array<std::array<int, 2>, 14> rows{{{0, 0}, {1, 1}, {3, 1}, {4, 2}, {12, 2}, {13, 3}, {21, 3},
-                                                 {22, 4}, {31, 4}, {32, 0}, {99, 0}, {-1, 0}, {1234567, 0}, {2, 1}}};
+  const std::array<std::array<int, 2>, 14> rows{{{0, 0},
+                                                 {1, 1},
+                                                 {3, 1},
+                                                 {4, 2},
+                                                 {12, 2},
+                                                 {13, 3},
+                                                 {21, 3},
+                                                 {22, 4},
+                                                 {31, 4},
+                                                 {32, 0},
+                                                 {99, 0},
+                                                 {-1, 0},
+                                                 {1234567, 0},
+                                                 {2, 1}}};
   for (auto [value, expected] : rows) EXPECT_EQ(pn::signal_bars(value), expected) << value;
 }
 

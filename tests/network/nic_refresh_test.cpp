@@ -137,9 +137,9 @@ TEST_F(NicRefresh, ModeCarriesTwelveBytes) {
   EXPECT_EQ(client_set_network_mode(1, "1234567890"), 0);
   EXPECT_EQ(client_set_network_mode(3, nullptr), 0);
   EXPECT_EQ(peer.requests(), (std::vector<NetRequest>{{kCategoryNic, kNicSetMode, 12, 89, 2, "100"},
-                                                       {kCategoryNic, kNicSetMode, 12, 89, 0, "0"},
-                                                       {kCategoryNic, kNicSetMode, 12, 89, 1, "12345678"},
-                                                       {kCategoryNic, kNicSetMode, 12, 89, 3, ""}}));
+                                                      {kCategoryNic, kNicSetMode, 12, 89, 0, "0"},
+                                                      {kCategoryNic, kNicSetMode, 12, 89, 1, "12345678"},
+                                                      {kCategoryNic, kNicSetMode, 12, 89, 3, ""}}));
 }
 
 // The result says only whether a reply came.

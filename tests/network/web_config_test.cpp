@@ -16,8 +16,8 @@
 #include "support/raw_session.h"
 
 using phonecore::testing::calls_log;
-using phonecore::testing::FactoryFiles;
 using phonecore::testing::commands_heard;
+using phonecore::testing::FactoryFiles;
 using phonecore::testing::RawSession;
 using phonecore::testing::slurp;
 using phonecore::testing::text_at;
@@ -28,7 +28,6 @@ constexpr const char* kWorking = "/appconfigs/lighttpd.conf";
 const std::string kTemplates = "/customer/etc/lighttpd/";
 
 json_object* file_json(const std::string& name) { return json_tokener_parse(slurp("/appconfigs/" + name).c_str()); }
-
 
 void put_file(const std::string& name, const std::string& text) { std::ofstream("/appconfigs/" + name) << text; }
 
@@ -144,9 +143,8 @@ TEST_F(Web, TemplatesByState) {
     const char* file;
   };
   // From the factory state (both on, 80 and 443), each side changed.
-  const Row rows[] = {{0, 0, "lighttpd.conf.no.http.no.https"},
-                      {1, 0, "lighttpd.conf.no.https"},
-                      {0, 1, "lighttpd.conf.no.http"}};
+  const Row rows[] = {
+      {0, 0, "lighttpd.conf.no.http.no.https"}, {1, 0, "lighttpd.conf.no.https"}, {0, 1, "lighttpd.conf.no.http"}};
   for (const Row& r : rows) {
     settle_restarts();
     ASSERT_TRUE(files.restore());

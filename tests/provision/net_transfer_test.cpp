@@ -189,8 +189,8 @@ TEST_F(Transfer, AnErrorStatusFailsAndLeavesAnEmptyFile) {
 
 TEST_F(Transfer, AClosedPortFails) {
   int result = 1;
-  const std::string out = printed(
-      [] { return vorn_net_download("http://127.0.0.1:1/x", kLocal.c_str(), "", "", 10, 0, nullptr); }, result);
+  const std::string out =
+      printed([] { return vorn_net_download("http://127.0.0.1:1/x", kLocal.c_str(), "", "", 10, 0, nullptr); }, result);
   EXPECT_EQ(result, 0);
   EXPECT_NE(out.find("tolk_provision DOWN ERROR:7-->"), std::string::npos) << out;
 }
@@ -245,8 +245,8 @@ TEST_F(Transfer, ThePlainDownloadTakesA302AsDone) {
 
 TEST_F(Transfer, Any3xxOtherThan302IsAFinishedTransfer) {
   char target[64] = "";
-  EXPECT_EQ(vorn_net_download302(HttpPeer::url("/status/301").c_str(), kLocal.c_str(), "", "", 10, 0, nullptr,
-                                 target, sizeof target),
+  EXPECT_EQ(vorn_net_download302(HttpPeer::url("/status/301").c_str(), kLocal.c_str(), "", "", 10, 0, nullptr, target,
+                                 sizeof target),
             1);
   EXPECT_EQ(slurp(kLocal), "status 301\n");
 }

@@ -70,12 +70,22 @@ std::vector<std::string> items() {
 }
 
 TEST(PhonecfgAccountLoad, FiveThousandItemsLeaveDescriptorsAndMemoryFlatAndFilesParsing) {
-  const std::vector<const char*> names{"voip.cfg",   "default/voiplist.cfg",     "default/function.cfg",
-                                       "default/settinglist.cfg", "system.cfg", "default/addresslist.cfg",
-                                       "hal.cfg",    "default/programing_key.cfg"};
-  FactoryFiles files{"voip.cfg",   "default/voiplist.cfg",     "default/function.cfg",
-                     "default/settinglist.cfg", "system.cfg", "default/addresslist.cfg",
-                     "hal.cfg",    "default/programing_key.cfg"};
+  const std::vector<const char*> names{"voip.cfg",
+                                       "default/voiplist.cfg",
+                                       "default/function.cfg",
+                                       "default/settinglist.cfg",
+                                       "system.cfg",
+                                       "default/addresslist.cfg",
+                                       "hal.cfg",
+                                       "default/programing_key.cfg"};
+  FactoryFiles files{"voip.cfg",
+                     "default/voiplist.cfg",
+                     "default/function.cfg",
+                     "default/settinglist.cfg",
+                     "system.cfg",
+                     "default/addresslist.cfg",
+                     "hal.cfg",
+                     "default/programing_key.cfg"};
   ASSERT_TRUE(files.restore());
   const std::vector<std::string> all = items();
   constexpr int kWarmUp = 200;

@@ -24,8 +24,8 @@ namespace {
 
 using phonecore::testing::ConfigPeer;
 using phonecore::testing::ConfigRequest;
-using phonecore::testing::shapes;
 using phonecore::testing::FactoryFiles;
+using phonecore::testing::shapes;
 using phonecore::testing::slurp;
 using phonecore::testing::text_at_pointer;
 namespace pc = phonecore::phonecfg;
@@ -68,11 +68,18 @@ std::string pointer_of(const pc::Member& m, int index) {
   const std::string at = "/" + std::to_string(index);
   std::string p = std::string("/") + m.section;
   switch (m.place) {
-    case pc::Place::kSection: break;
-    case pc::Place::kElement: p += at; break;
-    case pc::Place::kCredential: p += at + "/cred_acc/0"; break;
+    case pc::Place::kSection:
+      break;
+    case pc::Place::kElement:
+      p += at;
+      break;
+    case pc::Place::kCredential:
+      p += at + "/cred_acc/0";
+      break;
     case pc::Place::kData:
-    case pc::Place::kGrow: p += "/data" + at; break;
+    case pc::Place::kGrow:
+      p += "/data" + at;
+      break;
   }
   return p + "/" + m.member;
 }
@@ -169,8 +176,7 @@ TEST_F(PhonecfgAccount, EachSuffixHasItsOwnMember) {
        "sip.example.org"},
       {"Account2.Auto_answer=1", "default/voiplist.cfg", "/SipBase/1/AccountAutoAnswerSwitch", "1"},
       {"Account2.Anonymous_call=1", "default/voiplist.cfg", "/SipBase/1/AccountAnonymousCallSwitch", "1"},
-      {"Account2.Reject_anonymous_call=1", "default/voiplist.cfg", "/SipBase/1/AccountRejectAnonymousCallSwitch",
-       "1"},
+      {"Account2.Reject_anonymous_call=1", "default/voiplist.cfg", "/SipBase/1/AccountRejectAnonymousCallSwitch", "1"},
       {"Account3.Subscribe_mwi=1", "default/voiplist.cfg", "/SipAdvance/2/AccountSubsribeMWI", "1"},
       {"Account3.Voice_mail.Number=*97", "default/voiplist.cfg", "/SipAdvance/2/AccountVoiceMailNumber", "*97"},
       {"Account3.Subscribe_mwi_expires=3600", "default/voiplist.cfg", "/SipAdvance/2/AccountSubscribeMWIExpire",

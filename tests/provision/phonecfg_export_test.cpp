@@ -31,10 +31,15 @@ constexpr const char* kAnswer = "/tmp/phonecfg.ini";
 constexpr const char* kScratch = "/tmp/phonecfg_tmp.ini";
 
 // The sources in the order the export reads them.
-const std::vector<std::string> kSources{
-    "default/voiplist.cfg",    "system.cfg",           "default/programing_key.cfg",
-    "default/addresslist.cfg", "default/settinglist.cfg", "default/function.cfg",
-    "network.cfg",             "default/internet.cfg", "tr069.cfg"};
+const std::vector<std::string> kSources{"default/voiplist.cfg",
+                                        "system.cfg",
+                                        "default/programing_key.cfg",
+                                        "default/addresslist.cfg",
+                                        "default/settinglist.cfg",
+                                        "default/function.cfg",
+                                        "network.cfg",
+                                        "default/internet.cfg",
+                                        "tr069.cfg"};
 
 std::vector<ConfigRequest> reads_of(size_t sources) {
   std::vector<ConfigRequest> out;
@@ -63,11 +68,10 @@ std::vector<Where> every_key_word() {
     }
   };
   const std::string voiplist = "default/voiplist.cfg";
-  for (const char* member :
-       {"AccountUserName", "AccountPassword", "AccountDisplayName", "AccountRegisterName", "AccountLabel",
-        "AccountEnable", "SIP1ServerAddr", "SIP1ServerAddrPort", "SIP1HeartbeatMessage", "SIP1RetryCount",
-        "SIP1Transport", "SIP2ServerAddr", "SIP2ServerAddrPort", "SIP2HeartbeatMessage", "SIP2RetryCount",
-        "SIP2Transport"})
+  for (const char* member : {"AccountUserName", "AccountPassword", "AccountDisplayName", "AccountRegisterName",
+                             "AccountLabel", "AccountEnable", "SIP1ServerAddr", "SIP1ServerAddrPort",
+                             "SIP1HeartbeatMessage", "SIP1RetryCount", "SIP1Transport", "SIP2ServerAddr",
+                             "SIP2ServerAddrPort", "SIP2HeartbeatMessage", "SIP2RetryCount", "SIP2Transport"})
     indexed("Account", member, voiplist, {"AccountRegister", "#", member}, 1);
   indexed("Account", "Anonymous_call", voiplist, {"SipBase", "#", "AccountAnonymousCallSwitch"}, 1);
   indexed("Account", "Reject_anonymous_call", voiplist, {"SipBase", "#", "AccountRejectAnonymousCallSwitch"}, 1);
@@ -84,16 +88,24 @@ std::vector<Where> every_key_word() {
   };
   plain("Language.Lcd", "system.cfg", {"systeminfo", "lang"});
   plain("Phone.LcdBackLight_level", "system.cfg", {"hardware", "bk_light_l_active"});
-  const std::pair<const char*, const char*> ldap[] = {
-      {"Enable", "LdapSwitch"},         {"Label", "LdapName"},
-      {"Name_filter", "LdapNameFilter"}, {"Number_filter", "LdapNumberFilter"},
-      {"Tls_mode", "LDAPTLSMode"},      {"Server", "LdapServer"},
-      {"Port", "LdapPort"},             {"Base", "LDAPbase"},
-      {"User", "LdapUserName"},         {"Password", "LdapUserPassword"},
-      {"max_hits", "LdapMaxHits"},      {"Name_attr", "LdapNameAttr"},
-      {"Number_attr", "LdapNumberAttr"}, {"Display_name", "LdapResultDisplayName"},
-      {"Version", "LdapProtocolVersion"}, {"Call_in_lookup", "LdapCallInSearchSwitch"},
-      {"call_out_lookup", "LDAPCallOutLookup"}, {"Sort_enable", "LdapSortSwitch"}};
+  const std::pair<const char*, const char*> ldap[] = {{"Enable", "LdapSwitch"},
+                                                      {"Label", "LdapName"},
+                                                      {"Name_filter", "LdapNameFilter"},
+                                                      {"Number_filter", "LdapNumberFilter"},
+                                                      {"Tls_mode", "LDAPTLSMode"},
+                                                      {"Server", "LdapServer"},
+                                                      {"Port", "LdapPort"},
+                                                      {"Base", "LDAPbase"},
+                                                      {"User", "LdapUserName"},
+                                                      {"Password", "LdapUserPassword"},
+                                                      {"max_hits", "LdapMaxHits"},
+                                                      {"Name_attr", "LdapNameAttr"},
+                                                      {"Number_attr", "LdapNumberAttr"},
+                                                      {"Display_name", "LdapResultDisplayName"},
+                                                      {"Version", "LdapProtocolVersion"},
+                                                      {"Call_in_lookup", "LdapCallInSearchSwitch"},
+                                                      {"call_out_lookup", "LDAPCallOutLookup"},
+                                                      {"Sort_enable", "LdapSortSwitch"}};
   for (const auto& [word, member] : ldap)
     plain(std::string("LDAP.") + word, "default/addresslist.cfg", {"MaillistLDAP", member});
   const std::string settings = "default/settinglist.cfg";
@@ -212,9 +224,15 @@ class PhonecfgExport : public ::testing::Test {
     fs::remove_all("/tmp/other.ini", ec);
   }
 
-  FactoryFiles files_{"default/voiplist.cfg",    "system.cfg",           "default/programing_key.cfg",
-                      "default/addresslist.cfg", "default/settinglist.cfg", "default/function.cfg",
-                      "network.cfg",             "default/internet.cfg", "tr069.cfg",
+  FactoryFiles files_{"default/voiplist.cfg",
+                      "system.cfg",
+                      "default/programing_key.cfg",
+                      "default/addresslist.cfg",
+                      "default/settinglist.cfg",
+                      "default/function.cfg",
+                      "network.cfg",
+                      "default/internet.cfg",
+                      "tr069.cfg",
                       "quorbit_ota.cfg"};
   ConfigPeer config_;
 };
@@ -267,8 +285,9 @@ TEST_F(PhonecfgExport, TheWholeAnswerFromTheFactoryFiles) {
   for (int i = 1; i <= 10; ++i)
     config += "Dialplan.Block_out.BlockOut" + std::to_string(i) + " = \nDialplan.Block_out.Account" +
               std::to_string(i) + " = \n";
-  config += "Dialplan.Area_code.Code = \nDialplan.Area_code.Min_len = 0\nDialplan.Area_code.Max_len = 15\n"
-            "Dialplan.Area_code.Line_id = \n";
+  config +=
+      "Dialplan.Area_code.Code = \nDialplan.Area_code.Min_len = 0\nDialplan.Area_code.Max_len = 15\n"
+      "Dialplan.Area_code.Line_id = \n";
 
   std::string accounts = "[Accounts]\n";
   for (int n = 1; n <= 4; ++n) {

@@ -112,8 +112,7 @@ TEST(PhonecfgExportTable, EveryWordOnceAndFoundAgain) {
     keys += row != nullptr;
     groups += pc::find_group_word(w) != nullptr;
     specials += pc::find_special_word(w) != nullptr;
-    EXPECT_EQ((row != nullptr) + (pc::find_group_word(w) != nullptr) + (pc::find_special_word(w) != nullptr), 1)
-        << w;
+    EXPECT_EQ((row != nullptr) + (pc::find_group_word(w) != nullptr) + (pc::find_special_word(w) != nullptr), 1) << w;
     if (row != nullptr && pc::indexed(row->word)) {
       EXPECT_GE(index, 1) << w;
       EXPECT_LE(index, 4) << w;
@@ -172,9 +171,9 @@ TEST(PhonecfgExportTable, TheNetworkWordsReadWhatTheImportWrites) {
     EXPECT_STREQ(pc::source_path(row->source), pc::target_path(key.store.target)) << key.key;
     EXPECT_STREQ(row->section, key.store.section) << key.key;
     EXPECT_STREQ(row->member, key.store.member) << key.key;
-    const pc::Print expected = key.export_form == pc::ExportForm::kSpacedTwice            ? pc::Print::kTwice
+    const pc::Print expected = key.export_form == pc::ExportForm::kSpacedTwice             ? pc::Print::kTwice
                                : key.export_form == pc::ExportForm::kSpacedZeroWhenMissing ? pc::Print::kZeroWhenMissing
-                                                                                            : pc::Print::kPlain;
+                                                                                           : pc::Print::kPlain;
     EXPECT_EQ(row->print, expected) << key.key;
   }
 }
@@ -315,10 +314,12 @@ TEST(PhonecfgExportGroups, TheNumberCountsRulesPassedOver) {
             "Dialplan.Replace_Rule.Prefix2 = 8\n"
             "Dialplan.Replace_Rule.Replace2 = \n"
             "Dialplan.Replace_Rule.Account2 = 2\n");
-  EXPECT_EQ(group_of("Dialplan.Dial_now",
-                     R"({"DialplanDialnow":{"data":[{"Account":"1","key":"1"},{},{"RealTimeDialingRules":"1xx","Account":"0"}]}})"),
-            "Dialplan.Dial_now.Rule3 = 1xx\n"
-            "Dialplan.Dial_now.Account3 = 0\n");
+  EXPECT_EQ(
+      group_of(
+          "Dialplan.Dial_now",
+          R"({"DialplanDialnow":{"data":[{"Account":"1","key":"1"},{},{"RealTimeDialingRules":"1xx","Account":"0"}]}})"),
+      "Dialplan.Dial_now.Rule3 = 1xx\n"
+      "Dialplan.Dial_now.Account3 = 0\n");
 }
 
 TEST(PhonecfgExportGroups, OnlyTheFirstFiveRules) {
@@ -390,8 +391,8 @@ TEST(PhonecfgExportSpecial, EightLinesForEachOfFourAccounts) {
                            "SIP1ServerAddrPort", "SIP2ServerAddr", "SIP2ServerAddrPort"})
     expected += std::string("Account2.") + name + "=(null)\n";
   for (int n = 3; n <= 4; ++n)
-    for (const char* name : {"AccountEnable", "AccountLabel", "AccountDisplayName", "AccountUserName",
-                             "SIP1ServerAddr", "SIP1ServerAddrPort", "SIP2ServerAddr", "SIP2ServerAddrPort"})
+    for (const char* name : {"AccountEnable", "AccountLabel", "AccountDisplayName", "AccountUserName", "SIP1ServerAddr",
+                             "SIP1ServerAddrPort", "SIP2ServerAddr", "SIP2ServerAddrPort"})
       expected += "Account" + std::to_string(n) + "." + name + "=(null)\n";
   EXPECT_EQ(out, expected);
   EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 33);

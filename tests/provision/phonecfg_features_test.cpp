@@ -99,9 +99,9 @@ TEST_F(PhonecfgFeatures, EveryFunctionKeyLandsInItsMember) {
 
 TEST_F(PhonecfgFeatures, TwoKeysFeedMembersOfOtherNames) {
   EXPECT_EQ(after("Features.key_as_send=2", "default/function.cfg", "/FeatureGnlInfor/AutoRedialSwitch"), "2");
-  EXPECT_EQ(after("PowerLED.Talk/Dial_Power_Light_on=1", "default/function.cfg",
-                  "/FeaturePowerLed/TalkPowerLightFlash"),
-            "1");
+  EXPECT_EQ(
+      after("PowerLED.Talk/Dial_Power_Light_on=1", "default/function.cfg", "/FeaturePowerLed/TalkPowerLightFlash"),
+      "1");
   EXPECT_EQ(text_at_pointer("default/function.cfg", "/FeatureGnlInfor/key_as_send"), "<absent>");
   EXPECT_EQ(text_at_pointer("default/function.cfg", "/FeaturePowerLed/TalkPowerLightOn"), "<absent>");
 }

@@ -108,7 +108,7 @@ TEST(PhonecfgLineQuirk, AmpersandIsDroppedOnlyBeforeTheFirstStoredCharacter) {
   EXPECT_EQ(read("&k=v").key, "k");
   EXPECT_EQ(read("&&k=v").key, "k");
   EXPECT_EQ(read(" & k=v").key, "k");
-  EXPECT_EQ(read("=&v").value, "v");   // nothing stored yet
+  EXPECT_EQ(read("=&v").value, "v");  // nothing stored yet
   EXPECT_EQ(read("k&=v").key, "k&");  // after the first stored character
   EXPECT_EQ(read("k=&v").value, "&v");
   EXPECT_EQ(read("k=v&w").value, "v&w");
@@ -170,9 +170,9 @@ TEST(PhonecfgLine, TheExportedReaderFillsTheProcessBuffers) {
 TEST(PhonecfgPredicates, Ipv4AddressBoundaries) {
   for (const char* good : {"1.2.3.4", "10.0.0.1", "255.255.255.255", "192.168.1.0", "9.0.0.0"})
     EXPECT_EQ(is_ipv4_addr(good), 0) << good;
-  for (const char* bad : {"256.1.1.1", "1.2.3.4.5", "1..2.3", "1.2.3.4 ", "0.0.0.0", "010.1.1.1", "10.00.0.1",
-                          "1.2.3", "1.2.3.", ".1.2.3", "1.2.3.1000", "1.2.3.256", "a.b.c.d", "", " 1.2.3.4",
-                          "1.2.3.04", "1.2.3.4\r"})
+  for (const char* bad :
+       {"256.1.1.1", "1.2.3.4.5", "1..2.3", "1.2.3.4 ", "0.0.0.0", "010.1.1.1", "10.00.0.1", "1.2.3", "1.2.3.",
+        ".1.2.3", "1.2.3.1000", "1.2.3.256", "a.b.c.d", "", " 1.2.3.4", "1.2.3.04", "1.2.3.4\r"})
     EXPECT_EQ(is_ipv4_addr(bad), -1) << bad;
   EXPECT_EQ(is_ipv4_addr(nullptr), -1);
 }

@@ -25,10 +25,10 @@ namespace {
 
 using phonecore::testing::ConfigPeer;
 using phonecore::testing::ConfigRequest;
-using phonecore::testing::shapes;
 using phonecore::testing::FactoryFiles;
 using phonecore::testing::NetPeer;
 using phonecore::testing::NetRequest;
+using phonecore::testing::shapes;
 using phonecore::testing::slurp;
 using phonecore::testing::text_at;
 namespace pc = phonecore::phonecfg;
@@ -78,19 +78,10 @@ class PhonecfgNetwork : public ::testing::Test {
     return r;
   }
 
-  FactoryFiles files_{"network.cfg",
-                      "tr069.cfg",
-                      "default/internet.cfg",
-                      "status.cfg",
+  FactoryFiles files_{"network.cfg", "tr069.cfg", "default/internet.cfg", "status.cfg",
                       // The account handler's files, which the other groups' keys rewrite.
-                      "voip.cfg",
-                      "default/voiplist.cfg",
-                      "default/function.cfg",
-                      "default/settinglist.cfg",
-                      "system.cfg",
-                      "default/addresslist.cfg",
-                      "hal.cfg",
-                      "default/programing_key.cfg"};
+                      "voip.cfg", "default/voiplist.cfg", "default/function.cfg", "default/settinglist.cfg",
+                      "system.cfg", "default/addresslist.cfg", "hal.cfg", "default/programing_key.cfg"};
   ConfigPeer config_;
   NetPeer net_;
 };
@@ -111,11 +102,12 @@ TEST_F(PhonecfgNetwork, EveryKeyLandsInItsMemberWithTheFullRecordAndOneModeDatag
       {"Network.Wan.dns2=8.8.4.4", "network.cfg", {"wan", "dns2"}, "8.8.4.4"},
       {"Static.TR069.Enable=1", "tr069.cfg", {"local", "enable"}, "1"},
       {"Static.NatStun.Enable=1", "default/internet.cfg", {"NetworkNAT", "NatSTUNSwitch"}, "1"},
-      {"Static.NatStun.Server=stun.example.org", "default/internet.cfg", {"NetworkNAT", "NatSTUNServer"},
+      {"Static.NatStun.Server=stun.example.org",
+       "default/internet.cfg",
+       {"NetworkNAT", "NatSTUNServer"},
        "stun.example.org"},
       {"Static.NatStun.Port=3479", "default/internet.cfg", {"NetworkNAT", "NatSTUNPort"}, "3479"},
-      {"Static.Network.PcPort.Enable=disabled", "default/internet.cfg", {"NetworkPCPort", "PCPortActive"},
-       "disabled"},
+      {"Static.Network.PcPort.Enable=disabled", "default/internet.cfg", {"NetworkPCPort", "PCPortActive"}, "disabled"},
       {"Static.Network.Vlan.Wan.Enable=1", "default/internet.cfg", {"NetworkAdvanced", "VlanWanSwitch"}, "1"},
       {"Static.Network.Vlan.Wan.Vid=4094", "default/internet.cfg", {"NetworkAdvanced", "VlanWanVid"}, "4094"},
       {"Static.Network.Vlan.Wan.Priority=7", "default/internet.cfg", {"NetworkAdvanced", "VlanWanPriority"}, "7"},

@@ -40,8 +40,8 @@ void put_file(const char* path, const std::string& text) { std::ofstream(path, s
 
 struct Heard {
   std::string text;
-  double ms;           // since the call
-  std::string marker;  // /tmp/reloading at its arrival
+  double ms;                   // since the call
+  std::string marker;          // /tmp/reloading at its arrival
   std::string voip_registrar;  // account[0].registrar of voip.cfg at its arrival
 };
 
@@ -174,10 +174,9 @@ TEST_F(PhonecfgReload, TheApplicationSequenceGoesOutInOrderWithItsPauses) {
     double gap_ms;  // at least this long after the one before (the call for the first)
   };
   const Expected expected[] = {
-      {"reload_transfer_dnd", 50}, {"reload_dial_char", 0},  {"setFeatureGnlInfor", 10},
-      {"reload_intercom_cnf", 50}, {"reload_language", 10},  {"startSomething", 20},
-      {"reload_dialplan", 10},     {"reload_powerled_cnf", 10}, {"reload_sip_base", 50},
-      {"reload_dss_key", 50},      {"reload_account", 0},
+      {"reload_transfer_dnd", 50}, {"reload_dial_char", 0}, {"setFeatureGnlInfor", 10}, {"reload_intercom_cnf", 50},
+      {"reload_language", 10},     {"startSomething", 20},  {"reload_dialplan", 10},    {"reload_powerled_cnf", 10},
+      {"reload_sip_base", 50},     {"reload_dss_key", 50},  {"reload_account", 0},
   };
   ASSERT_EQ(heard.size(), std::size(expected));
   // Lower bounds from the call: a broadcast can't go out before the

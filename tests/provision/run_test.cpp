@@ -151,10 +151,10 @@ TEST_F(Run, AFileOverFtpIsInstalledTakenUpAndAnnounced) {
   EXPECT_EQ(ticks, 0u);
   EXPECT_TRUE(took_up(config_.requests()));
 
-  const char* expected[] = {"reload_account",          "reload_transfer_dnd",     "reload_dial_char",
-                            "setFeatureGnlInfor",      "reload_intercom_cnf",     "reload_language",
-                            "startSomething",          "reload_dialplan",         "reload_powerled_cnf",
-                            "reload_sip_base",         "reload_setHotkey_hotKey", "reload_setHotkey_lineKey",
+  const char* expected[] = {"reload_account",     "reload_transfer_dnd",     "reload_dial_char",
+                            "setFeatureGnlInfor", "reload_intercom_cnf",     "reload_language",
+                            "startSomething",     "reload_dialplan",         "reload_powerled_cnf",
+                            "reload_sip_base",    "reload_setHotkey_hotKey", "reload_setHotkey_lineKey",
                             "start_network"};
   const auto heard = listener.heard();
   ASSERT_EQ(heard.size(), std::size(expected));

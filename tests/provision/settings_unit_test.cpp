@@ -28,8 +28,7 @@ autoprovision_cfg_t loaded(const char* text) {
 }
 
 int retry_of(const char* value) {
-  return loaded((std::string(R"({"SettingAutoProvision":{"AutopRetryDelay":)") + value + "}}").c_str())
-      .AutopRetryDelay;
+  return loaded((std::string(R"({"SettingAutoProvision":{"AutopRetryDelay":)") + value + "}}").c_str()).AutopRetryDelay;
 }
 
 int zero_wait_of(const char* value) {
@@ -71,9 +70,9 @@ TEST(ProvisionSettings, MaskSlotsFollowTheFileOrderWithGaps) {
 }
 
 TEST(ProvisionSettings, MaskNamesPastSevenAreIgnoredButCounted) {
-  const autoprovision_cfg_t cfg = loaded(
-      R"({"SettingAutoProvision":{"AutoProvisionWeeklyMask":["Saturday","Friday","Thursday","Wednesday",)"
-      R"("Tuesday","Monday","Sunday","Monday","Friday"]}})");
+  const autoprovision_cfg_t cfg =
+      loaded(R"({"SettingAutoProvision":{"AutoProvisionWeeklyMask":["Saturday","Friday","Thursday","Wednesday",)"
+             R"("Tuesday","Monday","Sunday","Monday","Friday"]}})");
   EXPECT_EQ(cfg.AutoProvisionWeeklyMaskCount, 9);
   const int32_t expected[AUTOPROVISION_WEEK_SLOTS] = {6, 5, 4, 3, 2, 1, 0};
   for (int i = 0; i < AUTOPROVISION_WEEK_SLOTS; ++i) EXPECT_EQ(cfg.AutoProvisionWeeklyMask[i], expected[i]) << i;
@@ -198,9 +197,15 @@ TEST(ProvisionSettings, StoreWritesTheNineMembersInOrder) {
   provision::store_settings(root.get(), s);
   json_object* section = phonecore::json::at(root.get(), provision::kSection);
   ASSERT_NE(section, nullptr);
-  const char* order[] = {"AutoProvisionEnableDHCPOption", "DhcpOptionValue", "AutoProvisionOptionTypeIPv6",
-                         "AutoProvisionServerURL", "AutoProvisionUser", "AutoProvisionPassword",
-                         "AutopRetryDelay", "AutoProvisionAESKey16", "AutoProvisionAESKey16MAC"};
+  const char* order[] = {"AutoProvisionEnableDHCPOption",
+                         "DhcpOptionValue",
+                         "AutoProvisionOptionTypeIPv6",
+                         "AutoProvisionServerURL",
+                         "AutoProvisionUser",
+                         "AutoProvisionPassword",
+                         "AutopRetryDelay",
+                         "AutoProvisionAESKey16",
+                         "AutoProvisionAESKey16MAC"};
   size_t i = 0;
   json_object_object_foreach(section, key, value) {
     (void)value;

@@ -56,8 +56,10 @@ std::string md5_of(const std::string& path) { return shell_line("md5sum " + path
 
 // A self-signed certificate with this subject ("/C=CN/O=x/CN=y").
 std::string make_certificate(const std::string& path, const std::string& subject) {
-  const std::string command = "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -keyout "
-                              "/tmp/cert.key -out " + path + " -days 30 -subj '" + subject + "' 2>/dev/null";
+  const std::string command =
+      "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -keyout "
+      "/tmp/cert.key -out " +
+      path + " -days 30 -subj '" + subject + "' 2>/dev/null";
   EXPECT_EQ(std::system(command.c_str()), 0) << command;
   return slurp(path);
 }
@@ -111,8 +113,8 @@ class Upgrade : public ::testing::Test {
     std::memset(&ap_cfg, 0, sizeof ap_cfg);
     std::snprintf(ap_cfg.AutoProvisionUser, sizeof ap_cfg.AutoProvisionUser, "phone");
     std::snprintf(ap_cfg.AutoProvisionPassword, sizeof ap_cfg.AutoProvisionPassword, "secret");
-    for (const char* f : {"/tmp/uploading", "/tmp/download.bin", "/tmp/AutoProvisionUpgrade.data",
-                          "/appconfigs/quorbit.ca"})
+    for (const char* f :
+         {"/tmp/uploading", "/tmp/download.bin", "/tmp/AutoProvisionUpgrade.data", "/appconfigs/quorbit.ca"})
       unlink(f);
     std::system("rm -f /appconfigs/tls_ca/*");
     put("/run/phonebox/calls.log", "");
@@ -164,8 +166,8 @@ TEST_F(Upgrade, AGoodImageIsRecordedAndHandedToTheUpgrader) {
   set_section({{"AutoProvisionUpgradeEnable", json_object_new_int(1)},
                {"AutoProvisionUpgradeURL", json_object_new_string("ftp://127.0.0.1:2121/fw.bin")},
                {"AutoProvisionUpgradeMd5", json_object_new_string(sum.c_str())}});
-  for (const char* f : {"/tmp/a.txt", "/tmp/b.log", "/tmp/zkphone.log.1", "/tmp/c.pcap", "/tmp/sip_trace.1",
-                        "/tmp/keep.bin"})
+  for (const char* f :
+       {"/tmp/a.txt", "/tmp/b.log", "/tmp/zkphone.log.1", "/tmp/c.pcap", "/tmp/sip_trace.1", "/tmp/keep.bin"})
     put(f, "x");
   // A leftover of an earlier failed fetch is not resumed.
   put("/tmp/AutoProvisionUpgrade.data", "stale");

@@ -41,7 +41,8 @@ struct Heard {
 std::vector<Heard> drain(RawSession& s) {
   std::vector<Heard> out;
   while (auto in = s.receive(400))
-    if (RawSession::header(*in).kind == bus::kKindCommand) out.push_back({RawSession::header(*in), RawSession::payload(*in)});
+    if (RawSession::header(*in).kind == bus::kKindCommand)
+      out.push_back({RawSession::header(*in), RawSession::payload(*in)});
   return out;
 }
 
@@ -110,20 +111,20 @@ TEST_F(KeyMethods, TheKeycodeGoesOutQuotedBehindABlank) {
 }
 
 TEST_F(KeyMethods, CallWordsGoOutVerbatimWithNullParam2) {
-  EXPECT_EQ(run("ASW;Asw;ANSWER;CallEnd;CALLEND;SWAP;SPLIT;F_CONFERENCE;BACK_IDLE;F_HOLD;Cancel"),
-            (std::vector<std::string>{call("ASW", "(null)"), call("Asw", "(null)"), call("ANSWER", "(null)"),
-                                      call("CallEnd", "(null)"), call("CALLEND", "(null)"), call("SWAP", "(null)"),
-                                      call("SPLIT", "(null)"), call("F_CONFERENCE", "(null)"),
-                                      call("BACK_IDLE", "(null)"), call("F_HOLD", "(null)"),
-                                      call("Cancel", "(null)")}));
+  EXPECT_EQ(
+      run("ASW;Asw;ANSWER;CallEnd;CALLEND;SWAP;SPLIT;F_CONFERENCE;BACK_IDLE;F_HOLD;Cancel"),
+      (std::vector<std::string>{call("ASW", "(null)"), call("Asw", "(null)"), call("ANSWER", "(null)"),
+                                call("CallEnd", "(null)"), call("CALLEND", "(null)"), call("SWAP", "(null)"),
+                                call("SPLIT", "(null)"), call("F_CONFERENCE", "(null)"), call("BACK_IDLE", "(null)"),
+                                call("F_HOLD", "(null)"), call("Cancel", "(null)")}));
 }
 
 TEST_F(KeyMethods, HoldInItsThreeForms) {
   EXPECT_EQ(run("HOLD:12;HOLD=12;HOLD"),
             (std::vector<std::string>{call("HOLD_CALLID", "12"), call("HOLD", "12"), call("HOLD", "(null)")}));
-  EXPECT_EQ(run("ASW:3;CANCEL:4;UNHOLD:5"), (std::vector<std::string>{call("ASW_CALLID", "3"),
-                                                                      call("CANCEL_CALLID", "4"),
-                                                                      call("UNHOLD_CALLID", "5")}));
+  EXPECT_EQ(
+      run("ASW:3;CANCEL:4;UNHOLD:5"),
+      (std::vector<std::string>{call("ASW_CALLID", "3"), call("CANCEL_CALLID", "4"), call("UNHOLD_CALLID", "5")}));
   EXPECT_EQ(run("ATrans=8002;BTrans=;Cancel=9"),
             (std::vector<std::string>{call("ATrans", "8002"), call("BTrans", ""), call("Cancel", "9")}));
 }

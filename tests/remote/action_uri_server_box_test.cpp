@@ -134,8 +134,7 @@ class ServerProcess {
   bool running() const { return pid_ > 0 && waitpid(pid_, nullptr, WNOHANG) == 0; }
   size_t open_descriptors() const {
     size_t n = 0;
-    for ([[maybe_unused]] const auto& e :
-         std::filesystem::directory_iterator("/proc/" + std::to_string(pid_) + "/fd"))
+    for ([[maybe_unused]] const auto& e : std::filesystem::directory_iterator("/proc/" + std::to_string(pid_) + "/fd"))
       ++n;
     return n;
   }
@@ -366,24 +365,36 @@ TEST_F(ActionUriServer, SurvivesTenThousandMalformedRequests) {
     const int fd = connect_client();
     ASSERT_GE(fd, 0) << "connection " << i;
     switch (i % 9) {
-      case 0: send_text(fd, "\r\n\r\n"); break;                       // no request line
-      case 1: send_text(fd, long_line); break;                        // 8 KiB line
-      case 2: send_text(fd, with_nul); break;                         // NUL bytes
-      case 3: send_text(fd, "GET /servlet?ke"); break;                // cut mid-way
-      case 4:                                                         // two writes
+      case 0:
+        send_text(fd, "\r\n\r\n");
+        break;  // no request line
+      case 1:
+        send_text(fd, long_line);
+        break;  // 8 KiB line
+      case 2:
+        send_text(fd, with_nul);
+        break;  // NUL bytes
+      case 3:
+        send_text(fd, "GET /servlet?ke");
+        break;  // cut mid-way
+      case 4:   // two writes
         send_text(fd, "GET / HT");
         usleep(1000);
         send_text(fd, "TP/1.1\r\n\r\n");
         break;
-      case 5: send_text(fd, "GET / HTTP/1.1\n\n"); break;             // LF only
-      case 6: send_text(fd, "PUT / HTTP/1.1\r\n\r\n"); break;         // another method
-      case 7: {                                                       // reset mid-reply
+      case 5:
+        send_text(fd, "GET / HTTP/1.1\n\n");
+        break;  // LF only
+      case 6:
+        send_text(fd, "PUT / HTTP/1.1\r\n\r\n");
+        break;   // another method
+      case 7: {  // reset mid-reply
         send_text(fd, "GET / HTTP/1.1\r\n\r\n");
         linger reset{1, 0};
         setsockopt(fd, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
         break;
       }
-      case 8:                                                         // a good one now and then
+      case 8:  // a good one now and then
         send_text(fd, "GET / HTTP/1.1\r\n\r\n");
         ++good;
         if (read_answer(fd, 10000).bytes == kHello) ++answered;

@@ -189,7 +189,7 @@ TEST(GetCfgMethod, ThreeCharactersBehindTheFirstEquals) {
 TEST(GetCfgValue, CollectsBracketedItems) {
   get_cfg_value("servlet?phonecfg=get[a][b]");
   EXPECT_EQ(items(), (std::vector<std::string>{"a", "b"}));
-  get_cfg_value("servlet?phonecfg=get[a" );
+  get_cfg_value("servlet?phonecfg=get[a");
   EXPECT_EQ(cfg_count, 0);
   std::string url = "servlet?phonecfg=get";
   for (int i = 0; i < 15; ++i) url += "[i" + std::to_string(i) + "]";

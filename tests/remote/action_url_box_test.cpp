@@ -27,8 +27,8 @@ using phonecore::testing::HttpPeer;
 using phonecore::testing::HttpRecord;
 using phonecore::testing::WebServer;
 
-using EventFunction = int (*)(const char*, const char*, const char*, const char*, const char*, const char*,
-                              const char*, const char*, const char*, const char*);
+using EventFunction = int (*)(const char*, const char*, const char*, const char*, const char*, const char*, const char*,
+                              const char*, const char*, const char*);
 
 // Every exported event function by its name, as a caller links them.
 const std::vector<std::pair<std::string, EventFunction>> kFunctions = {
@@ -161,8 +161,8 @@ TEST_F(ActionUrlBox, TheRequestOnTheWire) {
   const auto r = peer.requests(1);
   ASSERT_EQ(r.size(), 1u);
   EXPECT_EQ(r[0].method, "GET");
-  EXPECT_EQ(r[0].target, "/ev?mac=00:1A:2B:3C:4D:5E&sn=QP20260001&ip=" + wan_address() +
-                             "&model=QP-100&fw=1.0.0&r=1002");
+  EXPECT_EQ(r[0].target,
+            "/ev?mac=00:1A:2B:3C:4D:5E&sn=QP20260001&ip=" + wan_address() + "&model=QP-100&fw=1.0.0&r=1002");
   EXPECT_FALSE(wan_address().empty());
   // The one header of its own, without a blank behind the colon.
   EXPECT_NE(r[0].raw.find("\r\nContent-Type:application/json;charset=UTF-8\r\n"), std::string::npos) << r[0].raw;
@@ -369,9 +369,9 @@ TEST_F(ActionUrlBox, MacIsTheLastLoadIpFollowsTheInterface) {
   write_system("AA:BB:CC:DD:EE:FF");
   const std::string wan = client_getWANName();
   ASSERT_EQ(std::system(("ip addr flush dev " + wan + " && ip addr add 192.0.2.77/24 dev " + wan).c_str()), 0);
-  EXPECT_EQ(action_Incoming_Call(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-                                 nullptr),
-            0);
+  EXPECT_EQ(
+      action_Incoming_Call(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
+      0);
   EXPECT_EQ(one_target(), "/m?mac=00:1A:2B:3C:4D:5E&ip=192.0.2.77");
   ASSERT_EQ(std::system(("ip addr flush dev " + wan + " && ip addr add " + before + "/24 dev " + wan +
                          " && ip route add default via 192.0.2.1 dev " + wan)
@@ -409,9 +409,9 @@ TEST_F(ActionUrlBox, SecondNamesAreTheSamePipeline) {
   get_system_something();
   char url[ACTION_URL_SIZE];
   std::snprintf(url, sizeof url, "%s", HttpPeer::url("/two?m=$mac&r=$remote").c_str());
-  EXPECT_EQ(set_action_http_get2(url, nullptr, nullptr, nullptr, nullptr, "7", nullptr, nullptr, nullptr, nullptr,
-                                 nullptr),
-            0);
+  EXPECT_EQ(
+      set_action_http_get2(url, nullptr, nullptr, nullptr, nullptr, "7", nullptr, nullptr, nullptr, nullptr, nullptr),
+      0);
   EXPECT_STREQ(url, HttpPeer::url("/two?m=00:1A:2B:3C:4D:5E&r=7").c_str());
   EXPECT_EQ(one_target(), "/two?m=00:1A:2B:3C:4D:5E&r=7");
 }

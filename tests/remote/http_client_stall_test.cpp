@@ -63,9 +63,8 @@ TEST(HttpClientStall, EachFunctionIsCutAtItsOwnTimeOut) {
   }));
   threads.push_back(timed(dl2, [] { return download2({kStall.c_str(), nullptr}); }));
   // No time-out at all: a 3-second stall is waited out and its page saved.
-  threads.push_back(timed(late, [] {
-    return http_downloadfile(HttpPeer::url("/stall/3").c_str(), "/tmp/stall.late", nullptr, nullptr);
-  }));
+  threads.push_back(timed(
+      late, [] { return http_downloadfile(HttpPeer::url("/stall/3").c_str(), "/tmp/stall.late", nullptr, nullptr); }));
   for (auto& t : threads) t.join();
 
   EXPECT_EQ(sj.result, -1);

@@ -20,8 +20,8 @@
 
 namespace {
 
-using phonecore::remote::UploadPartState;
 using phonecore::remote::upload_part_reader;
+using phonecore::remote::UploadPartState;
 
 std::string temp_dir() {
   char tmpl[] = "/tmp/http_client_test.XXXXXX";
@@ -73,8 +73,8 @@ TEST(HttpClient, ProgressFunctionNeverAborts) {
 
 TEST(HttpClient, ContentLengthFromAnUnterminatedHeaderLine) {
   long target = -7;
-  char line[] = {'C', 'o', 'n', 't', 'e', 'n', 't', '-', 'L', 'e', 'n', 'g', 't', 'h', ':', ' ', '4', '2', '\r', '\n',
-                 'X'};
+  char line[] = {'C', 'o', 'n', 't', 'e', 'n', 't', '-',  'L',  'e', 'n',
+                 'g', 't', 'h', ':', ' ', '4', '2', '\r', '\n', 'X'};
   EXPECT_EQ(getcontentlengthfunc(line, 1, 20, &target), 20u);
   EXPECT_EQ(target, 42);
   char other[] = "Content-Type: text/plain\r\n";

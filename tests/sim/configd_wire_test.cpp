@@ -339,8 +339,8 @@ TEST(ConfigServiceControl, ASilentServiceRecordsAndAnswersNothing) {
     EXPECT_FALSE(c.exchange(kConfigPort, encode({kCategoryFile, kOperationRead, kFormatJson, "hal.cfg", ""}), 300));
     // Nor does it act on what it hears.
     std::string text = "{\"silent\":1}";
-    EXPECT_FALSE(c.exchange(kConfigPort, encode({kCategoryFile, kOperationWrite, kFormatJson, "status.cfg", text + '\0'}),
-                            300));
+    EXPECT_FALSE(
+        c.exchange(kConfigPort, encode({kCategoryFile, kOperationWrite, kFormatJson, "status.cfg", text + '\0'}), 300));
     EXPECT_EQ(slurp("/appconfigs/status.cfg"), before);
     EXPECT_EQ(peer.log().size(), 2u);
   }

@@ -32,7 +32,10 @@ namespace {
 
 class Directoryd : public ::testing::Test {
  protected:
-  void SetUp() override { ASSERT_TRUE(peer_.reset()) << "directoryd does not answer on its control port"; peer_.clear(); }
+  void SetUp() override {
+    ASSERT_TRUE(peer_.reset()) << "directoryd does not answer on its control port";
+    peer_.clear();
+  }
   DirectoryPeer peer_;
 };
 
@@ -208,17 +211,19 @@ TEST_F(Directoryd, DelayIsWaitedOut) {
 TEST_F(Directoryd, BadInputNeverStopsIt) {
   UdpClient raw;
   const std::vector<Datagram> bad{
-      Datagram(10, 0xFF),                                    // short
-      Datagram(200, 0x00),                                   // wrong magic
-      Datagram(40000, 0x05),                                 // over-long
+      Datagram(10, 0xFF),     // short
+      Datagram(200, 0x00),    // wrong magic
+      Datagram(40000, 0x05),  // over-long
   };
   for (const Datagram& d : bad) raw.send_to(kDirectoryPort, d);
   // Unknown type and command, and a record whose texts have no terminator.
   LocalListPacket p{};
   p.magic = kGnlMagic;
   p.command_class = 1;
-  for (auto [type, command] : {std::pair<uint16_t, uint16_t>{0x1234, kListGet}, {kListContacts, 0x2999},
-                               {kListContacts, kListAdd}, {kListContacts, kListFind}}) {
+  for (auto [type, command] : {std::pair<uint16_t, uint16_t>{0x1234, kListGet},
+                               {kListContacts, 0x2999},
+                               {kListContacts, kListAdd},
+                               {kListContacts, kListFind}}) {
     p.list_type = type;
     p.command = command;
     p.payload_length = 364;

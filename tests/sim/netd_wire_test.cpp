@@ -157,8 +157,8 @@ struct FaultCase {
 };
 
 TEST_F(NetService, OneShotFaults) {
-  const FaultCase cases[] = {{"magic", 125}, {"category", 125}, {"short", 75}, {"cut", 81},
-                             {"unterminated", 125}, {"big", kGnlBufferSize}};
+  const FaultCase cases[] = {{"magic", 125}, {"category", 125},     {"short", 75},
+                             {"cut", 81},    {"unterminated", 125}, {"big", kGnlBufferSize}};
   for (const FaultCase& f : cases) {
     ASSERT_TRUE(peer.fault(f.name)) << f.name;
     UdpClient c;

@@ -103,7 +103,8 @@ class DirectoryPeer : public PeerControl {
     std::vector<Datagram> out;
     for (const std::string& line : log()) {
       Datagram d;
-      for (size_t i = 0; i + 1 < line.size(); i += 2) d.push_back(static_cast<uint8_t>(std::stoi(line.substr(i, 2), nullptr, 16)));
+      for (size_t i = 0; i + 1 < line.size(); i += 2)
+        d.push_back(static_cast<uint8_t>(std::stoi(line.substr(i, 2), nullptr, 16)));
       out.push_back(d);
     }
     return out;
@@ -129,8 +130,7 @@ class DirectoryStandIn {
 
   // Answers with the request's head and an empty list.
   DirectoryStandIn() : DirectoryStandIn([](const Datagram& r) { return list_reply(r, {}); }) {}
-  explicit DirectoryStandIn(Answer answer)
-      : socket_(config::kDirectoryPort), answer_(std::move(answer)) {
+  explicit DirectoryStandIn(Answer answer) : socket_(config::kDirectoryPort), answer_(std::move(answer)) {
     if (socket_.bound()) thread_ = std::thread([this] { serve(); });
   }
   ~DirectoryStandIn() {

@@ -5,8 +5,8 @@
 
 #include <json-c/json.h>
 
-#include <string>
 #include <strings.h>
+#include <string>
 #include <utility>
 #include <vector>
 

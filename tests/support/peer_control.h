@@ -6,8 +6,8 @@
 #include <unistd.h>
 
 #include <sstream>
-#include <utility>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "sim/control_ports.h"

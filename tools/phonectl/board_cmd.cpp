@@ -373,7 +373,7 @@ struct FlashAction {
   int (*run)(Context &, Args);
 };
 constexpr FlashAction kFlashActions[] = {
-    {"dump", flash_dump}, {"env", flash_env}, {"mac", flash_mac},
+    {"dump", flash_dump}, {"env", flash_env},         {"mac", flash_mac},
     {"id", flash_id},     {"factory", flash_factory}, {"qq", flash_qq},
 };
 
@@ -432,10 +432,10 @@ int usb_scan(Context &ctx) {
   json_object *o = json_object_new_object();
   json_object_object_add(o, "volumes", fold_list(usb_plist_cur));
   json_object_object_add(o, "new", fold_list(usb_plist_new));
-  json_object_object_add(
-      o, "disk",
-      backup_device.found ? str(std::string_view(backup_device.path, strnlen(backup_device.path, USB_PATH_SIZE)))
-                          : nullptr);
+  json_object_object_add(o, "disk",
+                         backup_device.found
+                             ? str(std::string_view(backup_device.path, strnlen(backup_device.path, USB_PATH_SIZE)))
+                             : nullptr);
   print(ctx, o);
   return kOk;
 }
@@ -469,8 +469,7 @@ constexpr Command kCommands[] = {
      "waits up to 2 s",
      3, 5, board_uart},
     {"board", "wdt", "board wdt init SECONDS|kick|exit ...",
-     "watchdog steps in order, in this process: open with a timeout, keep alive, disable and close", 1, -1,
-     board_wdt},
+     "watchdog steps in order, in this process: open with a timeout, keep alive, disable and close", 1, -1, board_wdt},
     {"board", "reset", "board reset", "put /appconfigs back to the factory's files (dot-files stay)", 0, 0,
      board_reset},
     {"board", "flash", "board flash dump|env|mac|id|factory|qq ...",

@@ -101,8 +101,9 @@ int listen(Context &ctx, Args args) {
   del_hook_monitor_thread(hook);
   del_hook(client, hook);
   request_pc_disconnect(client);
-  return complete || g_stop.load() ? kOk : fail(kRefused, "time limit reached after " + std::to_string(g_lines.load()) +
-                                                             " of " + std::to_string(count) + " messages");
+  return complete || g_stop.load() ? kOk
+                                   : fail(kRefused, "time limit reached after " + std::to_string(g_lines.load()) +
+                                                        " of " + std::to_string(count) + " messages");
 }
 
 // DATA: a JSON object; "" and "{}" give an empty object.
@@ -142,7 +143,8 @@ int send(Context &ctx, Args args) {
   }
   MessageClient *client = ctx.bus();
   if (client == nullptr) return kRefused;
-  const int seq = send_message2(client, static_cast<uint16_t>(dest), static_cast<uint16_t>(msgtype), kind, buffer, length);
+  const int seq =
+      send_message2(client, static_cast<uint16_t>(dest), static_cast<uint16_t>(msgtype), kind, buffer, length);
   json_object *r = json_object_new_object();
   json_object_object_add(r, "seq", json_object_new_int(seq));
   json_object_object_add(r, "dest", json_object_new_int(static_cast<int>(dest)));
@@ -167,8 +169,8 @@ int request(Context &ctx, Args args) {
     return kRefused;
   }
   json_object *reply = send_sjson_to_sip_hook_wait(client, words[0], data, static_cast<int>(timeout));
-  if (reply == nullptr) return fail(kRefused, std::string("no \"") + words[0] + "_response\" within " +
-                                                  std::to_string(timeout) + " ms");
+  if (reply == nullptr)
+    return fail(kRefused, std::string("no \"") + words[0] + "_response\" within " + std::to_string(timeout) + " ms");
   print(ctx, reply);
   return kOk;
 }

@@ -131,10 +131,14 @@ struct DssType {
   int type;
 };
 constexpr DssType kDssTypes[] = {
-    {"line", DSS_TYPE_LINE},         {"blf", DSS_TYPE_BLF},
-    {"intercom", DSS_TYPE_INTERCOM}, {"speed", DSS_TYPE_SPEED_DIAL},
-    {"pickup", DSS_TYPE_CALL_PICKUP}, {"park", DSS_TYPE_CALL_PARK},
-    {"retrieve", DSS_TYPE_PARK_RETRIEVE}, {"other", DSS_TYPE_OTHER},
+    {"line", DSS_TYPE_LINE},
+    {"blf", DSS_TYPE_BLF},
+    {"intercom", DSS_TYPE_INTERCOM},
+    {"speed", DSS_TYPE_SPEED_DIAL},
+    {"pickup", DSS_TYPE_CALL_PICKUP},
+    {"park", DSS_TYPE_CALL_PARK},
+    {"retrieve", DSS_TYPE_PARK_RETRIEVE},
+    {"other", DSS_TYPE_OTHER},
 };
 std::string_view dss_type_name(int type) {
   for (const auto &t : kDssTypes)
@@ -176,7 +180,7 @@ int dss_set(Context &ctx, Args args) {
   } else {
     return fail(kUsage, "ACC is an account, 1 to 4, or none");
   }
-  auto copy = [](char (&to)[64], const char *from) {
+  auto copy = [](char(&to)[64], const char *from) {
     std::strncpy(to, from, sizeof to - 1);
     to[sizeof to - 1] = '\0';
   };

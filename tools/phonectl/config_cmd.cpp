@@ -178,7 +178,8 @@ int kv_get(Context &ctx, Args args) {
 
 int kv_set(Context &ctx, Args args) {
   if (args.size() != 3) return fail(kUsage, "usage: phonectl kv set FILE KEY VALUE");
-  if (std::strlen(args[1]) + std::strlen(args[2]) + 2 >= kKvLineSize) return fail(kUsage, "a line holds 255 characters");
+  if (std::strlen(args[1]) + std::strlen(args[2]) + 2 >= kKvLineSize)
+    return fail(kUsage, "a line holds 255 characters");
   if (access(args[0], F_OK) != 0) return fail(kRefused, std::string(args[0]) + " does not exist");
   if (AddOrAltConfig(args[0], args[1], args[2]) != 0) return fail(kRefused, std::string(args[0]) + " can't be written");
   json_object *r = json_object_new_object();
@@ -211,12 +212,21 @@ struct DmReading {
   const char *failure;
 };
 constexpr DmReading kDmReadings[] = {
-    {"netmode", 1, {"mode"}, [](DmText *t) { return quorrbitGetnetworkMode(t[0]); }, "no wan.mode in the network store"},
-    {"net", 7, {"mode", "ipaddr", "netmask", "gateway", "dns1", "dns2", "mac"},
+    {"netmode",
+     1,
+     {"mode"},
+     [](DmText *t) { return quorrbitGetnetworkMode(t[0]); },
+     "no wan.mode in the network store"},
+    {"net",
+     7,
+     {"mode", "ipaddr", "netmask", "gateway", "dns1", "dns2", "mac"},
      [](DmText *t) { return sys_get_netinfor(t[0], t[1], t[2], t[3], t[4], t[5], t[6]); },
      "the network store can't be read"},
-    {"status", 5, {"SWVersion", "HWVersion", "deviceid", "ipaddr", "mac"},
-     [](DmText *t) { return sys_get_statusinfor(t[0], t[1], t[2], t[3], t[4]); }, "the status store can't be read"},
+    {"status",
+     5,
+     {"SWVersion", "HWVersion", "deviceid", "ipaddr", "mac"},
+     [](DmText *t) { return sys_get_statusinfor(t[0], t[1], t[2], t[3], t[4]); },
+     "the status store can't be read"},
 };
 
 int dm_get(Context &ctx, Args args) {
@@ -312,14 +322,22 @@ int cfg_import(Context &ctx, Args args) {
 std::string check_text(const phonecore::phonecfg::KeyRow &row) {
   using phonecore::phonecfg::Check;
   switch (row.check) {
-    case Check::kAny: return "any";
-    case Check::kZeroOrOne: return "0|1";
-    case Check::kIpv4: return "ipv4";
-    case Check::kOneOf: return std::string(row.choices);
-    case Check::kDigitsRange: return std::to_string(row.low) + ".." + std::to_string(row.high);
-    case Check::kDigits: return "digits";
-    case Check::kDigitsClamp: return "digits~" + std::to_string(row.low) + ".." + std::to_string(row.high);
-    case Check::kAtoiRange: return "atoi " + std::to_string(row.low) + ".." + std::to_string(row.high);
+    case Check::kAny:
+      return "any";
+    case Check::kZeroOrOne:
+      return "0|1";
+    case Check::kIpv4:
+      return "ipv4";
+    case Check::kOneOf:
+      return std::string(row.choices);
+    case Check::kDigitsRange:
+      return std::to_string(row.low) + ".." + std::to_string(row.high);
+    case Check::kDigits:
+      return "digits";
+    case Check::kDigitsClamp:
+      return "digits~" + std::to_string(row.low) + ".." + std::to_string(row.high);
+    case Check::kAtoiRange:
+      return "atoi " + std::to_string(row.low) + ".." + std::to_string(row.high);
   }
   return "";
 }
@@ -332,11 +350,18 @@ std::string member_text(const phonecore::phonecfg::Member &m, int index) {
   const std::string at = "[" + std::to_string(index) + "]";
   std::string path = m.section;
   switch (m.place) {
-    case Place::kSection: break;
-    case Place::kElement: path += at; break;
-    case Place::kCredential: path += at + ".cred_acc[0]"; break;
+    case Place::kSection:
+      break;
+    case Place::kElement:
+      path += at;
+      break;
+    case Place::kCredential:
+      path += at + ".cred_acc[0]";
+      break;
     case Place::kData:
-    case Place::kGrow: path += ".data" + at; break;
+    case Place::kGrow:
+      path += ".data" + at;
+      break;
   }
   return std::string(phonecore::phonecfg::target_path(m.target)) + " " + path + "." + m.member;
 }
@@ -454,8 +479,8 @@ constexpr Command kCommands[] = {
      1, 2, cfg_read},
     {"cfg", "write", "cfg write FILE JSON", "replace a configuration file with the JSON object", 2, 2, cfg_write},
     {"cfg", "set", "cfg set FILE KEY.PATH VALUE",
-     "set one member; missing objects on the path are made, and VALUE keeps the type of the member it replaces", 3,
-     3, cfg_set},
+     "set one member; missing objects on the path are made, and VALUE keeps the type of the member it replaces", 3, 3,
+     cfg_set},
     {"cfg", "import", "cfg import FILE [--no-reload]",
      "apply a phone.cfg file line by line (lines of 64 bytes or more are skipped), then reload the processes", 1, 2,
      cfg_import},

@@ -69,7 +69,8 @@ int volume_get(Context &ctx, Args all) {
   std::vector<char *> args;
   if (take_mode(all, args) != 0) return kUsage;
   int channel = 0;
-  if (args.size() != 1 || !parse_channel(args[0], channel)) return fail(kUsage, "CHANNEL is speaker, headset, handset or 1 to 3");
+  if (args.size() != 1 || !parse_channel(args[0], channel))
+    return fail(kUsage, "CHANNEL is speaker, headset, handset or 1 to 3");
   int level = -1;
   hal_volume_config_get(channel, &level);
   if (level < 0) return fail(kRefused, "no level stored for the channel");
@@ -110,13 +111,11 @@ constexpr Command kCommands[] = {
     {"volume", "get", "volume get CHANNEL [--mode MODE]",
      "the volume of CHANNEL (speaker, headset, handset) in the phone's audio mode, 0 to 15; --mode tone, ring or "
      "call switches the audio mode first; in hotel mode the guest's level",
-     1, 1,
-     volume_get},
+     1, 1, volume_get},
     {"volume", "set", "volume set CHANNEL LEVEL [--mode MODE]",
      "store the volume of CHANNEL in the audio mode, 0 to 15, in hal.cfg; in hotel mode only until the "
      "configuration service restarts",
-     2, 2,
-     volume_set},
+     2, 2, volume_set},
     {"hotel", "on", "hotel on", "hotel mode on: volume changes no longer reach hal.cfg", 0, 0, hotel_on},
     {"hotel", "off", "hotel off", "hotel mode off", 0, 0, hotel_off},
     {"hotel", "get", "hotel get", "whether hotel mode is on (1) or off (0)", 0, 0, hotel_get},

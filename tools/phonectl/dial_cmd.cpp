@@ -96,8 +96,8 @@ constexpr Command kCommands[] = {
     {"rules", "match", "rules match ACC NUMBER",
      "NUMBER on account ACC through the stored dial rules: refused, rewritten, dialled at once", 2, 2, rules_match},
     {"hotkey", "", "hotkey KEY",
-     "what key code KEY is bound to: function type, line, number (day or night for the call buttons 71 to 82)", 1,
-     1, hotkey},
+     "what key code KEY is bound to: function type, line, number (day or night for the call buttons 71 to 82)", 1, 1,
+     hotkey},
 };
 
 }  // namespace

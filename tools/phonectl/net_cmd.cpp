@@ -1,9 +1,9 @@
 // phonectl net, web, firewall, setting: the network as the library sees
 // it, its stored settings, the web server and the firewall's port lists.
+#include <net/if.h>
 #include <phonecore/net_config.h>
 #include <phonecore/net_info.h>
 #include <phonecore/web_config.h>
-#include <net/if.h>
 
 #include <cstring>
 #include <string>
@@ -127,8 +127,12 @@ int net_mode(Context &ctx, Args args) {
 }
 
 // The write refusals of the address setters, by result.
-constexpr const char *kRefusals[] = {"", "dns1 is no address", "dns2 is no address", "the address is no address",
-                                     "the netmask is no address", "the gateway is no address"};
+constexpr const char *kRefusals[] = {"",
+                                     "dns1 is no address",
+                                     "dns2 is no address",
+                                     "the address is no address",
+                                     "the netmask is no address",
+                                     "the gateway is no address"};
 
 int refused_or_ok(int r) {
   if (r == 0) return kOk;
@@ -161,7 +165,8 @@ int net_static(Context &ctx, Args args) {
   if (op == 1) {
     if (args.size() < 4 || args.size() > 6)
       return fail(kUsage, "usage: phonectl net static set IP NETMASK GATEWAY [DNS1 [DNS2]]");
-    Text ip(args[1]), mask(args[2]), gw(args[3]), d1(args.size() > 4 ? args[4] : ""), d2(args.size() > 5 ? args[5] : "");
+    Text ip(args[1]), mask(args[2]), gw(args[3]), d1(args.size() > 4 ? args[4] : ""),
+        d2(args.size() > 5 ? args[5] : "");
     return refused_or_ok(
         api_config_advance_network_wanport_ipv4_static(1, ip.room, mask.room, gw.room, d1.room, d2.room));
   }
@@ -356,8 +361,7 @@ constexpr Command kCommands[] = {
      "LLDP on or off and its interval; off undoes the VLAN it learnt", 1, 3, net_lldp},
     {"net", "vpn", "net vpn get | set FLAG", "the VPN flag; a write raises the VPN's flag file", 1, 2, net_vpn},
     {"net", "4g", "net 4g get | set FLAG", "the 4G flag; a write starts or stops 4G", 1, 2, net_4g},
-    {"net", "l2tp", "net l2tp LNS USER PASSWORD", "the L2TP server, user and password in their files", 3, 3,
-     net_l2tp},
+    {"net", "l2tp", "net l2tp LNS USER PASSWORD", "the L2TP server, user and password in their files", 3, 3, net_l2tp},
     {"web", "get", "web get", "the web server's switches and ports", 0, 0, web_get},
     {"web", "set", "web set HTTP HTTPS HTTP_PORT HTTPS_PORT",
      "switch and move the web server; a change restarts it (every lighttpd is killed)", 4, 4, web_set},

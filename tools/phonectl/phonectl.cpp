@@ -41,9 +41,9 @@ constexpr std::string_view kSummary =
     "phonectl - the command-line tool of libphonecore: every family of the library from a shell";
 
 using Family = std::span<const Command> (*)();
-constexpr std::array<Family, 12> kFamilies = {bus_commands,  call_commands,      config_commands, device_commands,
-                                              dial_commands, provision_commands, remote_commands, tool_commands,
-                                              directory_commands, cloud_commands, board_commands, net_commands};
+constexpr std::array<Family, 12> kFamilies = {bus_commands,       call_commands,      config_commands, device_commands,
+                                              dial_commands,      provision_commands, remote_commands, tool_commands,
+                                              directory_commands, cloud_commands,     board_commands,  net_commands};
 
 // The options every command takes, before or after the command words.
 struct GlobalOption {
@@ -252,7 +252,8 @@ int main(int argc, char **argv) {
       return kOk;
     } else if (a == "--id") {
       long id = 0;
-      if (i + 1 >= argc || !parse_int(argv[i + 1], 1, 65534, id)) return fail(kUsage, "--id needs a bus id, 1 to 65534");
+      if (i + 1 >= argc || !parse_int(argv[i + 1], 1, 65534, id))
+        return fail(kUsage, "--id needs a bus id, 1 to 65534");
       ctx.bus_id = static_cast<int>(id);
       ++i;
     } else {

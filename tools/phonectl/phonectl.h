@@ -26,9 +26,9 @@ inline constexpr uint16_t kDefaultBusId = 4200;
 inline constexpr uint16_t kDefaultListenId = 4201;
 
 struct Context {
-  bool json = false;         // one JSON object a line on standard output
-  int bus_id = -1;           // --id, or -1 for the default of the command
-  FILE *out = nullptr;       // the tool's standard output; the library's traces go elsewhere
+  bool json = false;    // one JSON object a line on standard output
+  int bus_id = -1;      // --id, or -1 for the default of the command
+  FILE *out = nullptr;  // the tool's standard output; the library's traces go elsewhere
   MessageClient *session = nullptr;
 
   // The session with the message server, opened on first use. Null (after

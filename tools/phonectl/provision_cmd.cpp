@@ -115,8 +115,8 @@ int provision_fetch(Context &ctx, Args args) {
   if (!transfer_options(args, t, words)) return kUsage;
   if (words.size() != 2) return fail(kUsage, "provision fetch URL PATH [--user U] [--password P] [--timeout S]");
   char redirect[256] = {};
-  const int result = vorn_net_download302(words[0], words[1], t.user.c_str(), t.password.c_str(), t.timeout, 0,
-                                          nullptr, redirect, sizeof redirect);
+  const int result = vorn_net_download302(words[0], words[1], t.user.c_str(), t.password.c_str(), t.timeout, 0, nullptr,
+                                          redirect, sizeof redirect);
   json_object *r = json_object_new_object();
   json_object_object_add(r, "result", json_object_new_int(result));
   json_object_object_add(r, "redirect", json_object_new_string(redirect));

@@ -5,11 +5,11 @@
 #include <netinet/in.h>
 #include <phonecore/action_uri.h>
 #include <phonecore/action_url.h>
+#include <phonecore/http_client.h>
 #include <poll.h>
 #include <pthread.h>
 #include <sys/socket.h>
 #include <unistd.h>
-#include <phonecore/http_client.h>
 
 #include <cstring>
 #include <iterator>
@@ -76,10 +76,8 @@ int http_download(Context &ctx, Args args) {
   std::vector<char *> words;
   bool resume = false;
   for (char *w : args) {
-    if (std::strcmp(w, "--resume") == 0)
-      resume = true;
-    else
-      words.push_back(w);
+    if (std::strcmp(w, "--resume") == 0) resume = true;
+    else words.push_back(w);
   }
   if (words.size() != 2) return fail(kUsage, "http download URL PATH [--resume]");
   int result;
@@ -106,7 +104,6 @@ int http_upload(Context &ctx, Args args) {
   print(ctx, r);
   return result == 0 ? kOk : kRefused;
 }
-
 
 // The events by their member of "FeatureActionURL", in slot order; the
 // slot of "AUTransferFailed" has no function.
@@ -164,9 +161,9 @@ constexpr EventRow kEvents[ACTION_URL_EVENTS] = {
 };
 
 // The ten event variables as typed, without their "$", in argument order.
-constexpr std::string_view kEventNames[10] = {"active_url",    "active_user",    "active_host", "local",
-                                              "remote",        "display_local",  "display_remote",
-                                              "call_id",       "callerID",       "calledNumber"};
+constexpr std::string_view kEventNames[10] = {"active_url", "active_user",   "active_host",    "local",
+                                              "remote",     "display_local", "display_remote", "call_id",
+                                              "callerID",   "calledNumber"};
 
 // Loads the templates as the phone does, fills the event's with the
 // NAME=VALUE words (an absent one is null: its variable stays) and sends it.
@@ -188,10 +185,11 @@ int action(Context &ctx, Args args) {
     size_t k = 0;
     while (eq != std::string_view::npos && k < std::size(kEventNames) && kEventNames[k] != word.substr(0, eq)) ++k;
     if (eq == std::string_view::npos || k == std::size(kEventNames))
-      return fail(kUsage, "not an event variable: " + std::string(word) + " (NAME=VALUE, NAME one of active_url "
-                                                                            "active_user active_host local remote "
-                                                                            "display_local display_remote call_id "
-                                                                            "callerID calledNumber)");
+      return fail(kUsage, "not an event variable: " + std::string(word) +
+                              " (NAME=VALUE, NAME one of active_url "
+                              "active_user active_host local remote "
+                              "display_local display_remote call_id "
+                              "callerID calledNumber)");
     values[k] = word.substr(eq + 1);
     given[k] = true;
   }
@@ -293,13 +291,12 @@ int uri_raw(Context &ctx, Args args) {
 }
 
 constexpr Command kCommands[] = {
-    {"http", "get", "http get URL [NAME:VALUE]...", "a GET (20 s at most); the reply's body on standard output", 1,
-     -1, http_get},
+    {"http", "get", "http get URL [NAME:VALUE]...", "a GET (20 s at most); the reply's body on standard output", 1, -1,
+     http_get},
     {"http", "post", "http post URL [BODY [NAME:VALUE]...]",
      "a POST of BODY (20 s at most, redirects followed); the reply's body on standard output", 1, -1, http_post},
     {"http", "download", "http download URL PATH [--resume]",
-     "URL into PATH anew, or appended from PATH's size with --resume; the libcurl code as result", 2, 3,
-     http_download},
+     "URL into PATH anew, or appended from PATH's size with --resume; the libcurl code as result", 2, 3, http_download},
     {"http", "upload", "http upload URL PATH", "PATH as a multipart upload", 2, 2, http_upload},
     {"action", "", "action EVENT [NAME=VALUE]...",
      "the Action URL of EVENT (\"AUIncomingCall\" ...) from default/function.cfg, its variables filled with the "

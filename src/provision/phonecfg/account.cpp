@@ -61,15 +61,24 @@ struct AccountObjects {
 
   json_object* of(Target target) const {
     switch (target) {
-      case Target::kVoipStore: return voip.get();
-      case Target::kVoiplist: return voiplist.get();
-      case Target::kFunction: return function.get();
-      case Target::kSettinglist: return settinglist.get();
-      case Target::kSystem: return system.get();
-      case Target::kAddresslist: return addresslist.get();
-      case Target::kHal: return hal.get();
-      case Target::kProgrammingKey: return programming_key.get();
-      default: break;
+      case Target::kVoipStore:
+        return voip.get();
+      case Target::kVoiplist:
+        return voiplist.get();
+      case Target::kFunction:
+        return function.get();
+      case Target::kSettinglist:
+        return settinglist.get();
+      case Target::kSystem:
+        return system.get();
+      case Target::kAddresslist:
+        return addresslist.get();
+      case Target::kHal:
+        return hal.get();
+      case Target::kProgrammingKey:
+        return programming_key.get();
+      default:
+        break;
     }
     return nullptr;
   }
@@ -79,13 +88,19 @@ struct AccountObjects {
   bool open(Group group) const {
     switch (group) {
       case Group::kAccount:
-      case Group::kKeys: return true;
-      case Group::kFunction: return function != nullptr;
+      case Group::kKeys:
+        return true;
+      case Group::kFunction:
+        return function != nullptr;
       case Group::kVoice:
-      case Group::kDialplan: return settinglist != nullptr;
-      case Group::kSystem: return system != nullptr;
-      case Group::kLdap: return system != nullptr && addresslist != nullptr;
-      case Group::kNetwork: break;
+      case Group::kDialplan:
+        return settinglist != nullptr;
+      case Group::kSystem:
+        return system != nullptr;
+      case Group::kLdap:
+        return system != nullptr && addresslist != nullptr;
+      case Group::kNetwork:
+        break;
     }
     return false;
   }
@@ -96,11 +111,15 @@ struct AccountObjects {
 json_object* holder(json_object* root, const Member& m, int index) {
   const auto at = static_cast<size_t>(index);
   switch (m.place) {
-    case Place::kSection: return json::at(root, m.section);
-    case Place::kElement: return json::element(json::at(root, m.section), at);
-    case Place::kCredential: return json::element(json::at(json::element(json::at(root, m.section), at), "cred_acc"), 0);
+    case Place::kSection:
+      return json::at(root, m.section);
+    case Place::kElement:
+      return json::element(json::at(root, m.section), at);
+    case Place::kCredential:
+      return json::element(json::at(json::element(json::at(root, m.section), at), "cred_acc"), 0);
     case Place::kData:
-    case Place::kGrow: return json::element(json::at(root, m.section, "data"), at);
+    case Place::kGrow:
+      return json::element(json::at(root, m.section, "data"), at);
   }
   return nullptr;
 }
@@ -177,8 +196,11 @@ void apply(const AccountObjects& o, const KeyRow& row, const char* value, bool h
   switch (row.action) {
     case Action::kVolumeHandset:
     case Action::kVolumeSpeaker:
-    case Action::kVolumeRingtones: apply_volume(o, row, value, hotel); return;
-    default: break;
+    case Action::kVolumeRingtones:
+      apply_volume(o, row, value, hotel);
+      return;
+    default:
+      break;
   }
   const std::string text = stored_text(row, value);
   if (row.store.place == Place::kGrow) {

@@ -74,8 +74,12 @@ std::string word_lines(std::string_view word, const ExportRow& row, int index, c
                        json_object* source) {
   json_object* holder = nullptr;
   switch (row.place) {
-    case ExportPlace::kMember: holder = json::at(source, row.section); break;
-    case ExportPlace::kAccount: holder = json::element(json::array(source, row.section), static_cast<size_t>(index - 1)); break;
+    case ExportPlace::kMember:
+      holder = json::at(source, row.section);
+      break;
+    case ExportPlace::kAccount:
+      holder = json::element(json::array(source, row.section), static_cast<size_t>(index - 1));
+      break;
     case ExportPlace::kKey:
       holder = json::element(json::array(source, row.section, "data"), static_cast<size_t>(index - 1));
       break;

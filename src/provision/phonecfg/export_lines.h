@@ -40,8 +40,7 @@ const SpecialWord* find_special_word(std::string_view word);
 // The "[Config]" lines of a key word from its source's object; member is
 // the row's member, or the word's part behind its first dot when the row
 // names none.
-std::string word_lines(std::string_view word, const ExportRow& row, int index, const char* member,
-                       json_object* source);
+std::string word_lines(std::string_view word, const ExportRow& row, int index, const char* member, json_object* source);
 // The "[Config]" lines of a group word from "default/settinglist.cfg".
 std::string group_lines(const GroupRow& row, json_object* settinglist);
 // The sections of a special word from its source's object.

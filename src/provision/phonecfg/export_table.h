@@ -188,8 +188,7 @@ inline constexpr std::array kExportTable{
     export_rows::member("Features.HotlineDelay", Source::kFunction, "FeatureGnlInfor", "HotlineDelay"),
     export_rows::member("Features.Intercom.Allow", Source::kFunction, "FeatureIntercom", "IntercomAllowance"),
     export_rows::member("Features.Intercom.Mute", Source::kFunction, "FeatureIntercom", "IntercomMuteSwitch"),
-    export_rows::member("PowerLED.Common_Power_Light_on", Source::kFunction, "FeaturePowerLed",
-                        "CommonPowerLightOn"),
+    export_rows::member("PowerLED.Common_Power_Light_on", Source::kFunction, "FeaturePowerLed", "CommonPowerLightOn"),
     export_rows::member("PowerLED.Ringing_Power_Light_Flash", Source::kFunction, "FeaturePowerLed",
                         "RingPowerLightFlash"),
     // network.cfg
@@ -204,8 +203,7 @@ inline constexpr std::array kExportTable{
     export_rows::member("Static.Network.Vlan.Wan.Enable", Source::kInternet, "NetworkAdvanced", "VlanWanSwitch",
                         Print::kTwice),
     export_rows::member("Static.Network.Vlan.Wan.Vid", Source::kInternet, "NetworkAdvanced", "VlanWanVid"),
-    export_rows::member("Static.Network.Vlan.Wan.Priority", Source::kInternet, "NetworkAdvanced",
-                        "VlanWanPriority"),
+    export_rows::member("Static.Network.Vlan.Wan.Priority", Source::kInternet, "NetworkAdvanced", "VlanWanPriority"),
     export_rows::member("Static.Network.Vlan.Pc.Enable", Source::kInternet, "NetworkAdvanced", "VlanPcSwitch"),
     export_rows::member("Static.Network.Vlan.Pc.Vid", Source::kInternet, "NetworkAdvanced", "VlanPcVid"),
     export_rows::member("Static.Network.Vlan.Pc.Priority", Source::kInternet, "NetworkAdvanced", "VlanPcPriority"),
@@ -249,12 +247,12 @@ static_assert(export_word_count(Source::kNetwork) + export_word_count(Source::kI
 // The dial-plan groups of "default/settinglist.cfg", which no import key
 // names as a whole.
 enum class GroupKind : uint8_t {
-  kRules,    // section.data: the first five elements that hold the first
-             // line's member, each line "WORD.NAME<i> = VALUE"; i counts the
-             // element's place, skipped elements included
-  kNumbered, // flat: for i from 1 to 10 each member NAME<i> that exists,
-             // "WORD.NAME<i> = VALUE"
-  kFixed,    // flat: each line "WORD.NAME = VALUE", "(null)" when missing
+  kRules,     // section.data: the first five elements that hold the first
+              // line's member, each line "WORD.NAME<i> = VALUE"; i counts the
+              // element's place, skipped elements included
+  kNumbered,  // flat: for i from 1 to 10 each member NAME<i> that exists,
+              // "WORD.NAME<i> = VALUE"
+  kFixed,     // flat: each line "WORD.NAME = VALUE", "(null)" when missing
 };
 
 struct GroupLine {

@@ -48,10 +48,14 @@ struct NetworkObjects {
 
   json_object* of(Target target) const {
     switch (target) {
-      case Target::kNetworkStore: return network.get();
-      case Target::kTr069: return tr069.get();
-      case Target::kInternet: return internet.get();
-      default: break;  // the account handler's objects
+      case Target::kNetworkStore:
+        return network.get();
+      case Target::kTr069:
+        return tr069.get();
+      case Target::kInternet:
+        return internet.get();
+      default:
+        break;  // the account handler's objects
     }
     return nullptr;
   }
@@ -90,7 +94,8 @@ int set_network_message() {
   o.tr069.reset(read_gnl_config_json(kTr069File));
   o.internet.reset(read_gnl_config_json(kInternetFile));
 
-  if (const KeyRow* row = find_key(Group::kNetwork, parameterA); row != nullptr && value_accepted(*row, parameterA_value)) {
+  if (const KeyRow* row = find_key(Group::kNetwork, parameterA);
+      row != nullptr && value_accepted(*row, parameterA_value)) {
     store_text(o.of(row->store.target), row->store, parameterA_value);
     store_text(o.of(row->also.target), row->also, parameterA_value);
   }
@@ -122,17 +127,22 @@ int handle_item(const char* item) {
 
 bool value_accepted(const KeyRow& row, const char* value) {
   switch (row.check) {
-    case Check::kAny: return true;
-    case Check::kZeroOrOne: return is_zero_or_one(value);
-    case Check::kIpv4: return is_ipv4(value);
-    case Check::kOneOf: return value != nullptr && one_of(row.choices, value);
+    case Check::kAny:
+      return true;
+    case Check::kZeroOrOne:
+      return is_zero_or_one(value);
+    case Check::kIpv4:
+      return is_ipv4(value);
+    case Check::kOneOf:
+      return value != nullptr && one_of(row.choices, value);
     case Check::kDigitsRange: {
       if (!all_digits(value)) return false;
       const int number = board_atoi(value);
       return number >= row.low && number <= row.high;
     }
     case Check::kDigits:
-    case Check::kDigitsClamp: return all_digits(value);
+    case Check::kDigitsClamp:
+      return all_digits(value);
     case Check::kAtoiRange: {
       const int number = board_atoi(value);
       return number >= row.low && number <= row.high;

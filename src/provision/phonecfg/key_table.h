@@ -93,13 +93,13 @@ enum class Place : uint8_t {
 // What a key does beyond storing its member.
 enum class Action : uint8_t {
   kNone,
-  kOneLower,          // a one-based account stored zero-based
-  kDialNowKey,        // also sets "key" to the rule's number (see the handler)
-  kVolumeHandset,     // hal_volume_config_set(3, level)
-  kVolumeSpeaker,     // hal_volume_config_set(1, level)
-  kVolumeRingtones,   // hal_volume_config_set_ringtones(level)
-  kLanguage,          // "Chinese" and "English" stored as their codes
-  kBacklight,         // the PWM duty cycle set at once
+  kOneLower,         // a one-based account stored zero-based
+  kDialNowKey,       // also sets "key" to the rule's number (see the handler)
+  kVolumeHandset,    // hal_volume_config_set(3, level)
+  kVolumeSpeaker,    // hal_volume_config_set(1, level)
+  kVolumeRingtones,  // hal_volume_config_set_ringtones(level)
+  kLanguage,         // "Chinese" and "English" stored as their codes
+  kBacklight,        // the PWM duty cycle set at once
 };
 
 struct Member {
@@ -137,10 +137,9 @@ constexpr KeyRow one_of(std::string_view key, Target t, const char* section, con
                         std::string_view choices, ExportForm form = ExportForm::kSpaced) {
   return KeyRow{key, Group::kNetwork, {t, section, member}, {}, Check::kOneOf, choices, 0, 0, Type::kText, form};
 }
-constexpr KeyRow digits(std::string_view key, Target t, const char* section, const char* member, int low,
-                        int high) {
-  return KeyRow{key, Group::kNetwork, {t, section, member}, {}, Check::kDigitsRange, {}, low, high, Type::kText,
-                ExportForm::kSpaced};
+constexpr KeyRow digits(std::string_view key, Target t, const char* section, const char* member, int low, int high) {
+  return KeyRow{key,  Group::kNetwork, {t, section, member}, {}, Check::kDigitsRange, {}, low,
+                high, Type::kText,     ExportForm::kSpaced};
 }
 
 // Row makers of the account handler's groups.
@@ -174,13 +173,11 @@ constexpr KeyRow as_integer(KeyRow r) {
 // An account key: its member of AccountRegister[n] and, when it has one,
 // its member of the voip configuration's account[n].
 constexpr KeyRow account(std::string_view key, int n, const char* member, Member voip = {}) {
-  return with_also(row(key, Group::kAccount, {Target::kVoiplist, "AccountRegister", member, Place::kElement},
-                       Check::kAny, n - 1),
-                   voip);
+  return with_also(
+      row(key, Group::kAccount, {Target::kVoiplist, "AccountRegister", member, Place::kElement}, Check::kAny, n - 1),
+      voip);
 }
-constexpr Member credential(const char* member) {
-  return {Target::kVoipStore, "account", member, Place::kCredential};
-}
+constexpr Member credential(const char* member) { return {Target::kVoipStore, "account", member, Place::kCredential}; }
 constexpr Member voip_account(const char* member) { return {Target::kVoipStore, "account", member, Place::kElement}; }
 // An account key kept only in SipBase[n] or SipAdvance[n].
 constexpr KeyRow sip(std::string_view key, int n, const char* section, const char* member, Check check) {
@@ -193,25 +190,22 @@ constexpr KeyRow function(std::string_view key, const char* section, const char*
 }
 
 constexpr KeyRow line_key(std::string_view key, int n, const char* member) {
-  return row(key, Group::kKeys, {Target::kProgrammingKey, "Hotkey_lineKey", member, Place::kData}, Check::kAny,
-             n - 1);
+  return row(key, Group::kKeys, {Target::kProgrammingKey, "Hotkey_lineKey", member, Place::kData}, Check::kAny, n - 1);
 }
 constexpr KeyRow soft_key(std::string_view key, int n, const char* member) {
-  return row(key, Group::kKeys, {Target::kProgrammingKey, "Hotkey_hotKey", member, Place::kData}, Check::kAny,
-             n - 1);
+  return row(key, Group::kKeys, {Target::kProgrammingKey, "Hotkey_hotKey", member, Place::kData}, Check::kAny, n - 1);
 }
 
 constexpr KeyRow volume(std::string_view key, const char* member, const char* hal_member, Action action) {
-  return as_integer(with_also(with_range(row(key, Group::kVoice, {Target::kSettinglist, "Volume", member},
-                                             Check::kAny, 0, action),
-                                         Check::kDigitsRange, 0, 15),
-                              {Target::kHal, "audio", hal_member}));
+  return as_integer(
+      with_also(with_range(row(key, Group::kVoice, {Target::kSettinglist, "Volume", member}, Check::kAny, 0, action),
+                           Check::kDigitsRange, 0, 15),
+                {Target::kHal, "audio", hal_member}));
 }
 
 constexpr KeyRow rule(std::string_view key, int i, const char* section, const char* member,
                       Action action = Action::kNone) {
-  return row(key, Group::kDialplan, {Target::kSettinglist, section, member, Place::kGrow}, Check::kAny, i - 1,
-             action);
+  return row(key, Group::kDialplan, {Target::kSettinglist, section, member, Place::kGrow}, Check::kAny, i - 1, action);
 }
 constexpr KeyRow dialplan(std::string_view key, const char* section, const char* member) {
   return row(key, Group::kDialplan, {Target::kSettinglist, section, member});
@@ -224,63 +218,62 @@ constexpr KeyRow ldap(std::string_view key, const char* member, Check check = Ch
 }  // namespace rows
 
 // The 22 keys of account N, as one block per account.
-#define PHONECFG_ACCOUNT_ROWS(N)                                                                               \
-  rows::account("Account" #N ".AccountUserName", N, "AccountUserName", rows::credential("username")),          \
-      rows::account("Account" #N ".AccountPassword", N, "AccountPassword", rows::credential("password")),      \
-      rows::account("Account" #N ".AccountDisplayName", N, "AccountDisplayName", rows::credential("display")), \
-      rows::account("Account" #N ".AccountRegisterName", N, "AccountRegisterName",                             \
-                    rows::credential("regname")),                                                              \
-      rows::account("Account" #N ".AccountLabel", N, "AccountLabel", rows::credential("label")),               \
-      rows::account("Account" #N ".AccountEnable", N, "AccountEnable", rows::voip_account("enable")),          \
-      rows::account("Account" #N ".SIP1ServerAddr", N, "SIP1ServerAddr"),                                      \
-      rows::account("Account" #N ".SIP1ServerAddrPort", N, "SIP1ServerAddrPort"),                              \
-      /* The heartbeat feeds the registration timeout, on purpose. */                                          \
-      rows::account("Account" #N ".SIP1HeartbeatMessage", N, "SIP1HeartbeatMessage",                           \
-                    rows::voip_account("reg-timeout")),                                                        \
-      rows::account("Account" #N ".SIP1RetryCount", N, "SIP1RetryCount",                                       \
-                    rows::voip_account("AccountRegFailRetryCount")),                                           \
-      rows::account("Account" #N ".SIP1Transport", N, "SIP1Transport", rows::voip_account("transport-type")),  \
-      rows::account("Account" #N ".SIP2ServerAddr", N, "SIP2ServerAddr"),                                      \
-      rows::account("Account" #N ".SIP2ServerAddrPort", N, "SIP2ServerAddrPort"),                              \
-      rows::account("Account" #N ".SIP2HeartbeatMessage", N, "SIP2HeartbeatMessage",                           \
-                    rows::voip_account("reg-timeout2")),                                                       \
-      rows::account("Account" #N ".SIP2RetryCount", N, "SIP2RetryCount",                                       \
-                    rows::voip_account("AccountRegFailRetryCount2")),                                          \
-      rows::account("Account" #N ".SIP2Transport", N, "SIP2Transport", rows::voip_account("transport-type2")), \
-      rows::sip("Account" #N ".Anonymous_call", N, "SipBase", "AccountAnonymousCallSwitch", Check::kZeroOrOne), \
-      rows::sip("Account" #N ".Reject_anonymous_call", N, "SipBase", "AccountRejectAnonymousCallSwitch",        \
-                Check::kZeroOrOne),                                                                            \
-      rows::sip("Account" #N ".Auto_answer", N, "SipBase", "AccountAutoAnswerSwitch", Check::kZeroOrOne),       \
-      /* "Subsribe" is the member's name as every reader knows it. */                                          \
-      rows::sip("Account" #N ".Subscribe_mwi", N, "SipAdvance", "AccountSubsribeMWI", Check::kZeroOrOne),       \
-      rows::sip("Account" #N ".Voice_mail.Number", N, "SipAdvance", "AccountVoiceMailNumber", Check::kAny),     \
+#define PHONECFG_ACCOUNT_ROWS(N)                                                                                 \
+  rows::account("Account" #N ".AccountUserName", N, "AccountUserName", rows::credential("username")),            \
+      rows::account("Account" #N ".AccountPassword", N, "AccountPassword", rows::credential("password")),        \
+      rows::account("Account" #N ".AccountDisplayName", N, "AccountDisplayName", rows::credential("display")),   \
+      rows::account("Account" #N ".AccountRegisterName", N, "AccountRegisterName", rows::credential("regname")), \
+      rows::account("Account" #N ".AccountLabel", N, "AccountLabel", rows::credential("label")),                 \
+      rows::account("Account" #N ".AccountEnable", N, "AccountEnable", rows::voip_account("enable")),            \
+      rows::account("Account" #N ".SIP1ServerAddr", N, "SIP1ServerAddr"),                                        \
+      rows::account("Account" #N ".SIP1ServerAddrPort", N,                                                       \
+                    "SIP1ServerAddrPort"), /* The heartbeat feeds the registration timeout, on purpose. */       \
+      rows::account("Account" #N ".SIP1HeartbeatMessage", N, "SIP1HeartbeatMessage",                             \
+                    rows::voip_account("reg-timeout")),                                                          \
+      rows::account("Account" #N ".SIP1RetryCount", N, "SIP1RetryCount",                                         \
+                    rows::voip_account("AccountRegFailRetryCount")),                                             \
+      rows::account("Account" #N ".SIP1Transport", N, "SIP1Transport", rows::voip_account("transport-type")),    \
+      rows::account("Account" #N ".SIP2ServerAddr", N, "SIP2ServerAddr"),                                        \
+      rows::account("Account" #N ".SIP2ServerAddrPort", N, "SIP2ServerAddrPort"),                                \
+      rows::account("Account" #N ".SIP2HeartbeatMessage", N, "SIP2HeartbeatMessage",                             \
+                    rows::voip_account("reg-timeout2")),                                                         \
+      rows::account("Account" #N ".SIP2RetryCount", N, "SIP2RetryCount",                                         \
+                    rows::voip_account("AccountRegFailRetryCount2")),                                            \
+      rows::account("Account" #N ".SIP2Transport", N, "SIP2Transport", rows::voip_account("transport-type2")),   \
+      rows::sip("Account" #N ".Anonymous_call", N, "SipBase", "AccountAnonymousCallSwitch", Check::kZeroOrOne),  \
+      rows::sip("Account" #N ".Reject_anonymous_call", N, "SipBase", "AccountRejectAnonymousCallSwitch",         \
+                Check::kZeroOrOne),                                                                              \
+      rows::sip("Account" #N ".Auto_answer", N, "SipBase", "AccountAutoAnswerSwitch",                            \
+                Check::kZeroOrOne), /* "Subsribe" is the member's name as every reader knows it. */              \
+      rows::sip("Account" #N ".Subscribe_mwi", N, "SipAdvance", "AccountSubsribeMWI", Check::kZeroOrOne),        \
+      rows::sip("Account" #N ".Voice_mail.Number", N, "SipAdvance", "AccountVoiceMailNumber", Check::kAny),      \
       rows::sip("Account" #N ".Subscribe_mwi_expires", N, "SipAdvance", "AccountSubscribeMWIExpire", Check::kAny)
 
 // The five keys of line key N and of soft key N. A line key's Line is a
 // one-based account stored zero-based; a soft key's is stored as it comes.
-#define PHONECFG_KEY_ROWS(N)                                                                                     \
-  rows::with_choices(rows::line_key("LineKey" #N ".Type", N, "Type"), "15|106|117|213|9|10|56"),                  \
-      rows::with_choices(rows::row("LineKey" #N ".Line", Group::kKeys,                                            \
-                                   {Target::kProgrammingKey, "Hotkey_lineKey", "Line", Place::kData}, Check::kOneOf, \
-                                   N - 1, Action::kOneLower),                                                     \
-                         "1|2|3|4"),                                                                              \
-      rows::line_key("LineKey" #N ".Value", N, "Value"), rows::line_key("LineKey" #N ".Label", N, "Label"),       \
-      rows::line_key("LineKey" #N ".Extension", N, "Extension"),                                                  \
-      rows::with_choices(rows::soft_key("SoftKey" #N ".Type", N, "Type"), "201|301|5|401"),                       \
+#define PHONECFG_KEY_ROWS(N)                                                                                          \
+  rows::with_choices(rows::line_key("LineKey" #N ".Type", N, "Type"), "15|106|117|213|9|10|56"),                      \
+      rows::with_choices(rows::row("LineKey" #N ".Line", Group::kKeys,                                                \
+                                   {Target::kProgrammingKey, "Hotkey_lineKey", "Line", Place::kData}, Check::kOneOf,  \
+                                   N - 1, Action::kOneLower),                                                         \
+                         "1|2|3|4"),                                                                                  \
+      rows::line_key("LineKey" #N ".Value", N, "Value"), rows::line_key("LineKey" #N ".Label", N, "Label"),           \
+      rows::line_key("LineKey" #N ".Extension", N, "Extension"),                                                      \
+      rows::with_choices(rows::soft_key("SoftKey" #N ".Type", N, "Type"), "201|301|5|401"),                           \
       rows::row("SoftKey" #N ".Line", Group::kKeys, {Target::kProgrammingKey, "Hotkey_hotKey", "Line", Place::kData}, \
-                Check::kDigits, N - 1),                                                                           \
-      rows::soft_key("SoftKey" #N ".Value", N, "Value"), rows::soft_key("SoftKey" #N ".Label", N, "Label"),       \
+                Check::kDigits, N - 1),                                                                               \
+      rows::soft_key("SoftKey" #N ".Value", N, "Value"), rows::soft_key("SoftKey" #N ".Label", N, "Label"),           \
       rows::soft_key("SoftKey" #N ".Extension", N, "Extension")
 
 // The dial-plan keys of rule I of the two rule arrays.
-#define PHONECFG_RULE_ROWS(I)                                                                                       \
-  rows::rule("Dialplan.Replace_Rule.Prefix" #I, I, "DialplanReplace", "Prefix"),                                    \
-      rows::rule("Dialplan.Replace_Rule.Replace" #I, I, "DialplanReplace", "Replace"),                              \
-      rows::rule("Dialplan.Replace_Rule.Account" #I, I, "DialplanReplace", "Account"),                              \
-      rows::rule("Dialplan.Dial_now.Rule" #I, I, "DialplanDialnow", "RealTimeDialingRules"),                        \
+#define PHONECFG_RULE_ROWS(I)                                                                \
+  rows::rule("Dialplan.Replace_Rule.Prefix" #I, I, "DialplanReplace", "Prefix"),             \
+      rows::rule("Dialplan.Replace_Rule.Replace" #I, I, "DialplanReplace", "Replace"),       \
+      rows::rule("Dialplan.Replace_Rule.Account" #I, I, "DialplanReplace", "Account"),       \
+      rows::rule("Dialplan.Dial_now.Rule" #I, I, "DialplanDialnow", "RealTimeDialingRules"), \
       rows::rule("Dialplan.Dial_now.Account" #I, I, "DialplanDialnow", "Account", Action::kDialNowKey)
 
-#define PHONECFG_BLOCK_OUT_ROWS(I)                                                  \
+#define PHONECFG_BLOCK_OUT_ROWS(I)                                                     \
   rows::dialplan("Dialplan.Block_out.BlockOut" #I, "DialplanRestrict", "BlockOut" #I), \
       rows::dialplan("Dialplan.Block_out.Account" #I, "DialplanRestrict", "Account" #I)
 
@@ -298,8 +291,8 @@ inline constexpr std::array kKeyTable{
     rows::text("Static.NatStun.Enable", Target::kInternet, "NetworkNAT", "NatSTUNSwitch", Check::kZeroOrOne),
     rows::text("Static.NatStun.Server", Target::kInternet, "NetworkNAT", "NatSTUNServer", Check::kAny),
     rows::text("Static.NatStun.Port", Target::kInternet, "NetworkNAT", "NatSTUNPort", Check::kAny),
-    rows::one_of("Static.Network.PcPort.Enable", Target::kInternet, "NetworkPCPort", "PCPortActive",
-                 "auto|disabled", ExportForm::kSpacedZeroWhenMissing),
+    rows::one_of("Static.Network.PcPort.Enable", Target::kInternet, "NetworkPCPort", "PCPortActive", "auto|disabled",
+                 ExportForm::kSpacedZeroWhenMissing),
     rows::text("Static.Network.Vlan.Wan.Enable", Target::kInternet, "NetworkAdvanced", "VlanWanSwitch",
                Check::kZeroOrOne, ExportForm::kSpacedTwice),
     rows::digits("Static.Network.Vlan.Wan.Vid", Target::kInternet, "NetworkAdvanced", "VlanWanVid", 1, 4094),
@@ -340,9 +333,9 @@ inline constexpr std::array kKeyTable{
     rows::function("Forward.busy.enable", "FeatureForwardDND", "BusyForwardSwitch"),
     rows::function("Forward.busy.target", "FeatureForwardDND", "BusyForwardTarget", Check::kAny),
     rows::function("Forward.no_answer.enable", "FeatureForwardDND", "NoAnswerForwardSwitch"),
-    rows::with_range(rows::function("Forward.no_answer.after_ring_time", "FeatureForwardDND",
-                                    "NoAnswerForwardDelayTime"),
-                     Check::kDigitsRange, 0, 5),
+    rows::with_range(
+        rows::function("Forward.no_answer.after_ring_time", "FeatureForwardDND", "NoAnswerForwardDelayTime"),
+        Check::kDigitsRange, 0, 5),
     rows::function("Forward.no_answer.target", "FeatureForwardDND", "NoAnswerForwardTarget", Check::kAny),
     rows::function("Features.dnd.mode", "FeatureForwardDND", "DndMode"),
     rows::function("Features.dnd.account", "FeatureForwardDND", "DNDAccount"),
@@ -351,8 +344,8 @@ inline constexpr std::array kKeyTable{
     rows::with_choices(rows::function("Features.key_as_send", "FeatureGnlInfor", "AutoRedialSwitch"), "0|1|2"),
     rows::function("Features.HotlineNumber", "FeatureGnlInfor", "HotlineNumber", Check::kAny),
     // The one number that is clamped, not refused.
-    rows::with_range(rows::function("Features.HotlineDelay", "FeatureGnlInfor", "HotlineDelay"),
-                     Check::kDigitsClamp, 0, 10),
+    rows::with_range(rows::function("Features.HotlineDelay", "FeatureGnlInfor", "HotlineDelay"), Check::kDigitsClamp, 0,
+                     10),
     rows::function("Features.Intercom.Allow", "FeatureIntercom", "IntercomAllowance"),
     rows::function("Features.Intercom.Mute", "FeatureIntercom", "IntercomMuteSwitch"),
     rows::function("PowerLED.Common_Power_Light_on", "FeaturePowerLed", "CommonPowerLightOn"),
@@ -407,10 +400,10 @@ inline constexpr std::array kKeyTable{
     // the phone uses for it.
     rows::row("Language.Lcd", Group::kSystem, {Target::kSystem, "systeminfo", "lang"}, Check::kAny, 0,
               Action::kLanguage),
-    rows::with_choices(rows::row("Phone.LcdBackLight_level", Group::kSystem,
-                                 {Target::kSystem, "hardware", "bk_light_l_active"}, Check::kOneOf, 0,
-                                 Action::kBacklight),
-                       "0|10|20|30|40|50|60|70|80|90|100"),
+    rows::with_choices(
+        rows::row("Phone.LcdBackLight_level", Group::kSystem, {Target::kSystem, "hardware", "bk_light_l_active"},
+                  Check::kOneOf, 0, Action::kBacklight),
+        "0|10|20|30|40|50|60|70|80|90|100"),
 
     // LDAP, section MaillistLDAP of "default/addresslist.cfg", gated on
     // "system.cfg" too. The numbers are read by atoi without a digit test,

@@ -26,7 +26,7 @@ int read_line(const char* item, char* key, char* value);
 bool is_ipv4(const char* text);
 bool is_zero_or_one(const char* text);
 bool is_zero_to_three(const char* text);
-bool all_digits(const char* text);  // "" passes
+bool all_digits(const char* text);    // "" passes
 bool names_network(const char* key);  // "Network" or "Static" anywhere
 
 // atoi as the board reads a digit string: a 32-bit long saturates, so a
