@@ -153,6 +153,14 @@ PHONECORE_API int get_cfg_method(const char *url) PHONECORE_NOEXCEPT;
  * characters or more is counted and left empty. 0. */
 PHONECORE_API int get_cfg_value(const char *url) PHONECORE_NOEXCEPT;
 PHONECORE_API int get_cfg_value1(const char *url) PHONECORE_NOEXCEPT;
+/* Runs a settings request: "set" hands each item to my_dm_handle_value1
+ * (100 ms after each) and then reload_all_phonecfg, unless a reload is in
+ * progress; any other word reads: the items' sections and lines go into
+ * ACTION_URI_PHONECFG_INI and upload_flag is set for the answer. More than
+ * ten items: nothing at all. do_method_for_phonecfg1 takes the items between
+ * "%5B" and "%5D" and logs nothing. 0. */
+PHONECORE_API int do_method_for_phonecfg(const char *url) PHONECORE_NOEXCEPT;
+PHONECORE_API int do_method_for_phonecfg1(const char *url) PHONECORE_NOEXCEPT;
 
 /* The session and the device. */
 

@@ -1,5 +1,7 @@
 // The methods behind "servlet?key=": words split from the URL, each a key
-// press, a call operation, a feature switch, a reboot or a reset.
+// press, a call operation, a feature switch, a reboot or a reset; and those
+// behind "servlet?phonecfg=", which read or write settings item by item
+// through the phone.cfg machinery.
 //
 // Key presses and call operations are broadcast to all processes as they
 // were written: "ASW", "Asw" and "ANSWER" reach the receivers as three
@@ -17,11 +19,14 @@
 #include <iterator>
 #include <string_view>
 
+#include "base/atomic_field.h"
 #include "base/json.h"
 #include "bus/command_broadcast.h"
 #include "phonecore/action_uri.h"
 #include "phonecore/bus_client.h"
 #include "phonecore/config.h"
+#include "phonecore/phonecfg.h"
+#include "phonecore/phonecfg_export.h"
 #include "remote/action_uri_internal.h"
 
 namespace json = phonecore::json;
@@ -274,6 +279,44 @@ void collect_items(const char* url, std::string_view open, std::string_view clos
 
 int noop_callback(uint16_t, uint16_t, void*, uint32_t) { return 0; }
 
+// The items a settings request serves at most; one more and none is.
+constexpr int kMostSettingsItems = 10;
+// The pause after each item, as after each key word.
+constexpr useconds_t kItemPauseMicroseconds = 100000;
+
+// A settings request: "set" writes each item and reloads once; anything
+// else reads, the answer being left in ACTION_URI_PHONECFG_INI for the
+// connection's handler.
+void run_settings_request(const char* url, int (*collect)(const char*), bool logged) {
+  const int type = get_cfg_method(url);
+  if (logged) std::printf("cfg_type = %d\n", type);
+  collect(url);
+  if (cfg_count > kMostSettingsItems) {
+    if (logged) std::printf("do_method_for_phonecfg: %d items, none served\n", cfg_count);
+    return;
+  }
+  if (type != 1) {
+    set_cfg_header1(ACTION_URI_PHONECFG_INI);
+    for (int i = 0; i < cfg_count; ++i) {
+      strimp_shift_7(cfg_method[i]);
+      get_special_cfg(cfg_method[i]);
+      get_appoint_cfg(cfg_method[i]);
+      usleep(kItemPauseMicroseconds);
+    }
+    merge_phonecfg();
+    phonecore::base::store(upload_flag, 1);
+    return;
+  }
+  // The items of a batch during a reload would go unannounced: none is written.
+  if (reload_in_progress()) return;
+  for (int i = 0; i < cfg_count; ++i) {
+    if (logged) std::printf("do_method_for_phonecfg: %s\n", cfg_method[i]);
+    my_dm_handle_value1(cfg_method[i]);
+    usleep(kItemPauseMicroseconds);
+  }
+  reload_all_phonecfg();
+}
+
 }  // namespace
 }  // namespace phonecore::remote
 
@@ -405,6 +448,16 @@ int get_cfg_value(const char* url) noexcept {
 
 int get_cfg_value1(const char* url) noexcept {
   collect_items(url, "%5B", "%5D");
+  return 0;
+}
+
+int do_method_for_phonecfg(const char* url) noexcept {
+  run_settings_request(url, get_cfg_value, true);
+  return 0;
+}
+
+int do_method_for_phonecfg1(const char* url) noexcept {
+  run_settings_request(url, get_cfg_value1, false);
   return 0;
 }
 

@@ -126,7 +126,7 @@ Served serve_connection(int fd) {
     init_key_method(url_test1.url);
     do_method_for_key();
   } else if (check_format(url_test1.url, kPhonecfgForm) == 0) {
-    std::printf("handle: the settings form isn't served by this build\n");
+    do_method_for_phonecfg(url_test1.url);
   }
 
   if (take_upload_flag()) {

@@ -244,6 +244,47 @@ TEST_F(ActionUriServer, FailedMethodsStillGetStatus200) {
   EXPECT_EQ(commands(listener_), std::vector<std::string>{std::string(R"({"cmd":"reload_transfer_dnd"})") + '\0'});
 }
 
+// What curl prints of the answer to a URL given as it stands ("-g": the
+// brackets are not curl's ranges).
+std::string curl_body(const std::string& url) {
+  FILE* curl = popen(("curl -s -g '" + url + "'").c_str(), "r");
+  if (curl == nullptr) return "<no curl>";
+  std::string body;
+  char b[512];
+  for (size_t n; (n = std::fread(b, 1, sizeof b, curl)) > 0;) body.append(b, n);
+  return pclose(curl) == 0 ? body : "<curl failed>";
+}
+
+TEST_F(ActionUriServer, ASettingsReadIsAnsweredWithTheFileAsAnAttachment) {
+  const std::string file =
+      "[Status]\nFirmwareVersion = 1.0.0\n[DND]\nState=0\n[Config]\nAccount1.AccountLabel = Office 1001\n";
+  const Answer a = ask("GET /servlet?phonecfg=get[dnd=1][Account1.AccountLabel] HTTP/1.1\r\n\r\n");
+  EXPECT_TRUE(a.closed);
+  EXPECT_EQ(a.bytes, std::string(kSettingsHead, kSettingsHeadBytes) + file);
+  // Byte for byte through curl, the passwords in clear among them.
+  EXPECT_EQ(curl_body("http://127.0.0.1:8335/servlet?phonecfg=get[dnd=1][Account1.AccountLabel]"), file);
+  EXPECT_EQ(curl_body("http://127.0.0.1:8335/servlet?phonecfg=get[Account1.AccountPassword]"),
+            "[Status]\nFirmwareVersion = 1.0.0\n[Config]\nAccount1.AccountPassword = desk1001\n");
+  // Eleven items: the Hello page.
+  std::string eleven = "GET /servlet?phonecfg=get";
+  for (int i = 0; i < 11; ++i) eleven += "[dnd=1]";
+  EXPECT_EQ(ask(eleven + " HTTP/1.1\r\n\r\n").bytes, kHello);
+  EXPECT_EQ(commands(listener_), std::vector<std::string>{});
+}
+
+TEST_F(ActionUriServer, ASettingsWriteIsAppliedAndAnsweredWithTheHelloPage) {
+  FactoryFiles accounts{"voip.cfg", "default/voiplist.cfg", "default/dss.cfg", "default/programing_key.cfg"};
+  EXPECT_EQ(curl_body("http://127.0.0.1:8335/servlet?phonecfg=set[Account1.AccountLabel=Reception]"),
+            std::string("<h1>Hello!</h1>") + '\0');
+  const std::string registered = phonecore::testing::text_at("default/voiplist.cfg", {"AccountRegister"});
+  EXPECT_NE(registered.find("\"AccountLabel\": \"Reception\""), std::string::npos) << registered;
+  const std::vector<std::string> heard = commands(listener_);
+  ASSERT_FALSE(heard.empty());
+  EXPECT_EQ(heard.back(), std::string(R"({"cmd":"reload_account"})") + '\0');
+  EXPECT_EQ(slurp("/tmp/reloading"), "0");
+  EXPECT_TRUE(accounts.restore());
+}
+
 TEST_F(ActionUriServer, ALongTargetIsAnsweredWithTheHelloPage) {
   EXPECT_EQ(ask("GET /servlet?key=" + std::string(1100, '1') + " HTTP/1.1\r\n\r\n").bytes, kHello);
   EXPECT_EQ(commands(listener_), std::vector<std::string>{});

@@ -973,7 +973,7 @@ setting_wallpaper)
   rm /appconfigs/hal.cfg
   status 1 phonectl setting wallpaper 4
   ;;
-uri_serve | uri_key | uri_raw)
+uri_serve | uri_key | uri_phonecfg | uri_raw)
   # Command broadcasts as the bus carries them, while WHAT runs:
   # heard COUNT WHAT... leaves them in /tmp/heard, one "cmd keycode opt param2" a line.
   heard() {
@@ -998,6 +998,29 @@ reload_transfer_dnd - - -"
     heard 1 phonectl uri key HOLD:12
     expect "hold" "$(cat /tmp/heard)" "web_call_proc - HOLD_CALLID 12"
     status 2 phonectl uri key
+    ;;
+  uri_phonecfg)
+    # A read prints the answer the server would send, passwords in clear.
+    expect "get" "$(phonectl uri phonecfg get dnd=1 Account1.AccountPassword)" "[Status]
+FirmwareVersion = 1.0.0
+[DND]
+State=0
+[Config]
+Account1.AccountPassword = desk1001"
+    expect "items" "$(phonectl --json uri phonecfg get '&dnd=1' x | jq -c .items)" '["dnd=1","x"]'
+    # A write: the file changed, one reload ending in reload_account (the
+    # SIP process answers the reload with messages of its own: all is heard
+    # until the listener's time-out).
+    heard 30 phonectl --json uri phonecfg set Account1.AccountLabel=Reception
+    expect "answered" "$(jq -r .answered /tmp/what.out)" false
+    expect "label" "$(jq -r '.AccountRegister[0].AccountLabel' /appconfigs/default/voiplist.cfg)" Reception
+    expect "reloaded" "$(tail -1 /tmp/heard)" "reload_account - - -"
+    expect "once" "$(grep -c reload_account /tmp/heard)" 1
+    expect "marker" "$(cat /tmp/reloading)" 0
+    # Eleven items serve nothing; a word but get or set is a usage error.
+    status 1 phonectl uri phonecfg get 1 2 3 4 5 6 7 8 9 10 11
+    status 2 phonectl uri phonecfg put x
+    status 2 phonectl uri phonecfg
     ;;
   uri_serve)
     phonectl uri serve >/dev/null 2>&1 &

@@ -1,6 +1,6 @@
 // phonectl http: the HTTP client's get, post, download and upload;
 // phonectl action: one Action URL event;
-// phonectl uri: the Action URI server and its key methods.
+// phonectl uri: the Action URI server, its key and its settings methods.
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <phonecore/action_uri.h>
@@ -240,6 +240,42 @@ int uri_key(Context &ctx, Args args) {
   return kOk;
 }
 
+// The items of a "servlet?phonecfg=" request run here, without the server:
+// "get" prints the answer the server would send behind its head, "set"
+// writes the items and reloads, as the server would.
+int uri_phonecfg(Context &ctx, Args args) {
+  const std::string_view word = args[0];
+  if (word != "get" && word != "set") return fail(kUsage, "uri phonecfg: get or set, not " + std::string(word));
+  std::string url = "servlet?phonecfg=" + std::string(word);
+  for (size_t i = 1; i < args.size(); ++i) url += "[" + std::string(args[i]) + "]";
+  upload_flag = 0;
+  do_method_for_phonecfg(url.c_str());
+  const bool answered = upload_flag == 1;
+  std::string answer;
+  if (answered) {
+    // Taken as the server takes it; the flag is cleared.
+    const char *whole = upload_file_phonecfg_ini();
+    const char *body = whole != nullptr ? std::strstr(whole, "\r\n\r\n") : nullptr;
+    if (body != nullptr) answer = body + 4;
+  }
+  if (ctx.json) {
+    json_object *items = json_object_new_array();
+    for (int i = 0; i < cfg_count && i < ACTION_URI_CFG_ROWS; ++i)
+      json_object_array_add(items, json_object_new_string(cfg_method[i]));
+    json_object *r = json_object_new_object();
+    json_object_object_add(r, "url", json_object_new_string(url.c_str()));
+    json_object_object_add(r, "count", json_object_new_int(cfg_count));
+    json_object_object_add(r, "items", items);
+    json_object_object_add(r, "answered", json_object_new_boolean(answered));
+    if (answered) json_object_object_add(r, "answer", json_object_new_string(answer.c_str()));
+    print(ctx, r);
+  } else if (answered) {
+    std::fputs(answer.c_str(), ctx.out);
+  }
+  if (word == "get" && !answered) return fail(kRefused, "nothing served: more than ten items");
+  return kOk;
+}
+
 // TEXT with the escapes \r, \n, \0 and \\ made bytes.
 std::string unescape(std::string_view text) {
   std::string out;
@@ -310,6 +346,11 @@ constexpr Command kCommands[] = {
      "the words of a \"servlet?key=\" request (OK DNDOn HOLD:12 ...) run here, as the server would: key presses "
      "and call words broadcast, feature words written to default/function.cfg",
      1, -1, uri_key},
+    {"uri", "phonecfg", "uri phonecfg get|set ITEM...",
+     "the items of a \"servlet?phonecfg=\" request run here, as the server would: get prints the answer "
+     "(dnd=1 accounts=1 Account1.AccountLabel ...; passwords in clear), set writes the items "
+     "(Account1.AccountLabel=Desk ...) and reloads once; ten items at most",
+     1, -1, uri_phonecfg},
     {"uri", "raw", "uri raw TEXT",
      "TEXT (escapes \\r \\n \\0) sent as it is to 127.0.0.1:8335; the answer's bytes as they came", 1, 1, uri_raw},
 };
