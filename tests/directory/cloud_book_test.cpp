@@ -22,12 +22,14 @@
 #include "support/files.h"
 #include "support/http_peer.h"
 #include "support/raw_session.h"
+#include "support/web_server.h"
 
 namespace fs = std::filesystem;
 using phonecore::testing::HttpPeer;
 using phonecore::testing::HttpRecord;
 using phonecore::testing::RawSession;
 using phonecore::testing::slurp;
+using phonecore::testing::WebServer;
 
 namespace {
 
@@ -491,6 +493,25 @@ TEST_F(CloudBookTest, AFailedDownloadLeavesAnEmptyBookAndTheOthersAreFetched) {
   EXPECT_EQ(books_[1]->count, 2);
   ASSERT_NE(books_[4], nullptr);
   EXPECT_EQ(books_[4]->count, 5);
+}
+
+// The box's real web server serves the same fixtures over HTTPS: on 8443
+// with a certificate of the box's CA, which the phone's bundle holds, and
+// on 8444 with a self-signed one, which fails the check.
+TEST_F(CloudBookTest, BooksOverHttpsAreFetchedOnlyWithACertificateTheBundleTrusts) {
+  const std::string trusted = "https://127.0.0.1:8443/books/vorn.xml";
+  const std::string self_signed = "https://127.0.0.1:8444/books/vorn.xml";
+  set_books({{trusted, "tls", "1"}, {self_signed, "self", "2"}, {book_url("cisco.xml"), "plain", "3"}});
+  update();
+  ASSERT_NE(books_[0], nullptr);
+  EXPECT_EQ(books_[0]->count, 5);
+  EXPECT_EQ(slurp(cache_of(trusted)), slurp(kFixtures + "vorn.xml"));
+  ASSERT_NE(books_[1], nullptr);
+  EXPECT_EQ(books_[1]->count, 0) << "the self-signed server's book stays empty";
+  EXPECT_EQ(slurp(cache_of(self_signed)), "") << "opened before the transfer, left empty";
+  ASSERT_NE(books_[2], nullptr);
+  EXPECT_EQ(books_[2]->count, 2);
+  EXPECT_NE(WebServer::access_log_line("/books/vorn.xml"), "") << "lighttpd served the trusted book";
 }
 
 size_t open_descriptors() {
