@@ -55,4 +55,8 @@ say "The phone book: contacts and groups, an exact block list, the history, the 
 say "Provisioning: a run against the box's FTP server, a call holding the take-up, the reload broadcasts, a certificate and a firmware image"
 "$build/demo/provision_demo" >/dev/null
 
+say "phone.cfg: a batch of items (account 2, VLAN 20, a dial-now rule, a line key, LDAP) read in, one reload heard, the text written back"
+"$build/demo/phonecfg_demo" >/dev/null
+echo "   the SIP process now sees: $(pbctl sip state | jq -c '[.accounts[] | select(.online == 1) | .user]')"
+
 say "Demo done: the box and its peers stop with this script"
