@@ -74,15 +74,24 @@ static void export_words(const char *const *words) {
 int main(void) {
   clock_gettime(CLOCK_MONOTONIC, &g_start);
   static const char *const items[] = {
-      "Account2.AccountEnable=1",         "Account2.AccountUserName=1002",
-      "Account2.AccountPassword=desk1002", "Account2.AccountDisplayName=Reception",
-      "Account2.AccountLabel=Reception",   "Account2.SIP1ServerAddr=127.0.0.1",
-      "Account2.SIP1ServerAddrPort=5060",  "Static.Network.Vlan.Wan.Enable=1",
-      "Static.Network.Vlan.Wan.Vid=20",    "Dialplan.Dial_now.Rule1=11[02]",
-      "Dialplan.Dial_now.Account1=1",      "LineKey3.Type=15",
-      "LineKey3.Line=2",                   "LineKey3.Label=Front desk",
-      "LDAP.Enable=1",                     "LDAP.Server=ldap.example.com",
-      "LDAP.Port=389abc",                  NULL,
+      "Account2.AccountEnable=1",
+      "Account2.AccountUserName=1002",
+      "Account2.AccountPassword=desk1002",
+      "Account2.AccountDisplayName=Reception",
+      "Account2.AccountLabel=Reception",
+      "Account2.SIP1ServerAddr=127.0.0.1",
+      "Account2.SIP1ServerAddrPort=5060",
+      "Static.Network.Vlan.Wan.Enable=1",
+      "Static.Network.Vlan.Wan.Vid=20",
+      "Dialplan.Dial_now.Rule1=11[02]",
+      "Dialplan.Dial_now.Account1=1",
+      "LineKey3.Type=15",
+      "LineKey3.Line=2",
+      "LineKey3.Label=Front desk",
+      "LDAP.Enable=1",
+      "LDAP.Server=ldap.example.com",
+      "LDAP.Port=389abc",
+      NULL,
   };
 
   SAY("== A batch of phone.cfg items, each read and written through the configuration service\n");

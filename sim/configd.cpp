@@ -216,7 +216,7 @@ class ConfigService {
     std::memcpy(&req_, in_.data(), n);
     // The data length is cut to what the datagram really holds.
     req_data_len_ = std::min<size_t>(head->data_length, n - kGnlHeaderSize);
-    record_request();
+    record_request(n);
     // A silent service hears and records, and answers nothing.
     if (control_.silent()) return 0;
     std::memset(&out_, 0, kGnlHeaderSize);
@@ -316,8 +316,9 @@ class ConfigService {
   // One record line: category, operation, format, path and data length,
   // in decimal. The path is cut as a read cuts it; "-" when empty, bytes
   // other than printable ones as \xNN (gl_data and the questions carry
-  // numbers in that field).
-  void record_request() {
+  // numbers in that field). The two phone.cfg requests, whose callers fill
+  // the frame by hand, add every byte of the datagram in hex.
+  void record_request(size_t datagram) {
     const size_t n = strnlen(req_.path, std::min<size_t>(req_.path_length, kGnlPathSize - 1));
     std::string path;
     for (size_t i = 0; i < n; ++i) {
@@ -328,7 +329,17 @@ class ConfigService {
     }
     char line[64];
     snprintf(line, sizeof line, "%u %u %u ", req_.category, req_.operation, req_.format);
-    control_.record(line + (path.empty() ? std::string("-") : path) + " " + std::to_string(req_data_len_));
+    std::string frame;
+    if (req_.category == kCategoryFile &&
+        (req_.operation == kOperationUploadConfig || req_.operation == kOperationDownloadConfig)) {
+      frame = " ";
+      for (size_t i = 0; i < datagram; ++i) {
+        char hex[3];
+        snprintf(hex, sizeof hex, "%02x", static_cast<unsigned char>(in_[i]));
+        frame += hex;
+      }
+    }
+    control_.record(line + (path.empty() ? std::string("-") : path) + " " + std::to_string(req_data_len_) + frame);
   }
 
   size_t gl_data() {

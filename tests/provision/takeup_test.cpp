@@ -133,4 +133,20 @@ TEST_F(TakeUp, TheReverseRequestIsAnsweredEmpty) {
   EXPECT_EQ(head.data_length, 0);
 }
 
+// The two requests as the library sends them, every byte: magic 0x05FF,
+// category 4102, the operation, format 2, an empty path, and zeros to the
+// 77th byte, little-endian as the board is.
+TEST_F(TakeUp, BothRequestsGoOutByteForByte) {
+  const auto frame = [](const char* operation_bytes) {
+    return std::string("ff050610") + operation_bytes + "0200" + std::string(2 * (77 - 8), '0');
+  };
+  EXPECT_EQ(upload_config_file(), 0);
+  EXPECT_EQ(download_config_file(), 0);
+  const auto record = peer_.requests();
+  ASSERT_EQ(record.size(), 2u);
+  EXPECT_EQ(peer_.frames(), (std::vector<std::string>{frame("0930"), frame("0a30")}));
+  EXPECT_EQ(record[0], (ConfigRequest{4102, 0x3009, 2, "", 0}));
+  EXPECT_EQ(record[1], (ConfigRequest{4102, 0x300A, 2, "", 0}));
+}
+
 }  // namespace

@@ -160,8 +160,9 @@ TEST_F(ActionUriSettings, TheEncodedFormTakesItsOwnMarksAndLogsNothing) {
 
 TEST_F(ActionUriSettings, AWriteImportsEachItemThenReloadsOnce) {
   double ms = 0;
-  const std::string out = run(do_method_for_phonecfg,
-                              "servlet?phonecfg=set[Account1.AccountLabel=Reception][Account2.AccountLabel=Store]", &ms);
+  const std::string out =
+      run(do_method_for_phonecfg, "servlet?phonecfg=set[Account1.AccountLabel=Reception][Account2.AccountLabel=Store]",
+          &ms);
   EXPECT_NE(out.find("cfg_type = 1\n"), std::string::npos) << out;
   EXPECT_EQ(upload_flag, 0) << "the answer of a write is the Hello page";
   EXPECT_FALSE(fs::exists(ACTION_URI_PHONECFG_INI));

@@ -51,6 +51,20 @@ class ConfigPeer : public PeerControl {
       if (auto r = parse(line)) out.push_back(*r);
     return out;
   }
+
+  // The datagram of each recorded request in hex, in the same order; the
+  // service keeps it for the phone.cfg requests only ("" for the others).
+  std::vector<std::string> frames() const {
+    std::vector<std::string> out;
+    for (const std::string& line : log()) {
+      if (!parse(line)) continue;
+      std::istringstream in(line);
+      std::string field;
+      for (int i = 0; i < 6; ++i) field.clear(), in >> field;
+      out.push_back(field);
+    }
+    return out;
+  }
 };
 
 // The record's shapes: without data lengths, which depend on the files'
