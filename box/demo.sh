@@ -55,4 +55,7 @@ say "The phone book: contacts and groups, an exact block list, the history, the 
 say "Provisioning: a run against the box's FTP server, a call holding the take-up, the reload broadcasts, a certificate and a firmware image"
 "$build/demo/provision_demo" >/dev/null
 
+say "Remote control: an Action URL to the web server, the Action URI server pressed and read by curl (no password), a post to the recording HTTP peer"
+"$build/demo/remote_demo" >/dev/null
+
 say "Demo done: the box and its peers stop with this script"
