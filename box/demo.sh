@@ -59,4 +59,7 @@ say "phone.cfg: a batch of items (account 2, VLAN 20, a dial-now rule, a line ke
 "$build/demo/phonecfg_demo" >/dev/null
 echo "   the SIP process now sees: $(pbctl sip state | jq -c '[.accounts[] | select(.online == 1) | .user]')"
 
+say "Remote control: an Action URL to the web server, the Action URI server pressed and read by curl (no password), a post to the recording HTTP peer"
+"$build/demo/remote_demo" >/dev/null
+
 say "Demo done: the box and its peers stop with this script"

@@ -40,13 +40,11 @@ inline Stats summarize(std::vector<double> us, int failed = 0) {
   return s;
 }
 
-// Times `once` n times. A `once` that returns bool reports failure with
-// false; the failed calls are counted, not timed.
+// Times `once` n times, appending each time to us. A `once` that returns
+// bool reports failure with false; the failed calls are counted in failed,
+// not timed. Series measured in blocks keep adding to the same us.
 template <typename F>
-Stats measure(int n, F&& once) {
-  std::vector<double> us;
-  us.reserve(static_cast<size_t>(std::max(n, 0)));
-  int failed = 0;
+void time_calls(int n, F&& once, std::vector<double>& us, int& failed) {
   for (int i = 0; i < n; ++i) {
     const auto t0 = Clock::now();
     if constexpr (std::is_same_v<decltype(once()), bool>) {
@@ -59,6 +57,15 @@ Stats measure(int n, F&& once) {
       us.push_back(since_us(t0));
     }
   }
+}
+
+// Times `once` n times (as time_calls) and summarizes.
+template <typename F>
+Stats measure(int n, F&& once) {
+  std::vector<double> us;
+  us.reserve(static_cast<size_t>(std::max(n, 0)));
+  int failed = 0;
+  time_calls(n, once, us, failed);
   return summarize(std::move(us), failed);
 }
 
