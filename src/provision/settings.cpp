@@ -18,6 +18,7 @@
 #include "phonecore/fileutil.h"
 #include "phonecore/json_msg.h"
 #include "phonecore/provision.h"
+#include "provision/setting_texts.h"
 
 namespace json = phonecore::json;
 
@@ -79,10 +80,6 @@ struct CfgIntegerRow {
   const char* member;
   int32_t autoprovision_cfg_t::*field;
 };
-struct SettingTextRow {
-  const char* member;
-  char (AutoProvisionSetting::*field)[AUTOPROVISION_TEXT_SIZE];
-};
 
 constexpr CfgTextRow kCfgTexts[] = {
     {"AutoProvisionServerURL", &autoprovision_cfg_t::AutoProvisionServerURL},
@@ -104,18 +101,6 @@ constexpr CfgIntegerRow kSpanIntegers[] = {
     {"from_minute", &autoprovision_cfg_t::from_minute},
     {"to_hour", &autoprovision_cfg_t::to_hour},
     {"to_minute", &autoprovision_cfg_t::to_minute},
-};
-
-// In the order the set stores them, after AutoProvisionEnableDHCPOption.
-constexpr SettingTextRow kSettingTexts[] = {
-    {"DhcpOptionValue", &AutoProvisionSetting::DhcpOptionValue},
-    {"AutoProvisionOptionTypeIPv6", &AutoProvisionSetting::AutoProvisionOptionTypeIPv6},
-    {"AutoProvisionServerURL", &AutoProvisionSetting::AutoProvisionServerURL},
-    {"AutoProvisionUser", &AutoProvisionSetting::AutoProvisionUser},
-    {"AutoProvisionPassword", &AutoProvisionSetting::AutoProvisionPassword},
-    {"AutopRetryDelay", &AutoProvisionSetting::AutopRetryDelay},
-    {"AutoProvisionAESKey16", &AutoProvisionSetting::AutoProvisionAESKey16},
-    {"AutoProvisionAESKey16MAC", &AutoProvisionSetting::AutoProvisionAESKey16MAC},
 };
 
 constexpr const char* kDhcpOption = "AutoProvisionEnableDHCPOption";

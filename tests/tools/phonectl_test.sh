@@ -484,7 +484,7 @@ provision_run)
   expect "result" "$(jq -r .result <<<"$out")" 1
   expect "installed" "$(cat /appconfigs/phone.cfg)" "#!version:1.0.0.1"
   [ -e /tmp/autoprovision_config_update2 ] || fail "no marker of the reload"
-  pbctl control configd log | grep -q '^4102 12297 2 - 0$' || fail "no take-up asked"
+  pbctl control configd log | grep -q '^4102 12297 2 - 0 ff0506100930' || fail "no take-up asked"
   phonectl provision set AutoProvisionServerURL=HTTP://127.0.0.1:18080 >/dev/null
   status 1 phonectl provision run 0011.cfg
   ;;

@@ -9,27 +9,14 @@
 #include <vector>
 
 #include "phonectl.h"
+#include "provision/setting_texts.h"
 
 namespace phonectl {
 namespace {
 
 using TextField = char (AutoProvisionSetting::*)[AUTOPROVISION_TEXT_SIZE];
+using phonecore::provision::kSettingTexts;
 
-// The text members of the record, in the order the library stores them.
-struct TextMember {
-  std::string_view name;
-  TextField field;
-};
-constexpr TextMember kTextMembers[] = {
-    {"DhcpOptionValue", &AutoProvisionSetting::DhcpOptionValue},
-    {"AutoProvisionOptionTypeIPv6", &AutoProvisionSetting::AutoProvisionOptionTypeIPv6},
-    {"AutoProvisionServerURL", &AutoProvisionSetting::AutoProvisionServerURL},
-    {"AutoProvisionUser", &AutoProvisionSetting::AutoProvisionUser},
-    {"AutoProvisionPassword", &AutoProvisionSetting::AutoProvisionPassword},
-    {"AutopRetryDelay", &AutoProvisionSetting::AutopRetryDelay},
-    {"AutoProvisionAESKey16", &AutoProvisionSetting::AutoProvisionAESKey16},
-    {"AutoProvisionAESKey16MAC", &AutoProvisionSetting::AutoProvisionAESKey16MAC},
-};
 constexpr std::string_view kDhcpOption = "AutoProvisionEnableDHCPOption";
 
 std::string text_of(const AutoProvisionSetting &s, TextField field) {
@@ -47,8 +34,8 @@ AutoProvisionSetting current() {
 void print_setting(Context &ctx, const AutoProvisionSetting &s) {
   json_object *r = json_object_new_object();
   json_object_object_add(r, std::string(kDhcpOption).c_str(), json_object_new_int(s.AutoProvisionEnableDHCPOption));
-  for (const auto &m : kTextMembers)
-    json_object_object_add(r, std::string(m.name).c_str(), json_object_new_string(text_of(s, m.field).c_str()));
+  for (const auto &m : kSettingTexts)
+    json_object_object_add(r, m.member, json_object_new_string(text_of(s, m.field).c_str()));
   print(ctx, r);
 }
 
@@ -70,8 +57,8 @@ bool assign(AutoProvisionSetting &s, std::string_view word) {
     s.AutoProvisionEnableDHCPOption = static_cast<int32_t>(n);
     return true;
   }
-  for (const auto &m : kTextMembers)
-    if (m.name == name) {
+  for (const auto &m : kSettingTexts)
+    if (m.member == name) {
       if (value.size() > AUTOPROVISION_TEXT_SIZE - 1)
         return fail(kUsage, std::string(name) + " takes at most 63 characters"), false;
       char *field = s.*m.field;
