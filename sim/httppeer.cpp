@@ -303,7 +303,8 @@ void route_put_reset(int fd, const Request& r, std::string_view path) {
   const unsigned long n = std::strtoul(rest.c_str(), nullptr, 10);
   if (r.method == "HEAD") {
     const char* name = rest.ends_with("/lower") ? "content-length" : "Content-Length";
-    send_all(fd, "HTTP/1.1 200 OK\r\n" + std::string(name) + ": " + std::to_string(n) + "\r\nConnection: close\r\n\r\n");
+    send_all(fd,
+             "HTTP/1.1 200 OK\r\n" + std::string(name) + ": " + std::to_string(n) + "\r\nConnection: close\r\n\r\n");
   } else if (r.method != "PUT") {
     route_default(fd, r, path);
   } else if (body_data(r).size() > n) {

@@ -78,7 +78,8 @@ constexpr Fault kFaults[] = {
        put(kLocal, "part");
        return vorn_net_download(HttpPeer::url("/status/404").c_str(), kLocal, "", "", 10, 1, nullptr);
      }},
-    {"local path", 5, 0, [] { return vorn_net_download("http://127.0.0.1:1/x", "/no/such/dir/x", "", "", 10, 0, nullptr); }},
+    {"local path", 5, 0,
+     [] { return vorn_net_download("http://127.0.0.1:1/x", "/no/such/dir/x", "", "", 10, 0, nullptr); }},
     {"checked, closed port", 10, -1, [] { return downloadFileFromServer("http://127.0.0.1:1/x", kLocal); }},
     {"checked, plain FTP", 4, -1, [] { return downloadFileFromServer("ftp://127.0.0.1:2121/none.cfg", kLocal); }},
 };

@@ -282,8 +282,8 @@ TEST_F(Transfer, A302WithoutTargetGivesMinus10) {
 TEST_F(Transfer, ALongTargetIsCutAt254Characters) {
   char target[256];
   std::memset(target, 'x', sizeof target);
-  EXPECT_EQ(vorn_net_download302(HttpPeer::url("/long-redirect").c_str(), kLocal.c_str(), "", "", 10, 0, nullptr, target,
-                                 sizeof target),
+  EXPECT_EQ(vorn_net_download302(HttpPeer::url("/long-redirect").c_str(), kLocal.c_str(), "", "", 10, 0, nullptr,
+                                 target, sizeof target),
             302);
   const std::string base = "http://127.0.0.1:18080/status/200?";
   EXPECT_EQ(std::string(target), base + std::string(254 - base.size(), 'p'));
@@ -337,8 +337,9 @@ TEST_F(Transfer, AResetMidBodyFailsAndKeepsWhatCame) {
 
 TEST_F(Transfer, ABodyShorterThanAnnouncedFailsAndKeepsWhatCame) {
   int result = 1;
-  const std::string out = printed(
-      [] { return vorn_net_download(HttpPeer::url("/short").c_str(), kLocal.c_str(), "", "", 10, 0, nullptr); }, result);
+  const std::string out =
+      printed([] { return vorn_net_download(HttpPeer::url("/short").c_str(), kLocal.c_str(), "", "", 10, 0, nullptr); },
+              result);
   EXPECT_EQ(result, 0);
   EXPECT_NE(out.find("tolk_provision DOWN ERROR:18-->"), std::string::npos) << out;
   EXPECT_EQ(slurp(kLocal), "only ten b");

@@ -88,7 +88,8 @@ TEST_F(HttpPeerWire, RoutesAnswerAsDocumented) {
 }
 
 TEST_F(HttpPeerWire, FaultRoutesAnswerAsDocumented) {
-  const std::string far = run("curl -s -o /dev/null -w '%{http_code} %{redirect_url}' http://127.0.0.1:18080/long-redirect");
+  const std::string far =
+      run("curl -s -o /dev/null -w '%{http_code} %{redirect_url}' http://127.0.0.1:18080/long-redirect");
   EXPECT_EQ(far.size(), 4u + 300u);
   EXPECT_EQ(far.substr(0, 38), "302 http://127.0.0.1:18080/status/200?");
   EXPECT_EQ(far.back(), 'p');
