@@ -1,5 +1,7 @@
 // Provisioning downloads in the box: 64 MiB into /tmp by vorn_net_download
-// from the box's HTTP peer and its FTP server, against the curl tool
+// from the box's HTTP peer, its FTP server and lighttpd over HTTPS (the
+// tool checks lighttpd's certificate against the box's CA, the library
+// checks nothing), against the curl tool
 // fetching the same URL in the same run (its own %{speed_download}),
 // alternating, median of seven each. Throughput in MiB/s; the goal is at
 // least 0.9 of the tool's.
@@ -39,9 +41,9 @@ double library_once(const std::string& url, const char* user, const char* passwo
 }
 
 // MiB/s of the curl tool, as it measures itself.
-double tool_once(const std::string& url, const char* user, const char* password) {
+double tool_once(const std::string& url, const char* user, const char* password, const std::string& options) {
   unlink(kTarget);
-  std::string command = "curl -s -o " + std::string(kTarget) + " -w '%{speed_download}' ";
+  std::string command = "curl -s " + options + " -o " + std::string(kTarget) + " -w '%{speed_download}' ";
   if (user[0] != '\0') command += "-u " + std::string(user) + ":" + password + " ";
   command += "'" + url + "'";
   FILE* p = popen(command.c_str(), "r");
@@ -52,11 +54,12 @@ double tool_once(const std::string& url, const char* user, const char* password)
   return got ? std::atof(buf) / kMiB : 0;
 }
 
-void compare(FILE* out, const char* name, const std::string& url, const char* user = "", const char* password = "") {
+void compare(FILE* out, const char* name, const std::string& url, const char* user = "", const char* password = "",
+             const std::string& tool_options = "") {
   std::vector<double> library, tool;
   for (int i = 0; i < kRounds; ++i) {
     library.push_back(library_once(url, user, password));
-    tool.push_back(tool_once(url, user, password));
+    tool.push_back(tool_once(url, user, password, tool_options));
   }
   const double l = median(library), t = median(tool);
   std::fprintf(out, "  %-8s vorn_net_download %8.1f MiB/s   curl tool %8.1f MiB/s   %.2fx the tool\n", name, l, t,
@@ -80,6 +83,8 @@ int main() {
   std::fprintf(out, "64 MiB into /tmp, median of %d each, alternating (goal: at least 0.9x the tool)\n", kRounds);
   compare(out, "HTTP", "http://127.0.0.1:18080/file/" + std::to_string(kSize));
   compare(out, "FTP", "ftp://127.0.0.1:2121/bench.bin", "phone", "secret");
+  // lighttpd serves the FTP folder under /prov/.
+  compare(out, "HTTPS", "https://127.0.0.1:8443/prov/bench.bin", "", "", "--cacert /system/etc/cacert.pem");
   unlink(kTarget);
   unlink("/srv/ftp/bench.bin");
   return 0;

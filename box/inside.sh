@@ -88,6 +88,25 @@ cp -a /phonebox/srv/. /srv/
 mkdir -p /system/etc
 if [ -e /phonebox/sim/tls/ca.pem ]; then cp /phonebox/sim/tls/ca.pem /system/etc/cacert.pem; fi
 printf 'user:pass\n' > /run/phonebox/lighttpd.users
+# Certificates for the provisioning tests in /srv/prov, all of one EC key:
+# plain.crt, ofirst.crt (the organisation before the common name),
+# comma.crt (a common name with a comma), country.crt ("C = CN" alone),
+# long.crt (a subject over 127 characters), expired.crt (made under
+# faketime, ended 2 January 2020) and junk.crt (no certificate at all).
+mkdir -p /srv/prov
+(
+  cd /srv/prov
+  openssl ecparam -name prime256v1 -genkey -noout -out test.key 2>/dev/null
+  cert() { openssl req -x509 -key test.key -days 3650 -subj "$2" -out "$1.crt" 2>/dev/null; }
+  cert plain "/C=CN/O=Quorbit Test/CN=plain"
+  cert ofirst "/O=Org First/CN=ofirst"
+  cert comma "/CN=prov, test"
+  cert country "/C=CN"
+  cert long "/O=$(printf 'o%.0s' $(seq 60))/OU=$(printf 'u%.0s' $(seq 60))/CN=lost"
+  faketime '2020-01-01 00:00:00' openssl req -x509 -key test.key -days 1 -subj "/CN=expired" \
+    -out expired.crt 2>/dev/null || echo "phonebox: no faketime; no expired certificate" >&2
+  printf 'not a certificate\n' > junk.crt
+)
 : > /run/phonebox/lighttpd.access.log
 if [ -x /usr/sbin/lighttpd ] && [ -e /phonebox/sim/tls/server.pem ]; then
   /usr/sbin/lighttpd -D -f /phonebox/lighttpd.conf </dev/null 2>>/run/phonebox/lighttpd.error.log &

@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <strings.h>
 
 #include <algorithm>
 #include <chrono>
@@ -87,8 +88,12 @@ void parse_head(Request& r, size_t head_end) {
   }
 }
 
+bool takes_continue(const Request& r);
+void send_all(int fd, std::string_view bytes);
+
 // Reads one request: the head up to its empty line, then the body by its
-// length, or until the client is silent or gone.
+// length, or until the client is silent or gone. A route that wants the
+// body of a client waiting for "100-continue" says so first.
 Request read_request(int fd) {
   Request r;
   size_t head_end = std::string::npos;
@@ -96,6 +101,9 @@ Request read_request(int fd) {
     if (read_some(fd, r.raw, 5000) <= 0) break;
   if (head_end == std::string::npos) return r;
   parse_head(r, head_end);
+  if (const std::string* expect = r.header("Expect");
+      expect != nullptr && strcasecmp(expect->c_str(), "100-continue") == 0 && takes_continue(r))
+    send_all(fd, "HTTP/1.1 100 Continue\r\n\r\n");
   const size_t body_start = head_end + 4;
   const std::string* length = r.header("Content-Length");
   if (length != nullptr) {
@@ -220,6 +228,92 @@ void route_book(int fd, const Request&, std::string_view path) {
 }
 void route_default(int fd, const Request&, std::string_view) { send_all(fd, reply(200, "OK", "", "ok\n")); }
 
+// Ends the connection with a reset (RST) instead of a close: a zero linger,
+// which serve() sees and so sends no FIN before it.
+void reset_on_close(int fd) {
+  const linger now{1, 0};
+  setsockopt(fd, SOL_SOCKET, SO_LINGER, &now, sizeof now);
+}
+bool resets(int fd) {
+  linger l{};
+  socklen_t size = sizeof l;
+  return getsockopt(fd, SOL_SOCKET, SO_LINGER, &l, &size) == 0 && l.l_onoff != 0 && l.l_linger == 0;
+}
+
+// The data of a body: a chunked one decoded (as far as it is whole).
+std::string body_data(const Request& r) {
+  const std::string* coding = r.header("Transfer-Encoding");
+  if (coding == nullptr || strcasecmp(coding->c_str(), "chunked") != 0) return r.body;
+  std::string out;
+  for (size_t at = 0;;) {
+    const size_t eol = r.body.find("\r\n", at);
+    if (eol == std::string::npos) break;
+    const size_t size = std::strtoul(r.body.substr(at, eol - at).c_str(), nullptr, 16);
+    if (size == 0 || eol + 2 + size > r.body.size()) break;
+    out.append(r.body, eol + 2, size);
+    at = eol + 2 + size + 2;
+  }
+  return out;
+}
+
+void route_long_redirect(int fd, const Request&, std::string_view) {
+  std::string target = "http://127.0.0.1:18080/status/200?";
+  target.append(300 - target.size(), 'p');
+  send_all(fd, reply(302, "Found", "Location: " + target + "\r\n", "moved far\n"));
+}
+// Announces 2N bytes, sends the first N of /file/2N and then nothing more
+// until the client gives up (at most 600 s).
+void route_stall_after(int fd, const Request&, std::string_view path) {
+  const long n = std::clamp(route_number(path, "/stall-after/", 10), 0L, 32L << 20);
+  const std::string body = file_bytes(2 * n);
+  send_all(fd, "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n");
+  send_all(fd, std::string_view(body).substr(0, static_cast<size_t>(n)));
+  stall(fd, 600);
+}
+// Announces 2N bytes, sends the first N of /file/2N, waits 200 ms and
+// resets the connection.
+void route_reset(int fd, const Request&, std::string_view path) {
+  const long n = std::clamp(route_number(path, "/reset/", 10), 0L, 32L << 20);
+  const std::string body = file_bytes(2 * n);
+  send_all(fd, "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n");
+  send_all(fd, std::string_view(body).substr(0, static_cast<size_t>(n)));
+  std::this_thread::sleep_for(std::chrono::milliseconds(200));
+  reset_on_close(fd);
+}
+// /file/N, its length in a header named "content-length" (lower case).
+void route_lower_length(int fd, const Request& r, std::string_view path) {
+  const std::string body = file_bytes(route_number(path, "/lower-length/", 10));
+  send_all(fd, "HTTP/1.1 200 OK\r\ncontent-length: " + std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n");
+  if (r.method != "HEAD") send_all(fd, body);
+}
+// A HEAD announces N bytes (any number, beyond 4 GiB too); other methods
+// get the default answer.
+void route_head(int fd, const Request& r, std::string_view path) {
+  const std::string n(path.substr(std::string_view("/head/").size()));
+  if (r.method != "HEAD") return route_default(fd, r, path);
+  send_all(fd, "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(std::strtoull(n.c_str(), nullptr, 10)) +
+                   "\r\nConnection: close\r\n\r\n");
+}
+// A PUT (after "100 Continue" when asked) with more than N bytes of data
+// is reset once read, without an answer; one of N bytes or less gets 200
+// "stored\n". A HEAD announces N bytes, the part a reset PUT left, with
+// "/lower" behind the number in a header named "content-length".
+void route_put_reset(int fd, const Request& r, std::string_view path) {
+  const std::string rest(path.substr(std::string_view("/put-reset/").size()));
+  const unsigned long n = std::strtoul(rest.c_str(), nullptr, 10);
+  if (r.method == "HEAD") {
+    const char* name = rest.ends_with("/lower") ? "content-length" : "Content-Length";
+    send_all(fd,
+             "HTTP/1.1 200 OK\r\n" + std::string(name) + ": " + std::to_string(n) + "\r\nConnection: close\r\n\r\n");
+  } else if (r.method != "PUT") {
+    route_default(fd, r, path);
+  } else if (body_data(r).size() > n) {
+    reset_on_close(fd);
+  } else {
+    send_all(fd, reply(200, "OK", "", "stored\n"));
+  }
+}
+
 struct RouteRow {
   std::string_view prefix;
   Route answer;
@@ -231,8 +325,19 @@ constexpr RouteRow kRoutes[] = {
     {"/long", &route_long},        {"/big-headers", &route_big_headers},
     {"/file/", &route_file},       {"/bare-redirect", &route_bare_redirect},
     {"/trickle/", &route_trickle}, {"/loop", &route_loop},
-    {"/books/", &route_book},
+    {"/books/", &route_book},      {"/long-redirect", &route_long_redirect},
+    {"/stall-after/", &route_stall_after}, {"/reset/", &route_reset},
+    {"/lower-length/", &route_lower_length}, {"/head/", &route_head},
+    {"/put-reset/", &route_put_reset},
 };
+
+// The route of a path: the last row whose prefix it starts with.
+Route route_for(std::string_view path) {
+  Route answer = &route_default;
+  for (const auto& row : kRoutes)
+    if (path.starts_with(row.prefix)) answer = row.answer;
+  return answer;
+}
 
 // The path of a target: an absolute URL loses its scheme and host, and
 // the query goes.
@@ -243,6 +348,9 @@ std::string_view path_of(std::string_view target) {
   }
   return target.substr(0, target.find('?'));
 }
+
+// Only a PUT that a route reads through wants its body before it answers.
+bool takes_continue(const Request& r) { return route_for(path_of(r.target)) == &route_put_reset; }
 
 std::string record_line(const Request& r) {
   json::Owned headers(json_object_new_array());
@@ -306,13 +414,10 @@ class HttpPeer {
         if (!r.raw.empty()) send_all(fd, reply(400, "Bad Request", "", ""));
       } else {
         const std::string_view path = path_of(r.target);
-        Route answer = &route_default;
-        for (const auto& row : kRoutes)
-          if (path.starts_with(row.prefix)) answer = row.answer;
-        answer(fd, r, path);
+        route_for(path)(fd, r, path);
       }
     }
-    shutdown(fd, SHUT_WR);
+    if (!resets(fd)) shutdown(fd, SHUT_WR);
     close(fd);
     if (r.raw.empty()) return;  // a connection that said nothing
     std::string line = record_line(r);

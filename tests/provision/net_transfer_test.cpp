@@ -114,6 +114,46 @@ TEST_F(Transfer, ResumeOfACompleteFileAsksTheLengthAndFetchesNothing) {
   EXPECT_EQ(slurp(kLocal), pattern(5000));
 }
 
+// The probe takes the length from libcurl, which reads the header in any
+// case and past 4 GiB.
+TEST_F(Transfer, TheProbeReadsALowerCaseLength) {
+  put(kLocal, pattern(7));
+  EXPECT_EQ(vorn_net_download(HttpPeer::url("/lower-length/7").c_str(), kLocal.c_str(), "", "", 10, 1, nullptr), 1);
+  auto r = peer_.requests(1);
+  ASSERT_EQ(r.size(), 1u);
+  EXPECT_EQ(r[0].method, "HEAD");
+}
+
+TEST_F(Transfer, TheProbeReadsALengthPastFourGigabytes) {
+  if (sizeof(long) < 8) GTEST_SKIP() << "the length is a long";
+  const int fd = open(kLocal.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  ASSERT_GE(fd, 0);
+  ASSERT_EQ(ftruncate(fd, 5000000000), 0);  // sparse
+  close(fd);
+  int result = 0;
+  const std::string out = printed(
+      [] {
+        return vorn_net_download(HttpPeer::url("/head/5000000000").c_str(), kLocal.c_str(), "", "", 10, 1, nullptr);
+      },
+      result);
+  EXPECT_EQ(result, 1);
+  EXPECT_NE(out.find("tolk_provision  vorn_net_download remote filesize:5000000000\n"), std::string::npos) << out;
+  EXPECT_EQ(peer_.requests(1).size(), 1u);
+}
+
+TEST_F(Transfer, AZeroLengthFromTheProbeFailsAndKeepsTheFile) {
+  put(kLocal, "part");
+  int result = 1;
+  const std::string out = printed(
+      [] { return vorn_net_download(HttpPeer::url("/head/0").c_str(), kLocal.c_str(), "", "", 10, 1, nullptr); },
+      result);
+  EXPECT_EQ(result, 0);
+  EXPECT_NE(out.find("tolk_provision  vorn_net_download remote filesize:0\n"), std::string::npos) << out;
+  EXPECT_EQ(out.find("REMOTE FILE LENGTH ERROR"), std::string::npos) << out;
+  EXPECT_EQ(slurp(kLocal), "part");
+  EXPECT_EQ(peer_.requests(1).size(), 1u);
+}
+
 TEST_F(Transfer, ResumeWhenTheServerCannotTellTheLengthFails) {
   put(kLocal, "part");
   int result = 1;
@@ -237,6 +277,20 @@ TEST_F(Transfer, A302WithoutTargetGivesMinus10) {
   EXPECT_EQ(slurp(kLocal), "moved, but where\n");
 }
 
+// A 300-character target into a 256-byte buffer: snprintf bounded by 255
+// keeps 254 characters.
+TEST_F(Transfer, ALongTargetIsCutAt254Characters) {
+  char target[256];
+  std::memset(target, 'x', sizeof target);
+  EXPECT_EQ(vorn_net_download302(HttpPeer::url("/long-redirect").c_str(), kLocal.c_str(), "", "", 10, 0, nullptr,
+                                 target, sizeof target),
+            302);
+  const std::string base = "http://127.0.0.1:18080/status/200?";
+  EXPECT_EQ(std::string(target), base + std::string(254 - base.size(), 'p'));
+  EXPECT_EQ(target[255], '\0');
+  EXPECT_EQ(slurp(kLocal), "moved far\n");
+}
+
 TEST_F(Transfer, ThePlainDownloadTakesA302AsDone) {
   EXPECT_EQ(vorn_net_download(HttpPeer::url("/redirect").c_str(), kLocal.c_str(), "", "", 10, 0, nullptr), 1);
   EXPECT_EQ(slurp(kLocal), "moved\n");
@@ -258,6 +312,37 @@ TEST_F(Transfer, AStallLongerThanTheTimeOutEndsTheTransfer) {
       result);
   EXPECT_EQ(result, 0);
   EXPECT_NE(out.find("tolk_provision DOWN ERROR:28-->"), std::string::npos) << out;
+}
+
+// What came before the stall stays in the file.
+TEST_F(Transfer, AStallMidBodyKeepsWhatCame) {
+  int result = 1;
+  const std::string out = printed(
+      [] { return vorn_net_download(HttpPeer::url("/stall-after/3").c_str(), kLocal.c_str(), "", "", 1, 0, nullptr); },
+      result);
+  EXPECT_EQ(result, 0);
+  EXPECT_NE(out.find("tolk_provision DOWN ERROR:28-->"), std::string::npos) << out;
+  EXPECT_EQ(slurp(kLocal), pattern(3));
+}
+
+TEST_F(Transfer, AResetMidBodyFailsAndKeepsWhatCame) {
+  int result = 1;
+  const std::string out = printed(
+      [] { return vorn_net_download(HttpPeer::url("/reset/3000").c_str(), kLocal.c_str(), "", "", 10, 0, nullptr); },
+      result);
+  EXPECT_EQ(result, 0);
+  EXPECT_NE(out.find("tolk_provision DOWN ERROR:56-->"), std::string::npos) << out;
+  EXPECT_EQ(slurp(kLocal), pattern(3000));
+}
+
+TEST_F(Transfer, ABodyShorterThanAnnouncedFailsAndKeepsWhatCame) {
+  int result = 1;
+  const std::string out =
+      printed([] { return vorn_net_download(HttpPeer::url("/short").c_str(), kLocal.c_str(), "", "", 10, 0, nullptr); },
+              result);
+  EXPECT_EQ(result, 0);
+  EXPECT_NE(out.find("tolk_provision DOWN ERROR:18-->"), std::string::npos) << out;
+  EXPECT_EQ(slurp(kLocal), "only ten b");
 }
 
 // Two bytes a second never stall: a transfer three times longer than the
@@ -326,6 +411,33 @@ TEST_F(Transfer, LaterAttemptsAskTheRemoteSizeFirst) {
   }
   EXPECT_EQ(puts, 1);
   EXPECT_EQ(heads, 2);
+}
+
+// A PUT reset past 1000 bytes: the second try asks the size (HEAD, 1000),
+// then clears NOBODY, which turns libcurl's request back into a GET. Over
+// HTTP the retry sends nothing, and a server that answers the GET makes
+// the upload count as done though it holds only part of the file (over
+// FTP the retry appends from the size told).
+TEST_F(Transfer, AnHttpUploadRetryIsAGetAndCountsAsDone) {
+  put(kLocal, pattern(1500));
+  EXPECT_EQ(vorn_net_upload(HttpPeer::url("/put-reset/1000").c_str(), kLocal.c_str(), "", "", 10, 2, nullptr), 1);
+  auto r = peer_.requests(3);
+  ASSERT_EQ(r.size(), 3u);
+  int puts = 0, heads = 0, gets = 0;
+  for (const HttpRecord& one : r) {
+    if (one.method == "PUT") {
+      ++puts;
+      EXPECT_EQ(one.body.substr(0, 5), "5dc\r\n");  // the whole file, chunked
+    }
+    heads += one.method == "HEAD";
+    if (one.method == "GET") {
+      ++gets;
+      EXPECT_EQ(one.body, "");
+    }
+  }
+  EXPECT_EQ(puts, 1);
+  EXPECT_EQ(heads, 1);
+  EXPECT_EQ(gets, 1);
 }
 
 // The size is never given to libcurl: over HTTP the file goes chunked,

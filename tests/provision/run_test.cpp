@@ -199,6 +199,20 @@ TEST_F(Run, ARedirectTargetBecomesTheNewBaseOfTheName) {
   EXPECT_EQ(slurp(kInstalled), "status 200\n");
 }
 
+// The 300-character target is cut at 254 characters in the 256-byte
+// buffer; the name goes behind what is left.
+TEST_F(Run, ALongRedirectTargetIsCutBeforeTheNameGoesBehindIt) {
+  set_server(HttpPeer::url("/long-redirect"));
+  uint32_t ticks = 0;
+  EXPECT_EQ(auto_update_download_proc("cfg.cfg", &ticks), 1);
+  const auto r = http_.requests(2);
+  ASSERT_EQ(r.size(), 2u);
+  EXPECT_EQ(r[0].target, "/long-redirect/cfg.cfg");
+  const std::string base = "/status/200?";
+  EXPECT_EQ(r[1].target, base + std::string(254 - 34, 'p') + "/cfg.cfg");
+  EXPECT_EQ(slurp(kInstalled), "status 200\n");
+}
+
 TEST_F(Run, ThreeRedirectsEndTheRunAfterThreeRequests) {
   set_server(HttpPeer::url("/loop"));
   uint32_t ticks = 0;

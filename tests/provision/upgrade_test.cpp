@@ -64,6 +64,15 @@ std::string make_certificate(const std::string& path, const std::string& subject
   return slurp(path);
 }
 
+// One of the box's test certificates (/srv/prov), put where the
+// validation looks for it.
+std::string box_certificate(const std::string& name) {
+  const std::string bytes = slurp("/srv/prov/" + name);
+  EXPECT_FALSE(bytes.empty()) << "/srv/prov/" << name;
+  put("/tmp/" + name, bytes);
+  return bytes;
+}
+
 std::string end_date_of(const std::string& path) {
   const std::string line = shell_line("openssl x509 -noout -enddate -in " + path);
   return line.substr(line.find('=') + 1);
@@ -298,9 +307,36 @@ TEST_F(Upgrade, AWrongSumRemovesTheDownloadAndListsNothing) {
   unlink("/srv/ftp/bad.crt");
 }
 
+TEST_F(Upgrade, APlainCertificateIsFiledWithItsFields) {
+  const std::string cert = box_certificate("plain.crt");
+  EXPECT_EQ(crt_validate_proc("plain.crt", "m0"), CRT_FILED);
+  json_object* list = trusted_list();
+  ASSERT_EQ(json_object_array_length(list), 1u);
+  json_object* e = json_object_array_get_idx(list, 0);
+  EXPECT_EQ(text_of(e, "banfagei"), "plain");
+  EXPECT_EQ(text_of(e, "banfazhe"), "Quorbit Test");
+  EXPECT_EQ(text_of(e, "youxiaoqi"), end_date_of("/srv/prov/plain.crt"));
+  json_object_put(list);
+  EXPECT_EQ(slurp("/appconfigs/tls_ca/plain.crt"), cert);
+}
+
+// Nothing looks at the end date but to copy it: a certificate that ended
+// in 2020 is filed like any other.
+TEST_F(Upgrade, AnExpiredCertificateIsAccepted) {
+  const std::string cert = box_certificate("expired.crt");
+  EXPECT_EQ(crt_validate_proc("expired.crt", "m7"), CRT_FILED);
+  json_object* list = trusted_list();
+  ASSERT_EQ(json_object_array_length(list), 1u);
+  EXPECT_EQ(text_of(json_object_array_get_idx(list, 0), "banfagei"), "expired");
+  EXPECT_EQ(text_of(json_object_array_get_idx(list, 0), "youxiaoqi"), "Jan  2 00:00:00 2020 GMT");
+  json_object_put(list);
+  EXPECT_EQ(slurp("/appconfigs/tls_ca/expired.crt"), cert);
+  EXPECT_EQ(slurp("/appconfigs/quorbit.ca"), cert);
+}
+
 // Each field is found wherever it stands in the subject line.
 TEST_F(Upgrade, TheOrganisationMayComeFirst) {
-  make_certificate("/tmp/ofirst.crt", "/O=Org First/CN=ofirst");
+  box_certificate("ofirst.crt");
   EXPECT_EQ(crt_validate_proc("ofirst.crt", "m1"), CRT_FILED);
   json_object* list = trusted_list();
   ASSERT_EQ(json_object_array_length(list), 1u);
@@ -312,7 +348,7 @@ TEST_F(Upgrade, TheOrganisationMayComeFirst) {
 // openssl quotes a common name that holds a comma; the reading stops at
 // the comma all the same.
 TEST_F(Upgrade, ACommonNameWithACommaIsCutAtIt) {
-  make_certificate("/tmp/comma.crt", "/CN=prov, test");
+  box_certificate("comma.crt");
   EXPECT_EQ(crt_validate_proc("comma.crt", "m2"), CRT_FILED);
   json_object* list = trusted_list();
   ASSERT_EQ(json_object_array_length(list), 1u);
@@ -322,7 +358,7 @@ TEST_F(Upgrade, ACommonNameWithACommaIsCutAtIt) {
 
 // "C = CN" passes "grep CN" though there is no common name.
 TEST_F(Upgrade, ACountryOfCnPassesWithoutACommonName) {
-  make_certificate("/tmp/country.crt", "/C=CN");
+  box_certificate("country.crt");
   EXPECT_EQ(crt_validate_proc("country.crt", "m3"), CRT_FILED);
   json_object* list = trusted_list();
   ASSERT_EQ(json_object_array_length(list), 1u);
@@ -334,8 +370,9 @@ TEST_F(Upgrade, ACountryOfCnPassesWithoutACommonName) {
 // The answer is cut at 127 characters before the search: a common name
 // behind a long organisation is lost.
 TEST_F(Upgrade, ASubjectLongerThan127LosesItsTail) {
-  // openssl takes at most 64 characters a field: two long fields it is.
-  make_certificate("/tmp/long.crt", "/O=" + std::string(60, 'o') + "/OU=" + std::string(60, 'u') + "/CN=lost");
+  // openssl takes at most 64 characters a field: two long fields it is
+  // (O of 60 'o', OU of 60 'u', CN "lost").
+  box_certificate("long.crt");
   EXPECT_EQ(crt_validate_proc("long.crt", "m4"), CRT_FILED);
   json_object* list = trusted_list();
   ASSERT_EQ(json_object_array_length(list), 1u);
@@ -345,7 +382,7 @@ TEST_F(Upgrade, ASubjectLongerThan127LosesItsTail) {
 }
 
 TEST_F(Upgrade, NotACertificateGivesCode3AndIsRemoved) {
-  put("/tmp/junk.crt", "not a certificate\n");
+  box_certificate("junk.crt");
   EXPECT_EQ(crt_validate_proc("junk.crt", "m5"), CRT_NO_SUBJECT);
   EXPECT_FALSE(exists("/tmp/junk.crt"));
   EXPECT_FALSE(exists("/appconfigs/tls_ca/junk.crt"));

@@ -87,6 +87,46 @@ TEST_F(HttpPeerWire, RoutesAnswerAsDocumented) {
   EXPECT_EQ(run("curl -s -m 1 -o /dev/null -w '%{exitcode}' http://127.0.0.1:18080/stall/5"), "28");
 }
 
+TEST_F(HttpPeerWire, FaultRoutesAnswerAsDocumented) {
+  const std::string far =
+      run("curl -s -o /dev/null -w '%{http_code} %{redirect_url}' http://127.0.0.1:18080/long-redirect");
+  EXPECT_EQ(far.size(), 4u + 300u);
+  EXPECT_EQ(far.substr(0, 38), "302 http://127.0.0.1:18080/status/200?");
+  EXPECT_EQ(far.back(), 'p');
+  // N bytes of twice as many, then silence or a reset
+  EXPECT_EQ(run("curl -s -m 1 -w ' %{exitcode}' http://127.0.0.1:18080/stall-after/5"), "abcde 28");
+  EXPECT_EQ(run("curl -s -w ' %{exitcode}' http://127.0.0.1:18080/reset/5"), "abcde 56");
+  const std::string lower = raw_exchange("GET /lower-length/7 HTTP/1.1\r\n\r\n");
+  EXPECT_NE(lower.find("\r\ncontent-length: 7\r\n"), std::string::npos) << lower;
+  EXPECT_EQ(lower.substr(lower.size() - 11), "\r\n\r\nabcdefg");
+  const std::string lower_head = raw_exchange("HEAD /lower-length/7 HTTP/1.1\r\n\r\n");
+  EXPECT_EQ(lower_head.substr(lower_head.size() - 4), "\r\n\r\n");
+  const std::string head = raw_exchange("HEAD /head/5000000000 HTTP/1.1\r\n\r\n");
+  EXPECT_NE(head.find("\r\nContent-Length: 5000000000\r\n"), std::string::npos) << head;
+  EXPECT_EQ(head.substr(head.size() - 4), "\r\n\r\n");
+  EXPECT_EQ(run("curl -s http://127.0.0.1:18080/head/5"), "ok\n");
+}
+
+// A PUT over the limit is read (after "100 Continue") and reset; one within
+// it is stored; the HEAD tells the limit.
+TEST_F(HttpPeerWire, PutResetKeepsTheLimit) {
+  EXPECT_EQ(run("printf 0123456789abcdefghij | curl -s -T - -w '%{exitcode}' http://127.0.0.1:18080/put-reset/10"),
+            "56");
+  EXPECT_EQ(run("printf 0123456789 | curl -s -T - http://127.0.0.1:18080/put-reset/10"), "stored\n");
+  EXPECT_EQ(run("curl -s -I http://127.0.0.1:18080/put-reset/10 | grep -i length"), "Content-Length: 10\r\n");
+  EXPECT_EQ(run("curl -s -I http://127.0.0.1:18080/put-reset/10/lower | grep -i length"), "content-length: 10\r\n");
+  const auto r = peer.requests(4);
+  ASSERT_EQ(r.size(), 4u);
+  int bodies = 0;
+  for (const auto& one : r)
+    if (one.method == "PUT") {
+      ASSERT_NE(one.header("Expect"), nullptr);
+      bodies += one.body == "14\r\n0123456789abcdefghij\r\n0\r\n\r\n";
+      bodies += one.body == "a\r\n0123456789\r\n0\r\n\r\n";
+    }
+  EXPECT_EQ(bodies, 2);
+}
+
 TEST_F(HttpPeerWire, SurvivesGarbageAndRecordsIt) {
   const std::string garbage("\x01\x02 no request\0here\r\n\r\n", 23);
   EXPECT_EQ(raw_exchange(garbage).substr(0, 24), "HTTP/1.1 400 Bad Request");
