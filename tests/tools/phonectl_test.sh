@@ -201,6 +201,21 @@ cfg_set)
   expect "new member is text" "$(jq -c .wan.vlanid /appconfigs/network.cfg)" '"20"'
   phonectl cfg set voip.cfg account.1.enable 1 >/dev/null
   expect "array element" "$(jq -c '.account[1].enable' /appconfigs/voip.cfg)" 1
+  # ITEMs: through the phone.cfg import, then the reload (marker "0" at its end).
+  rm -f /tmp/reloading
+  out=$(phonectl --json cfg set Account1.AccountLabel=Front=Desk Features.dnd.status=1 'LineKey2.Line=3') ||
+    fail "cfg set ITEM..."
+  expect "items" "$(jq -c '[.items, .network, .changed, .reloaded]' <<<"$out")" '[3,0,1,true]'
+  expect "label" "$(jqf '.AccountRegister[0].AccountLabel' /appconfigs/default/voiplist.cfg)" Front=Desk
+  expect "dnd" "$(jqf .FeatureForwardDND.DndStatus /appconfigs/default/function.cfg)" 1
+  expect "line one lower" "$(jqf '.Hotkey_lineKey.data[1].Line' /appconfigs/default/programing_key.cfg)" 2
+  expect "marker" "$(cat /tmp/reloading)" 0
+  # Three words with '=' in the first are items too; an unknown key stops all.
+  before=$(jq -S -c . /appconfigs/default/function.cfg)
+  status 2 phonectl cfg set Features.dnd.status=0 Nosuch.Key=1 Forward.mode=1
+  expect "nothing applied" "$(jq -S -c . /appconfigs/default/function.cfg)" "$before"
+  status 2 phonectl cfg set hal.cfg audio.speaker-level-call
+  status 2 phonectl cfg set
   ;;
 cfg_import)
   longest=$(printf 'Static.NatStun.Server=%041d' 1)  # 63 bytes: taken

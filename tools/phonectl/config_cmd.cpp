@@ -110,7 +110,40 @@ json_object *typed_value(json_object *old, const char *text) {
   return json_object_new_string(text);
 }
 
+// An ITEM of "cfg set": KEY=VALUE with KEY a row of the phone.cfg key
+// table (the text before the first '=').
+bool phonecfg_item(const char *text) {
+  const char *eq = std::strchr(text, '=');
+  if (eq == nullptr) return false;
+  const std::string_view key(text, static_cast<size_t>(eq - text));
+  for (const auto &row : phonecore::phonecfg::kKeyTable)
+    if (row.key == key) return true;
+  return false;
+}
+
+// cfg set ITEM...: the items through the import, as lines of a phone.cfg,
+// then the reload. Nothing is applied unless every item names a key.
+int cfg_set_items(Context &ctx, Args args) {
+  for (char *const item : args)
+    if (!phonecfg_item(item))
+      return fail(kUsage, std::string(item) + " is no KEY=VALUE of a phone.cfg key (phonectl cfg keys lists them)");
+  for (char *const item : args) my_dm_handle_value1(item);
+  const int network = start_network_flag;
+  const int something = reload_something_flag;
+  reload_all_phonecfg();
+  json_object *r = json_object_new_object();
+  json_object_object_add(r, "items", json_object_new_int64(static_cast<int64_t>(args.size())));
+  json_object_object_add(r, "network", json_object_new_int(network));
+  json_object_object_add(r, "changed", json_object_new_int(something));
+  json_object_object_add(r, "reloaded", json_object_new_boolean(1));
+  print(ctx, r);
+  return kOk;
+}
+
+// Two forms, told apart by their words: FILE KEY.PATH VALUE is three words
+// without '=' in the first; anything else is a list of ITEMs.
 int cfg_set(Context &ctx, Args args) {
+  if (args.size() != 3 || std::strchr(args[0], '=') != nullptr) return cfg_set_items(ctx, args);
   json_object *root = read_gnl_config_json(args[0]);
   if (root == nullptr) return fail(kRefused, std::string("no ") + args[0] + " from the configuration service");
   const auto keys = split_path(args[1]);
@@ -478,9 +511,11 @@ constexpr Command kCommands[] = {
      "(a number steps into an array: account.0.enable)",
      1, 2, cfg_read},
     {"cfg", "write", "cfg write FILE JSON", "replace a configuration file with the JSON object", 2, 2, cfg_write},
-    {"cfg", "set", "cfg set FILE KEY.PATH VALUE",
-     "set one member; missing objects on the path are made, and VALUE keeps the type of the member it replaces", 3, 3,
-     cfg_set},
+    {"cfg", "set", "cfg set FILE KEY.PATH VALUE | cfg set ITEM...",
+     "set one member; missing objects on the path are made, and VALUE keeps the type of the member it replaces. "
+     "Or, with ITEMs (Account1.AccountLabel=Desk: a key of cfg keys, '=', its value), the items through the "
+     "phone.cfg import, then the reload; three words without '=' in the first are the first form",
+     1, -1, cfg_set},
     {"cfg", "import", "cfg import FILE [--no-reload]",
      "apply a phone.cfg file line by line (lines of 64 bytes or more are skipped), then reload the processes", 1, 2,
      cfg_import},
