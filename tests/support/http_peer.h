@@ -39,6 +39,15 @@ class HttpPeer : public PeerControl {
 
   static std::string url(const std::string& path) { return "http://127.0.0.1:18080" + path; }
 
+  // Empties the record once the connections of earlier requests are written
+  // down (the peer writes a connection down when it ends, a stalled one up
+  // to 100 ms after its client has gone), so that none lands in the next
+  // test's record.
+  bool clear() const {
+    settled_log(0);
+    return PeerControl::clear();
+  }
+
   // The record once it holds at least n requests (or after about two seconds).
   std::vector<HttpRecord> requests(size_t n = 1) const {
     std::vector<HttpRecord> out;

@@ -50,8 +50,8 @@ class PeerControl {
   // done with it.
   std::vector<std::string> settled_log(size_t n) const {
     std::vector<std::string> lines = wait_log(n);
-    for (int quiet = 0, i = 0; quiet < 4 && i < 100; ++i) {
-      usleep(20000);
+    for (int quiet = 0, i = 0; quiet < 6 && i < 100; ++i) {
+      usleep(25000);
       std::vector<std::string> again = log();
       quiet = again.size() == lines.size() ? quiet + 1 : 0;
       lines = std::move(again);
