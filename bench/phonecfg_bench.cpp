@@ -105,19 +105,9 @@ bool raw_exchanges(const std::vector<ConfigRequest>& record) {
 }  // namespace
 
 int main() {
-  phonecore::testing::FactoryFiles files{"network.cfg",
-                                         "tr069.cfg",
-                                         "default/internet.cfg",
-                                         "status.cfg",
-                                         "voip.cfg",
-                                         "default/voiplist.cfg",
-                                         "default/function.cfg",
-                                         "default/settinglist.cfg",
-                                         "system.cfg",
-                                         "default/addresslist.cfg",
-                                         "hal.cfg",
-                                         "default/programing_key.cfg",
-                                         "default/dss.cfg"};
+  // The import's files, and the key file that a reload rebuilds.
+  phonecore::testing::FactoryFiles files{std::span(phonecore::testing::kImportFiles)};
+  phonecore::testing::FactoryFiles dss{"default/dss.cfg"};
   const std::vector<std::string> lines = items();
 
   // The record of one import, key by key (the peer's answer to "log"
@@ -164,8 +154,9 @@ int main() {
   const Stats reload = phonecore::bench::summarize(reload_us);
   const Stats pauses = phonecore::bench::summarize(std::vector<double>(kReloadRounds, kReloadPausesUs));
 
-  std::printf("phone.cfg import of %zu keys without the reload: %zu exchanges of the configuration service, %d rounds\n",
-              lines.size(), record.size(), kImportRounds);
+  std::printf(
+      "phone.cfg import of %zu keys without the reload: %zu exchanges of the configuration service, %d rounds\n",
+      lines.size(), record.size(), kImportRounds);
   phonecore::bench::report(stdout, "floor: the same exchanges raw, replies parsed, writes printed", floor);
   phonecore::bench::report(stdout, "import of every key", imported, &floor);
   std::printf("  %.0f keys per second, %.2f exchanges per key\n",

@@ -24,32 +24,8 @@ namespace {
 constexpr size_t kLineLimit = 64;
 constexpr int kRunsPerRestore = 500;
 
-constexpr const char* kFiles[] = {"network.cfg",
-                                  "tr069.cfg",
-                                  "default/internet.cfg",
-                                  "status.cfg",
-                                  "voip.cfg",
-                                  "default/voiplist.cfg",
-                                  "default/function.cfg",
-                                  "default/settinglist.cfg",
-                                  "system.cfg",
-                                  "default/addresslist.cfg",
-                                  "hal.cfg",
-                                  "default/programing_key.cfg"};
-
 phonecore::testing::FactoryFiles& factory() {
-  static phonecore::testing::FactoryFiles files{"network.cfg",
-                                                "tr069.cfg",
-                                                "default/internet.cfg",
-                                                "status.cfg",
-                                                "voip.cfg",
-                                                "default/voiplist.cfg",
-                                                "default/function.cfg",
-                                                "default/settinglist.cfg",
-                                                "system.cfg",
-                                                "default/addresslist.cfg",
-                                                "hal.cfg",
-                                                "default/programing_key.cfg"};
+  static phonecore::testing::FactoryFiles files{std::span(phonecore::testing::kImportFiles)};
   return files;
 }
 
@@ -65,8 +41,8 @@ void export_word(const std::string& text) {
 
 // Every file that was there parses as a JSON object.
 void files_parse() {
-  for (const char* name : kFiles) {
-    const std::string bytes = phonecore::testing::slurp(std::string("/appconfigs/") + name);
+  for (std::string_view name : phonecore::testing::kImportFiles) {
+    const std::string bytes = phonecore::testing::slurp("/appconfigs/" + std::string(name));
     if (bytes.empty()) continue;
     json_object* root = json_tokener_parse(bytes.c_str());
     if (root == nullptr || !json_object_is_type(root, json_type_object)) std::abort();

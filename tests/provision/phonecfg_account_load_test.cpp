@@ -70,22 +70,7 @@ std::vector<std::string> items() {
 }
 
 TEST(PhonecfgAccountLoad, FiveThousandItemsLeaveDescriptorsAndMemoryFlatAndFilesParsing) {
-  const std::vector<const char*> names{"voip.cfg",
-                                       "default/voiplist.cfg",
-                                       "default/function.cfg",
-                                       "default/settinglist.cfg",
-                                       "system.cfg",
-                                       "default/addresslist.cfg",
-                                       "hal.cfg",
-                                       "default/programing_key.cfg"};
-  FactoryFiles files{"voip.cfg",
-                     "default/voiplist.cfg",
-                     "default/function.cfg",
-                     "default/settinglist.cfg",
-                     "system.cfg",
-                     "default/addresslist.cfg",
-                     "hal.cfg",
-                     "default/programing_key.cfg"};
+  FactoryFiles files{std::span(phonecore::testing::kItemFiles)};
   ASSERT_TRUE(files.restore());
   const std::vector<std::string> all = items();
   constexpr int kWarmUp = 200;
@@ -103,8 +88,8 @@ TEST(PhonecfgAccountLoad, FiveThousandItemsLeaveDescriptorsAndMemoryFlatAndFiles
   if (!kAddressSanitizer) {
     EXPECT_LT(resident_kib() - resident, 2048) << resident;
   }
-  for (const char* name : names) {
-    json_object* o = json_object_from_file((std::string("/appconfigs/") + name).c_str());
+  for (std::string_view name : phonecore::testing::kItemFiles) {
+    json_object* o = json_object_from_file(("/appconfigs/" + std::string(name)).c_str());
     EXPECT_NE(o, nullptr) << name;
     json_object_put(o);
   }

@@ -101,14 +101,7 @@ class PhonecfgAccount : public ::testing::Test {
     return {::testing::internal::GetCapturedStdout(), result};
   }
 
-  FactoryFiles files_{"voip.cfg",
-                      "default/voiplist.cfg",
-                      "default/function.cfg",
-                      "default/settinglist.cfg",
-                      "system.cfg",
-                      "default/addresslist.cfg",
-                      "hal.cfg",
-                      "default/programing_key.cfg"};
+  FactoryFiles files_{std::span(phonecore::testing::kItemFiles)};
   ConfigPeer config_;
 };
 

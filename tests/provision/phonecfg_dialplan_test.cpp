@@ -45,14 +45,7 @@ class PhonecfgDialplan : public ::testing::Test {
     return n;
   }
 
-  FactoryFiles files_{"voip.cfg",
-                      "default/voiplist.cfg",
-                      "default/function.cfg",
-                      "default/settinglist.cfg",
-                      "system.cfg",
-                      "default/addresslist.cfg",
-                      "hal.cfg",
-                      "default/programing_key.cfg"};
+  FactoryFiles files_{std::span(phonecore::testing::kItemFiles)};
   ConfigPeer config_;
 };
 

@@ -74,14 +74,7 @@ class PhonecfgFeatures : public ::testing::Test {
     return text_at_pointer(file, pointer);
   }
 
-  FactoryFiles files_{"voip.cfg",
-                      "default/voiplist.cfg",
-                      "default/function.cfg",
-                      "default/settinglist.cfg",
-                      "system.cfg",
-                      "default/addresslist.cfg",
-                      "hal.cfg",
-                      "default/programing_key.cfg"};
+  FactoryFiles files_{std::span(phonecore::testing::kItemFiles)};
   ConfigPeer config_;
 };
 

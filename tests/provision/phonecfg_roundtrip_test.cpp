@@ -36,18 +36,7 @@ constexpr size_t kLineLimit = 64;
 
 // Every file the import writes or the export reads.
 FactoryFiles* every_file() {
-  static FactoryFiles files{"network.cfg",
-                            "tr069.cfg",
-                            "default/internet.cfg",
-                            "status.cfg",
-                            "voip.cfg",
-                            "default/voiplist.cfg",
-                            "default/function.cfg",
-                            "default/settinglist.cfg",
-                            "system.cfg",
-                            "default/addresslist.cfg",
-                            "hal.cfg",
-                            "default/programing_key.cfg"};
+  static FactoryFiles files{std::span(phonecore::testing::kImportFiles)};
   return &files;
 }
 
@@ -249,8 +238,7 @@ TEST_F(PhonecfgRoundTrip, EveryKeyWithValidValuesComesBackTheSame) {
     }
     import_items(items);
     const std::string first = export_all();
-    for (const std::string& line : printed)
-      EXPECT_EQ(line_of(first, line.substr(0, line.find(" = "))), line);
+    for (const std::string& line : printed) EXPECT_EQ(line_of(first, line.substr(0, line.find(" = "))), line);
     const std::vector<std::string> first_members = member_texts();
 
     ASSERT_TRUE(every_file()->restore());
@@ -421,7 +409,8 @@ TEST_F(PhonecfgRoundTrip, ADialPlanGapDropsTheLaterRulesAndArraysNeverShrink) {
   EXPECT_EQ(text_at_pointer(settings, "/DialplanDialnow/data/0/key"), "1");
 
   // Three rules stay three when an export of one comes back.
-  import_items({"Dialplan.Replace_Rule.Prefix1=1", "Dialplan.Replace_Rule.Prefix2=2", "Dialplan.Replace_Rule.Prefix3=3"});
+  import_items(
+      {"Dialplan.Replace_Rule.Prefix1=1", "Dialplan.Replace_Rule.Prefix2=2", "Dialplan.Replace_Rule.Prefix3=3"});
   const std::string one = "[Config]\nDialplan.Replace_Rule.Prefix1 = 9\n";
   import_text(one);
   EXPECT_EQ(text_at_pointer(settings, "/DialplanReplace/data/0/Prefix"), "9");

@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <initializer_list>
+#include <span>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -13,10 +14,34 @@
 
 namespace phonecore::testing {
 
+// The files one phone.cfg item may read and write: those of an account
+// item, and those of the whole import (the network's four besides).
+inline constexpr std::string_view kItemFiles[] = {"voip.cfg",
+                                                  "default/voiplist.cfg",
+                                                  "default/function.cfg",
+                                                  "default/settinglist.cfg",
+                                                  "system.cfg",
+                                                  "default/addresslist.cfg",
+                                                  "hal.cfg",
+                                                  "default/programing_key.cfg"};
+inline constexpr std::string_view kImportFiles[] = {"network.cfg",
+                                                    "tr069.cfg",
+                                                    "default/internet.cfg",
+                                                    "status.cfg",
+                                                    "voip.cfg",
+                                                    "default/voiplist.cfg",
+                                                    "default/function.cfg",
+                                                    "default/settinglist.cfg",
+                                                    "system.cfg",
+                                                    "default/addresslist.cfg",
+                                                    "hal.cfg",
+                                                    "default/programing_key.cfg"};
+
 class FactoryFiles {
  public:
   // Names below /appconfigs: "hal.cfg", "default/dss.cfg", "etc/webauth.cfg".
   FactoryFiles(std::initializer_list<std::string_view> names) : names_(names.begin(), names.end()) {}
+  explicit FactoryFiles(std::span<const std::string_view> names) : names_(names.begin(), names.end()) {}
   ~FactoryFiles() { restore(); }
   FactoryFiles(const FactoryFiles&) = delete;
   FactoryFiles& operator=(const FactoryFiles&) = delete;
