@@ -380,8 +380,16 @@ hotkey)
   out=$(phonectl --json hotkey 11) || fail "hotkey 11"
   expect "key 11" "$(jq -r '"\(.type) \(.label)"' <<<"$out")" \
     "$(jqf '.Hotkey_hotKey.data[] | select(.RealKey == 11) | "\(.Type) \(.Label)"' "$keys")"
+  # The call button's number by day and by night (day from 8:00, night from
+  # 18:00 in the factory settings), the clock set by faketime (a sanitized
+  # tool can't promise its runtime's place among faketime's preloads).
   phonectl cfg set default/settinglist.cfg SettingKeyType.KEY_gpio54_key.Value 1234 >/dev/null
-  expect "call button 72" "$(phonectl --json hotkey 72 | jq -r .value)" 1234
+  phonectl cfg set default/settinglist.cfg SettingKeyType.KEY_gpio54_key.CallButtonNight 4321 >/dev/null
+  at() {
+    ASAN_OPTIONS="${ASAN_OPTIONS:+$ASAN_OPTIONS:}verify_asan_link_order=0" faketime "2026-11-23 $1" "${@:2}"
+  }
+  expect "call button 72 by day" "$(at 10:00:00 phonectl --json hotkey 72 | jq -r .value)" 1234
+  expect "call button 72 by night" "$(at 22:00:00 phonectl --json hotkey 72 | jq -r .value)" 4321
   status 1 phonectl hotkey 250
   ;;
 md5)
