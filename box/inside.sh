@@ -90,7 +90,10 @@ if [ -e /phonebox/sim/tls/ca.pem ]; then cp /phonebox/sim/tls/ca.pem /system/etc
 printf 'user:pass\n' > /run/phonebox/lighttpd.users
 : > /run/phonebox/lighttpd.access.log
 if [ -x /usr/sbin/lighttpd ] && [ -e /phonebox/sim/tls/server.pem ]; then
-  /usr/sbin/lighttpd -D -f /phonebox/lighttpd.conf </dev/null 2>>/run/phonebox/lighttpd.error.log &
+  # Under a name of its own ("boxweb"), so that the phone's "killall -9
+  # lighttpd" leaves it alone.
+  ln -sf /usr/sbin/lighttpd /run/phonebox/boxweb
+  /run/phonebox/boxweb -D -f /phonebox/lighttpd.conf </dev/null 2>>/run/phonebox/lighttpd.error.log &
   pids+=($!)
   for _ in $(seq 500); do
     (: </dev/tcp/127.0.0.1/8080) 2>/dev/null && break
@@ -98,6 +101,17 @@ if [ -x /usr/sbin/lighttpd ] && [ -e /phonebox/sim/tls/server.pem ]; then
   done
 else
   echo "phonebox: /usr/sbin/lighttpd or the TLS files are missing; no web server" >&2
+fi
+# The phone's own web server, booted from its template as the phone boots
+# it (the working file /appconfigs/lighttpd.conf is made by the first
+# setting): [::1]:80, 0.0.0.0:80, HTTPS on 443 with the box's server
+# certificate (of the box's CA, for 127.0.0.1) in /system/etc/lighttpd. It
+# goes to the background itself and is named "lighttpd", as on the phone.
+if [ -x /usr/sbin/lighttpd ] && [ -e /phonebox/sim/tls/server.pem ]; then
+  mkdir -p /system/etc/lighttpd
+  cp /phonebox/sim/tls/server.pem /phonebox/sim/tls/server.key /system/etc/lighttpd/
+  /usr/sbin/lighttpd -f /customer/etc/lighttpd/lighttpd.conf </dev/null >/dev/null 2>>/run/phonebox/phone-lighttpd.log ||
+    echo "phonebox: the phone's web server did not start" >&2
 fi
 # --- end web server -------------------------------------------------------
 
