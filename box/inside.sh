@@ -23,6 +23,9 @@ mkdir -p /run/phonebox
 : > /run/phonebox/calls.log
 
 # --- network (interface queries and settings) ---------------------------
+# The box's own setup runs the real ip and sed, not the logged ones of PATH.
+ip() { command -p ip "$@"; }
+sed() { command -p sed "$@"; }
 # The phone's wired port as a veth pair (eth0, its far end eth0-far), with
 # the factory MAC, an IPv4 and an IPv6 address and default routes; wlan0
 # exists and is down. The name servers the phone's dnsmasq is given.
@@ -114,6 +117,10 @@ if [ -x /usr/sbin/lighttpd ] && [ -e /phonebox/sim/tls/server.pem ]; then
     echo "phonebox: the phone's web server did not start" >&2
 fi
 # --- end web server -------------------------------------------------------
+
+# The call log holds the command's calls only, not the box's own setup
+# (its ip and sed lines).
+: > /run/phonebox/calls.log
 
 # With --devices the command, and only it, runs on the board's devices:
 # the LED and watchdog drivers, and sysfs controls that are made by export.

@@ -144,14 +144,25 @@ TEST(PhoneBox, PhoneWebServerIsLoggedThenRun) {
 TEST(PhoneBox, RealToolsActForReal) {
   const size_t calls_before = calls_log().size();
   ASSERT_EQ(system("touch /tmp/autoprovision_config_update && cp /appconfigs/hal.cfg /tmp/hal.copy && "
-                   "mv /tmp/hal.copy /tmp/hal.moved && sed -i 's/audio/AUDIO/' /tmp/hal.moved"),
+                   "mv /tmp/hal.copy /tmp/hal.moved"),
             0);
   EXPECT_TRUE(std::ifstream("/tmp/autoprovision_config_update").good());
-  EXPECT_NE(slurp("/tmp/hal.moved").find("AUDIO"), std::string::npos);
-  ASSERT_EQ(system("rm -rf /tmp/hal.moved"), 0);
-  EXPECT_FALSE(std::ifstream("/tmp/hal.moved").good());
-  EXPECT_NE(run("ip -o link").find("lo"), std::string::npos);
+  ASSERT_EQ(system("rm -rf /tmp/hal.copy"), 0);
+  EXPECT_FALSE(std::ifstream("/tmp/hal.copy").good());
   EXPECT_EQ(calls_log().size(), calls_before);
+}
+
+// sed, ip, route and ifconfig are logged, then act for real (route and
+// ifconfig are BusyBox's, as on the phone).
+TEST(PhoneBox, NetworkToolsAreLoggedThenRun) {
+  std::ofstream("/run/phonebox/calls.log", std::ios::trunc);
+  ASSERT_EQ(system("cp /appconfigs/hal.cfg /tmp/hal.sed && sed -i 's/audio/AUDIO/' /tmp/hal.sed"), 0);
+  EXPECT_NE(slurp("/tmp/hal.sed").find("AUDIO"), std::string::npos);
+  EXPECT_NE(run("ip -o link").find("lo"), std::string::npos);
+  EXPECT_NE(run("route -n").find("192.0.2.1"), std::string::npos);
+  EXPECT_NE(run("ifconfig eth0").find("HWaddr 00:1A:2B:3C:4D:5E"), std::string::npos);
+  EXPECT_EQ(calls_log(),
+            (std::vector<std::string>{"sed -i s/audio/AUDIO/ /tmp/hal.sed", "ip -o link", "route -n", "ifconfig eth0"}));
 }
 
 }  // namespace
