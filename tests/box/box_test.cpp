@@ -161,8 +161,8 @@ TEST(PhoneBox, NetworkToolsAreLoggedThenRun) {
   EXPECT_NE(run("ip -o link").find("lo"), std::string::npos);
   EXPECT_NE(run("route -n").find("192.0.2.1"), std::string::npos);
   EXPECT_NE(run("ifconfig eth0").find("HWaddr 00:1A:2B:3C:4D:5E"), std::string::npos);
-  EXPECT_EQ(calls_log(),
-            (std::vector<std::string>{"sed -i s/audio/AUDIO/ /tmp/hal.sed", "ip -o link", "route -n", "ifconfig eth0"}));
+  EXPECT_EQ(calls_log(), (std::vector<std::string>{"sed -i s/audio/AUDIO/ /tmp/hal.sed", "ip -o link", "route -n",
+                                                   "ifconfig eth0"}));
 }
 
 }  // namespace

@@ -34,7 +34,9 @@ int shell(const std::string& command) {
 }
 
 // lighttpd's own check of a configuration file, modules loaded.
-int config_check(const std::string& file) { return shell(std::string(kLighttpd) + " -tt -f " + file + " >/dev/null 2>&1"); }
+int config_check(const std::string& file) {
+  return shell(std::string(kLighttpd) + " -tt -f " + file + " >/dev/null 2>&1");
+}
 
 // Whether a TCP connect to the address (IPv4 or IPv6) succeeds.
 bool answers(const char* address, int port) {

@@ -524,7 +524,8 @@ int board_usb(Context &ctx, Args all) {
   std::vector<char *> args;
   Options o{"--dcim"};
   if (!take_options(all, o, args)) return kUsage;
-  if (args.empty()) return fail(kUsage, "usage: phonectl board usb scan | backup ID | restore ID | plug NAME GB | unplug NAME");
+  if (args.empty())
+    return fail(kUsage, "usage: phonectl board usb scan | backup ID | restore ID | plug NAME GB | unplug NAME");
   const std::string_view action = args[0];
   if (action == "plug" && args.size() == 3) return usb_plug(ctx, args, o);
   if (o.given[0]) return fail(kUsage, "--dcim goes with plug");
@@ -593,8 +594,7 @@ constexpr Command kCommands[] = {
      "In the phone box, plug puts a stand-in volume /mnt/NAME of GB gigabytes (half free; N photos in DCIM) and "
      "unplug takes it away",
      1, 3, board_usb},
-    {"board", "dev", "board dev log", "the phone box's record of the board's devices, one act a line", 1, 1,
-     board_dev},
+    {"board", "dev", "board dev log", "the phone box's record of the board's devices, one act a line", 1, 1, board_dev},
 };
 
 }  // namespace
