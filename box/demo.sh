@@ -47,7 +47,7 @@ say "Foundation tools: pinyin search, a profile file, the time zone, a command b
 say "Tools that must not act on a PC only record their calls"
 reboot
 fw_setenv ethaddr 00:1A:2B:3C:4D:5E
-sed 's/^/   /' /run/phonebox/calls.log
+grep -E '^(reboot|fw_setenv) ' /run/phonebox/calls.log | sed 's/^/   /'
 
 say "The phone book: contacts and groups, an exact block list, the history, the directory service (port 30001) restarted"
 "$build/demo/directory_demo"
@@ -61,5 +61,16 @@ echo "   the SIP process now sees: $(pbctl sip state | jq -c '[.accounts[] | sel
 
 say "Remote control: an Action URL to the web server, the Action URI server pressed and read by curl (no password), a post to the recording HTTP peer"
 "$build/demo/remote_demo" >/dev/null
+
+say "Network: eth0 as the library sees it and as ip shows it, a static address, VLAN 20 at the network service, the web server moved to 8180/8543, port 5060 opened"
+phonectl net show | sed 's/^/   /'; ip -br addr show eth0 | sed 's/^/   ip: /'
+phonectl bus listen --count 1 --timeout 5000 >/tmp/net.bus 2>/tmp/net.err & listener=$!
+for _ in $(seq 250); do grep -qs listening /tmp/net.err && break; sleep 0.02; done
+phonectl net static set 192.0.2.20 255.255.255.0 192.0.2.1 >/dev/null; wait $listener || true
+jq -r 'select(.kind == 3) | "   heard on the bus: " + .message.cmd' /tmp/net.bus | head -1
+phonectl net vlan set 1 20 3 >/dev/null; echo "   the network service heard (category, operation, data length, size, mode, vid): $(pbctl control netd log | tail -1)"
+phonectl web set 1 1 8180 8543 >/dev/null; for _ in $(seq 200); do curl -s -o /dev/null http://127.0.0.1:8180/ && break; sleep 0.05; done
+echo "   curl: http 8180 $(curl -s -o /dev/null -w '%{http_code}' http://127.0.0.1:8180/), https 8543 $(curl -s -o /dev/null -w '%{http_code}' --cacert /system/etc/cacert.pem https://127.0.0.1:8543/)"
+phonectl firewall open 5060 >/dev/null; echo "   tcp_allow_list: $(jq -c .firewall.tcp_allow_list /appconfigs/network.cfg)"
 
 say "Demo done: the box and its peers stop with this script"

@@ -23,6 +23,9 @@ mkdir -p /run/phonebox
 : > /run/phonebox/calls.log
 
 # --- network (interface queries and settings) ---------------------------
+# The box's own setup runs the real ip and sed, not the logged ones of PATH.
+ip() { command -p ip "$@"; }
+sed() { command -p sed "$@"; }
 # The phone's wired port as a veth pair (eth0, its far end eth0-far), with
 # the factory MAC, an IPv4 and an IPv6 address and default routes; wlan0
 # exists and is down. The name servers the phone's dnsmasq is given.
@@ -109,7 +112,10 @@ mkdir -p /srv/prov
 )
 : > /run/phonebox/lighttpd.access.log
 if [ -x /usr/sbin/lighttpd ] && [ -e /phonebox/sim/tls/server.pem ]; then
-  /usr/sbin/lighttpd -D -f /phonebox/lighttpd.conf </dev/null 2>>/run/phonebox/lighttpd.error.log &
+  # Under a name of its own ("boxweb"), so that the phone's "killall -9
+  # lighttpd" leaves it alone.
+  ln -sf /usr/sbin/lighttpd /run/phonebox/boxweb
+  /run/phonebox/boxweb -D -f /phonebox/lighttpd.conf </dev/null 2>>/run/phonebox/lighttpd.error.log &
   pids+=($!)
   for _ in $(seq 500); do
     (: </dev/tcp/127.0.0.1/8080) 2>/dev/null && break
@@ -118,7 +124,22 @@ if [ -x /usr/sbin/lighttpd ] && [ -e /phonebox/sim/tls/server.pem ]; then
 else
   echo "phonebox: /usr/sbin/lighttpd or the TLS files are missing; no web server" >&2
 fi
+# The phone's own web server, booted from its template as the phone boots
+# it (the working file /appconfigs/lighttpd.conf is made by the first
+# setting): [::1]:80, 0.0.0.0:80, HTTPS on 443 with the box's server
+# certificate (of the box's CA, for 127.0.0.1) in /system/etc/lighttpd. It
+# goes to the background itself and is named "lighttpd", as on the phone.
+if [ -x /usr/sbin/lighttpd ] && [ -e /phonebox/sim/tls/server.pem ]; then
+  mkdir -p /system/etc/lighttpd
+  cp /phonebox/sim/tls/server.pem /phonebox/sim/tls/server.key /system/etc/lighttpd/
+  /usr/sbin/lighttpd -f /customer/etc/lighttpd/lighttpd.conf </dev/null >/dev/null 2>>/run/phonebox/phone-lighttpd.log ||
+    echo "phonebox: the phone's web server did not start" >&2
+fi
 # --- end web server -------------------------------------------------------
+
+# The call log holds the command's calls only, not the box's own setup
+# (its ip and sed lines).
+: > /run/phonebox/calls.log
 
 # With --devices the command, and only it, runs on the board's devices:
 # the LED and watchdog drivers, and sysfs controls that are made by export.

@@ -7,12 +7,16 @@
 #include <netinet/in.h>
 
 #include <cstring>
+#include <fstream>
 #include <string>
+#include <vector>
 
 #include "network/net_box.h"
 #include "phonecore/net_info.h"
+#include "support/calls_log.h"
 #include "support/files.h"
 
+using phonecore::testing::calls_log;
 using phonecore::testing::command_output;
 using phonecore::testing::FakeCommand;
 using phonecore::testing::FileInPlace;
@@ -249,6 +253,19 @@ TEST(Ipv6, ForWebIsBusyBoxsGlobalAddress) {
   EXPECT_STREQ(out, "2001:db8:1::10/64");
   EXPECT_EQ(network_get_host_ipv6_for_web("wlan0", out), 0);
   EXPECT_STREQ(out, "::");
+}
+
+// The command lines the queries run, as the box's logged ip, route and
+// ifconfig record them (the rest of a pipeline is not recorded).
+TEST(Commands, QueriesRunTheirCommandLines) {
+  std::ofstream("/run/phonebox/calls.log", std::ios::trunc);
+  char out[PHONECORE_NET_TEXT_SIZE] = "";
+  GetLocalGateWay(out);
+  GetLocalGateWay_wlan0(out);
+  network_get_host_ipv6_gateway(out);
+  network_get_host_ipv6_for_web("eth0", out);
+  EXPECT_EQ(calls_log(),
+            (std::vector<std::string>{"ip route", "ip route show dev wlan0", "route -A inet6", "ifconfig eth0"}));
 }
 
 TEST(Ipv6, GlobalAddressesOfAnInterface) {

@@ -856,6 +856,45 @@ board_usb)
   expect "restored" "$(cat /mnt/cam/DCIM/p1.jpg)" photo
   status 1 phonectl board usb backup quorbit_none
   ;;
+board_usb_plug)
+  # A stand-in disk and a camera card, as the scan then sees them.
+  expect "disk" "$(phonectl --json board usb plug disk80 80)" '{"volume":"\/mnt\/disk80","total_kb":83886080,"photos":0}'
+  expect "volume line" "$(cat /run/phonebox/volumes)" "disk80 83886080 41943040"
+  expect "card" "$(phonectl --json board usb plug cam 8 --dcim 3 | jq -c .photos)" 3
+  expect "photos" "$(ls /mnt/cam/DCIM | tr '\n' ,)" "IMG_0001.JPG,IMG_0002.JPG,IMG_0003.JPG,"
+  expect "statfs" "$(stat -f -c '%b %S' /mnt/cam/DCIM)" "8388608 1024"
+  expect "first round" "$(phonectl --json board usb scan | jq -c '[(.new | sort), .disk]')" '[["cam","disk80"],"/mnt/disk80"]'
+  id=$(cat /mnt/cam/quorbit_mark.conf)
+  status 0 phonectl board usb unplug cam
+  [ -e /mnt/cam ] && fail "the card is still in /mnt"
+  expect "table" "$(cat /run/phonebox/volumes)" "disk80 83886080 41943040"
+  phonectl board usb scan >/dev/null
+  # Back with its mark gone: a plugged card is a new one; put the mark back
+  # and the scan copies it.
+  status 0 phonectl board usb plug cam 8 --dcim 2
+  echo -n "$id" >/mnt/cam/quorbit_mark.conf
+  expect "again" "$(phonectl --json board usb scan | jq -c .new)" '["cam"]'
+  expect "copied" "$(cat "/mnt/disk80/$id/IMG_0002.JPG")" "photo 2 of cam"
+  # A second plug of the same name replaces its size.
+  status 0 phonectl board usb plug disk80 100
+  expect "resized" "$(grep -c '^disk80 ' /run/phonebox/volumes) $(grep '^disk80 ' /run/phonebox/volumes)" "1 disk80 104857600 52428800"
+  status 1 phonectl board usb unplug nothere
+  status 2 phonectl board usb plug ../etc 8
+  status 2 phonectl board usb plug cam 0
+  status 2 phonectl board usb plug cam 8 --dcim -1
+  status 2 phonectl board usb scan --dcim 2
+  ;;
+board_dev)
+  : >/run/phonebox/devices.log
+  status 0 phonectl board led raw 0 1 40
+  expect "log" "$(phonectl board dev log | grep 'zlt_led [0-9]')" "zlt_led 0 1 10 10"
+  expect "same as the file" "$(phonectl board dev log)" "$(cat /run/phonebox/devices.log)"
+  expect "json" "$(phonectl --json board dev log | jq -r '.log[]')" "$(cat /run/phonebox/devices.log)"
+  [ "$(phonectl --json board dev log | jq '.log | length')" -ge 1 ] || fail "empty log"
+  status 2 phonectl board dev show
+  rm /run/phonebox/devices.log
+  status 1 phonectl board dev log
+  ;;
 net_names)
   expect "names" "$(phonectl --json net names)" '{"wan":"eth0","lan":"eth1","wifi":"wlan0"}'
   pbctl control netd names br0 - wlan1 >/dev/null

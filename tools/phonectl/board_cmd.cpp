@@ -10,6 +10,8 @@
 
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -440,8 +442,94 @@ int usb_scan(Context &ctx) {
   return kOk;
 }
 
-int board_usb(Context &ctx, Args args) {
+// The phone box's stand-in cards and disks: a folder /mnt/NAME and its
+// size in the box's volume table, which the preloaded devices answer
+// statfs from ("NAME TOTAL_KB FREE_KB" lines; half of it free).
+constexpr const char *kVolumeTable = "/run/phonebox/volumes";
+constexpr long kMaxGb = 100000;
+constexpr long kMaxPhotos = 10000;
+
+bool plain_volume_name(std::string_view name) {
+  return !name.empty() && name.size() < USB_FOLD_NAME_SIZE && name != "." && name != ".." &&
+         name.find('/') == std::string_view::npos;
+}
+
+// The table without NAME's line, and whether it had one.
+bool volume_table_without(std::string_view name, std::string &rest) {
+  bool had = false;
+  std::ifstream in(kVolumeTable);
+  for (std::string line; std::getline(in, line);) {
+    const std::string_view listed = std::string_view(line).substr(0, line.find(' '));
+    if (listed == name) had = true;
+    else if (!line.empty()) rest += line + "\n";
+  }
+  return had;
+}
+
+bool write_volume_table(const std::string &text) {
+  std::ofstream out(kVolumeTable, std::ios::trunc);
+  out << text;
+  return static_cast<bool>(out.flush());
+}
+
+int usb_plug(Context &ctx, const std::vector<char *> &args, const Options &o) {
+  long gb = 0, photos = 0;
+  if (!plain_volume_name(args[1])) return fail(kUsage, "NAME is one folder name below /mnt");
+  if (!parse_int(args[2], 1, kMaxGb, gb)) return fail(kUsage, "GB is 1 to 100000");
+  if (o.given[0] && !parse_int(o.values[0].c_str(), 0, kMaxPhotos, photos))
+    return fail(kUsage, "--dcim is 0 to 10000 photos");
+  namespace fs = std::filesystem;
+  const fs::path volume = fs::path("/mnt") / args[1];
+  std::error_code ec;
+  fs::create_directories(volume, ec);
+  if (ec) return fail(kRefused, "can't make " + volume.string());
+  const unsigned long long total_kb = static_cast<unsigned long long>(gb) * 1024 * 1024;
+  std::string table;
+  volume_table_without(args[1], table);
+  table += std::string(args[1]) + " " + std::to_string(total_kb) + " " + std::to_string(total_kb / 2) + "\n";
+  if (!write_volume_table(table)) return fail(kRefused, std::string("can't write ") + kVolumeTable);
+  if (o.given[0]) {
+    fs::create_directories(volume / "DCIM", ec);
+    for (long i = 1; i <= photos && !ec; ++i) {
+      char name[32];
+      std::snprintf(name, sizeof name, "IMG_%04ld.JPG", i);
+      std::ofstream(volume / "DCIM" / name) << "photo " << i << " of " << args[1] << "\n";
+    }
+    if (ec) return fail(kRefused, "can't make " + (volume / "DCIM").string());
+  }
+  json_object *r = json_object_new_object();
+  json_object_object_add(r, "volume", str(volume.string()));
+  json_object_object_add(r, "total_kb", json_object_new_int64(static_cast<int64_t>(total_kb)));
+  json_object_object_add(r, "photos", json_object_new_int(static_cast<int>(photos)));
+  print(ctx, r);
+  return kOk;
+}
+
+int usb_unplug(Context &ctx, const char *name) {
+  if (!plain_volume_name(name)) return fail(kUsage, "NAME is one folder name below /mnt");
+  namespace fs = std::filesystem;
+  std::error_code ec;
+  std::string table;
+  const bool listed = volume_table_without(name, table);
+  const bool present = fs::exists(fs::path("/mnt") / name, ec);
+  if (!listed && !present) return fail(kRefused, std::string("no volume ") + name);
+  fs::remove_all(fs::path("/mnt") / name, ec);
+  if (ec) return fail(kRefused, std::string("can't remove /mnt/") + name);
+  if (listed && !write_volume_table(table)) return fail(kRefused, std::string("can't write ") + kVolumeTable);
+  print(ctx, result_object(0));
+  return kOk;
+}
+
+int board_usb(Context &ctx, Args all) {
+  std::vector<char *> args;
+  Options o{"--dcim"};
+  if (!take_options(all, o, args)) return kUsage;
+  if (args.empty())
+    return fail(kUsage, "usage: phonectl board usb scan | backup ID | restore ID | plug NAME GB | unplug NAME");
   const std::string_view action = args[0];
+  if (action == "plug" && args.size() == 3) return usb_plug(ctx, args, o);
+  if (o.given[0]) return fail(kUsage, "--dcim goes with plug");
+  if (action == "unplug" && args.size() == 2) return usb_unplug(ctx, args[1]);
   if (action == "scan" && args.size() == 1) return usb_scan(ctx);
   if ((action == "restore" || action == "backup") && args.size() == 2) {
     find_back_up_device();
@@ -449,7 +537,31 @@ int board_usb(Context &ctx, Args args) {
     print(ctx, result_object(r));
     return r == 0 ? kOk : fail(kRefused, "no disk or no folder of that id");
   }
-  return fail(kUsage, "usage: phonectl board usb scan | backup ID | restore ID");
+  return fail(kUsage, "usage: phonectl board usb scan | backup ID | restore ID | plug NAME GB | unplug NAME");
+}
+
+// The phone box's record of the board's devices, one act a line.
+constexpr const char *kDeviceLog = "/run/phonebox/devices.log";
+
+int board_dev(Context &ctx, Args args) {
+  if (std::string_view(args[0]) != "log") return fail(kUsage, "usage: phonectl board dev log");
+  std::ifstream in(kDeviceLog);
+  if (!in) return fail(kRefused, "no device log (the phone box with --devices keeps one)");
+  json_object *lines = json_object_new_array();
+  std::string text;
+  for (std::string line; std::getline(in, line);) {
+    json_object_array_add(lines, str(line));
+    text += line + "\n";
+  }
+  if (ctx.json) {
+    json_object *r = json_object_new_object();
+    json_object_object_add(r, "log", lines);
+    print(ctx, r);
+  } else {
+    json_object_put(lines);
+    std::fputs(text.c_str(), ctx.out);
+  }
+  return kOk;
 }
 
 constexpr Command kCommands[] = {
@@ -476,10 +588,13 @@ constexpr Command kCommands[] = {
      "factory storage: dump OFFSET LENGTH, env list|get KEY|set KEY [VALUE], mac [INDEX], id, factory [TIME MAC "
      "SERIAL], qq INDEX [HEX]; each write erases the whole partition",
      1, 4, board_flash},
-    {"board", "usb", "board usb scan | backup ID | restore ID",
+    {"board", "usb", "board usb scan | backup ID | restore ID | plug NAME GB [--dcim N] | unplug NAME",
      "one round of camera-card backup: the volumes of /mnt not there at the previous round are new; a new card "
-     "is marked, a marked one copied to the largest disk above 50 GB; or one id's folder copied to or back from it",
-     1, 2, board_usb},
+     "is marked, a marked one copied to the largest disk above 50 GB; or one id's folder copied to or back from it. "
+     "In the phone box, plug puts a stand-in volume /mnt/NAME of GB gigabytes (half free; N photos in DCIM) and "
+     "unplug takes it away",
+     1, 3, board_usb},
+    {"board", "dev", "board dev log", "the phone box's record of the board's devices, one act a line", 1, 1, board_dev},
 };
 
 }  // namespace
