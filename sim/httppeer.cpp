@@ -319,15 +319,24 @@ struct RouteRow {
   Route answer;
 };
 constexpr RouteRow kRoutes[] = {
-    {"/status/", &route_status},   {"/redirect", &route_redirect},
-    {"/auth", &route_auth},        {"/stall/", &route_stall},
-    {"/close", &route_close},      {"/short", &route_short},
-    {"/long", &route_long},        {"/big-headers", &route_big_headers},
-    {"/file/", &route_file},       {"/bare-redirect", &route_bare_redirect},
-    {"/trickle/", &route_trickle}, {"/loop", &route_loop},
-    {"/books/", &route_book},      {"/long-redirect", &route_long_redirect},
-    {"/stall-after/", &route_stall_after}, {"/reset/", &route_reset},
-    {"/lower-length/", &route_lower_length}, {"/head/", &route_head},
+    {"/status/", &route_status},
+    {"/redirect", &route_redirect},
+    {"/auth", &route_auth},
+    {"/stall/", &route_stall},
+    {"/close", &route_close},
+    {"/short", &route_short},
+    {"/long", &route_long},
+    {"/big-headers", &route_big_headers},
+    {"/file/", &route_file},
+    {"/bare-redirect", &route_bare_redirect},
+    {"/trickle/", &route_trickle},
+    {"/loop", &route_loop},
+    {"/books/", &route_book},
+    {"/long-redirect", &route_long_redirect},
+    {"/stall-after/", &route_stall_after},
+    {"/reset/", &route_reset},
+    {"/lower-length/", &route_lower_length},
+    {"/head/", &route_head},
     {"/put-reset/", &route_put_reset},
 };
 
