@@ -19,6 +19,7 @@
 #include "support/config_peer.h"
 #include "support/factory_files.h"
 #include "support/files.h"
+#include "support/phonecfg_member.h"
 
 namespace {
 
@@ -63,26 +64,7 @@ std::vector<ConfigRequest> without(std::vector<ConfigRequest> record, const Conf
   return record;
 }
 
-// A JSON pointer to a row's member for its index.
-std::string pointer_of(const pc::Member& m, int index) {
-  const std::string at = "/" + std::to_string(index);
-  std::string p = std::string("/") + m.section;
-  switch (m.place) {
-    case pc::Place::kSection:
-      break;
-    case pc::Place::kElement:
-      p += at;
-      break;
-    case pc::Place::kCredential:
-      p += at + "/cred_acc/0";
-      break;
-    case pc::Place::kData:
-    case pc::Place::kGrow:
-      p += "/data" + at;
-      break;
-  }
-  return p + "/" + m.member;
-}
+using phonecore::testing::pointer_of;
 
 class PhonecfgAccount : public ::testing::Test {
  protected:

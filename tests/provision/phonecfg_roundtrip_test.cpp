@@ -21,6 +21,7 @@
 #include "provision/phonecfg/key_table.h"
 #include "support/factory_files.h"
 #include "support/files.h"
+#include "support/phonecfg_member.h"
 
 namespace {
 
@@ -84,26 +85,7 @@ std::string line_of(const std::string& answer, const std::string& word) {
   return "";
 }
 
-// A JSON pointer to a row's member for its index.
-std::string pointer_of(const pc::Member& m, int index) {
-  const std::string at = "/" + std::to_string(index);
-  std::string p = std::string("/") + m.section;
-  switch (m.place) {
-    case pc::Place::kSection:
-      break;
-    case pc::Place::kElement:
-      p += at;
-      break;
-    case pc::Place::kCredential:
-      p += at + "/cred_acc/0";
-      break;
-    case pc::Place::kData:
-    case pc::Place::kGrow:
-      p += "/data" + at;
-      break;
-  }
-  return p + "/" + m.member;
-}
+using phonecore::testing::pointer_of;
 
 std::string member_text(const pc::Member& m, int index) {
   return text_at_pointer(pc::target_path(m.target), pointer_of(m, index).c_str());
