@@ -1,0 +1,112 @@
+// A cloud phone book on a phone whose /tmp is full: the box's /tmp holds
+// 256 KiB here, a book of some 2 MiB is cut where the RAM disk ends, and
+// the cut document is reported as one that can't be parsed; the book stays
+// empty, nothing crashes, and a small book is fetched once there is room.
+
+#include <gtest/gtest.h>
+#include <json-c/json.h>
+#include <fcntl.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "phonecore/cloudbook.h"
+#include "phonecore/config.h"
+#include "support/http_peer.h"
+
+namespace fs = std::filesystem;
+using phonecore::testing::HttpPeer;
+
+namespace {
+
+constexpr const char* kServed = "/run/phonebox/books/";
+
+std::string cache_of(const std::string& url) {
+  char path[CLOUD_BOOK_PATH_ROOM];
+  api_cloud_url_uni_name(url.c_str(), path);
+  return path;
+}
+
+void set_books(const std::string& url, const char* name) {
+  json_object* root = json_object_new_object();
+  json_object* list = json_object_new_object();
+  json_object* data = json_object_new_array();
+  json_object* e = json_object_new_object();
+  json_object_object_add(e, "RemotePhoneBookURL", json_object_new_string(url.c_str()));
+  json_object_object_add(e, "RemotePhoneBookName", json_object_new_string(name));
+  json_object_object_add(e, "Index", json_object_new_string("1"));
+  json_object_array_add(data, e);
+  json_object_object_add(list, "data", data);
+  json_object_object_add(root, "MaillistRemotePhoneBook", list);
+  ASSERT_EQ(write_gnl_config_json(CLOUD_BOOK_LIST_FILE, root), 0);
+  json_object_put(root);
+}
+
+// A directory document of n entries.
+std::string directory_of(int n) {
+  std::string s = "<?xml version=\"1.0\"?>\n<VornIPPhoneDirectory>\n";
+  for (int i = 0; i < n; ++i)
+    s += "<DirectoryEntry><Name>Person" + std::to_string(i) + "</Name><Telephone>" + std::to_string(7000000 + i) +
+         "</Telephone></DirectoryEntry>\n";
+  return s + "</VornIPPhoneDirectory>\n";
+}
+
+// What f prints on standard output: kept in /run, since the capture of the
+// test framework would go to the full /tmp.
+template <typename F>
+std::string printed(F&& f) {
+  constexpr const char* kOut = "/run/phonebox/tmp_full.out";
+  std::fflush(stdout);
+  const int saved = dup(1);
+  const int file = open(kOut, O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  dup2(file, 1);
+  close(file);
+  f();
+  std::fflush(stdout);
+  dup2(saved, 1);
+  close(saved);
+  std::ifstream in(kOut, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+unsigned long long tmp_bytes() {
+  struct statvfs s {};
+  return statvfs("/tmp", &s) == 0 ? static_cast<unsigned long long>(s.f_blocks) * s.f_frsize : 0;
+}
+
+TEST(CloudBookTmpFull, ABookCutByAFullTmpIsUnparsableAndStaysEmpty) {
+  ASSERT_LE(tmp_bytes(), 512u * 1024) << "the box's /tmp should be small here";
+  fs::create_directories(kServed);
+  const std::string big = directory_of(30000);
+  ASSERT_GT(big.size(), 2u * 1024 * 1024);
+  std::ofstream(std::string(kServed) + "big.xml", std::ios::binary) << big;
+  std::ofstream(std::string(kServed) + "small.xml", std::ios::binary) << directory_of(3);
+
+  const std::string big_url = HttpPeer::url("/books/big.xml");
+  set_books(big_url, "big");
+  CloudBook* books[CLOUD_BOOK_SLOTS] = {};
+  const std::string out = printed([&books] { EXPECT_EQ(clound_book_update(books), 0); });
+  EXPECT_NE(out.find("{\"status\":\"type error111\"}"), std::string::npos) << out.substr(0, 2000);
+  ASSERT_NE(books[0], nullptr);
+  EXPECT_EQ(books[0]->count, 0);
+  const auto cut = fs::file_size(cache_of(big_url));
+  EXPECT_GT(cut, 0u);
+  EXPECT_LT(cut, big.size()) << "the cache file ends where /tmp is full";
+
+  // Room again: the next book is fetched and read.
+  fs::remove(cache_of(big_url));
+  const std::string small_url = HttpPeer::url("/books/small.xml");
+  set_books(small_url, "small");
+  printed([&books] { EXPECT_EQ(clound_book_update(books), 0); });
+  ASSERT_NE(books[0], nullptr);
+  EXPECT_EQ(books[0]->count, 3);
+  for (CloudBook*& b : books) std::free(b);
+}
+
+}  // namespace
