@@ -320,13 +320,7 @@ class ConfigService {
   // the frame by hand, add every byte of the datagram in hex.
   void record_request(size_t datagram) {
     const size_t n = strnlen(req_.path, std::min<size_t>(req_.path_length, kGnlPathSize - 1));
-    std::string path;
-    for (size_t i = 0; i < n; ++i) {
-      const auto c = static_cast<unsigned char>(req_.path[i]);
-      char escaped[5];
-      snprintf(escaped, sizeof escaped, "\\x%02x", c);
-      path += c > ' ' && c < 0x7F && c != '\\' ? std::string(1, static_cast<char>(c)) : std::string(escaped);
-    }
+    const std::string path = phonebox::record_token({req_.path, n});
     char line[64];
     snprintf(line, sizeof line, "%u %u %u ", req_.category, req_.operation, req_.format);
     std::string frame;
@@ -339,7 +333,7 @@ class ConfigService {
         frame += hex;
       }
     }
-    control_.record(line + (path.empty() ? std::string("-") : path) + " " + std::to_string(req_data_len_) + frame);
+    control_.record(line + path + " " + std::to_string(req_data_len_) + frame);
   }
 
   size_t gl_data() {
