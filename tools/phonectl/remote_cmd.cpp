@@ -2,6 +2,7 @@
 // phonectl action: one Action URL event;
 // phonectl uri: the Action URI server, its key and its settings methods.
 #include <arpa/inet.h>
+#include <dlfcn.h>
 #include <netinet/in.h>
 #include <phonecore/action_uri.h>
 #include <phonecore/action_url.h>
@@ -18,6 +19,7 @@
 #include <vector>
 
 #include "phonectl.h"
+#include "remote/action_url_internal.h"
 
 namespace phonectl {
 namespace {
@@ -105,76 +107,32 @@ int http_upload(Context &ctx, Args args) {
   return result == 0 ? kOk : kRefused;
 }
 
-// The events by their member of "FeatureActionURL", in slot order; the
-// slot of "AUTransferFailed" has no function.
+using phonecore::remote::kActionEvents;
+using phonecore::remote::kEventVariables;
+
+// An event's exported action_* function, found by the name the library's
+// own table gives it; null for the slot that has none.
 using EventFunction = int (*)(const char *, const char *, const char *, const char *, const char *, const char *,
                               const char *, const char *, const char *, const char *);
-struct EventRow {
-  std::string_view member;
-  EventFunction fire;
-};
-constexpr EventRow kEvents[ACTION_URL_EVENTS] = {
-    {"AUSetupCompleted", action_Setup_Completed},
-    {"AULogOn", action_Registered},
-    {"AULogOff", action_Unregistered},
-    {"AURegisterFailed", action_Register_Failed},
-    {"AUOffHook", action_Off_Hook},
-    {"AUOnHook", action_On_Hook},
-    {"AUIncomingCall", action_Incoming_Call},
-    {"AUCallOut", action_Outgoing_Call},
-    {"AUEstablished", action_Established},
-    {"AUTerminated", action_Terminated},
-    {"AUOpenDnd", action_Open_DND},
-    {"AUCloseDnd", action_Close_DND},
-    {"AUOpenAlwaysForward", action_Always_Forward_On},
-    {"AUCloseAlwaysForward", action_Always_Forward_Off},
-    {"AUOpenBusyForward", action_Busy_Forward_On},
-    {"AUCloseBusyForward", action_Busy_Forward_Off},
-    {"AUOpenNoAnswerForward", action_No_Answer_Forward_On},
-    {"AUCloseNoAnswerForward", action_No_Answer_Forward_Off},
-    {"AUTransferCall", action_Transfer_Call},
-    {"AUBlindTransfer", action_Blind_Transfer},
-    {"AUAttendedTransfer", action_Attended_Transfer},
-    {"AUHold", action_Hold},
-    {"AUUnHold", action_UnHold},
-    {"AUMute", action_MUTE},
-    {"AUUnMute", action_UnMute},
-    {"AUMissedCall", action_Missed_Call},
-    {"AUIpChanged", action_IP_Changed},
-    {"AUIdleToBusy", action_Idle_to_Busy},
-    {"AUBusyToIdle", action_Busy_to_Idle},
-    {"AURejectIncomingCall", action_Reject_Incoming_Call},
-    {"AUAnswerNewInCall", action_Answer_New_Incoming_Call},
-    {"AUTransferFailed", nullptr},
-    {"AUTransferFinished", action_Transfer_Finished},
-    {"AUForwardIncomingCall", action_Forward_Incoming_Call},
-    {"AUAutopFinish", action_Autop_Finish},
-    {"AUOpenCallWait", action_Call_Waiting_On},
-    {"AUCloseCallWait", action_Call_Waiting_Off},
-    {"AUHeadSet", action_Headset},
-    {"AUHandFree", action_Handsfree},
-    {"AUCancelCallOut", action_Cancel_Call_Out},
-    {"AURemoteBusy", action_Remote_Busy},
-    {"AUCallRemoteCanceled", action_Call_Remote_Canceled},
-    {"AUPeripheralInformation", action_Peripheral_Information},
-    {"AUVPNIPChange", action_VPN_IP},
-};
+EventFunction event_function(size_t slot) {
+  const std::string name(kActionEvents[slot].function);
+  return name.empty() ? nullptr : reinterpret_cast<EventFunction>(dlsym(RTLD_DEFAULT, name.c_str()));
+}
 
-// The ten event variables as typed, without their "$", in argument order.
-constexpr std::string_view kEventNames[10] = {"active_url", "active_user",   "active_host",    "local",
-                                              "remote",     "display_local", "display_remote", "call_id",
-                                              "callerID",   "calledNumber"};
+// A variable as typed on the command line: its name without the "$".
+std::string_view variable_name(size_t k) { return std::string_view(kEventVariables[k]).substr(1); }
 
 // Loads the templates as the phone does, fills the event's with the
 // NAME=VALUE words (an absent one is null: its variable stays) and sends it.
 int action(Context &ctx, Args args) {
   const std::string_view event = args[0];
   size_t slot = 0;
-  while (slot < std::size(kEvents) && kEvents[slot].member != event) ++slot;
-  if (slot == std::size(kEvents) || kEvents[slot].fire == nullptr) {
+  while (slot < std::size(kActionEvents) && kActionEvents[slot].member != event) ++slot;
+  const EventFunction fire = slot < std::size(kActionEvents) ? event_function(slot) : nullptr;
+  if (fire == nullptr) {
     std::string known;
-    for (const EventRow &row : kEvents)
-      if (row.fire != nullptr) known += (known.empty() ? "" : " ") + std::string(row.member);
+    for (size_t i = 0; i < std::size(kActionEvents); ++i)
+      if (event_function(i) != nullptr) known += (known.empty() ? "" : " ") + std::string(kActionEvents[i].member);
     return fail(kUsage, "no event " + std::string(event) + "; events: " + known);
   }
   std::string values[10];
@@ -183,22 +141,22 @@ int action(Context &ctx, Args args) {
     const std::string_view word = args[i];
     const size_t eq = word.find('=');
     size_t k = 0;
-    while (eq != std::string_view::npos && k < std::size(kEventNames) && kEventNames[k] != word.substr(0, eq)) ++k;
-    if (eq == std::string_view::npos || k == std::size(kEventNames))
-      return fail(kUsage, "not an event variable: " + std::string(word) +
-                              " (NAME=VALUE, NAME one of active_url "
-                              "active_user active_host local remote "
-                              "display_local display_remote call_id "
-                              "callerID calledNumber)");
+    while (eq != std::string_view::npos && k < std::size(kEventVariables) && variable_name(k) != word.substr(0, eq))
+      ++k;
+    if (eq == std::string_view::npos || k == std::size(kEventVariables)) {
+      std::string names;
+      for (size_t i = 0; i < std::size(kEventVariables); ++i) names += " " + std::string(variable_name(i));
+      return fail(kUsage, "not an event variable: " + std::string(word) + " (NAME=VALUE, NAME one of" + names + ")");
+    }
     values[k] = word.substr(eq + 1);
     given[k] = true;
   }
   const char *v[10];
   for (size_t k = 0; k < 10; ++k) v[k] = given[k] ? values[k].c_str() : nullptr;
   update_all_action_arrary(action_event_url);
-  const int result = kEvents[slot].fire(v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7], v[8], v[9]);
+  const int result = fire(v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7], v[8], v[9]);
   json_object *r = json_object_new_object();
-  json_object_object_add(r, "event", json_object_new_string(kEvents[slot].member.data()));
+  json_object_object_add(r, "event", json_object_new_string(std::string(kActionEvents[slot].member).c_str()));
   json_object_object_add(r, "template", json_object_new_string(action_event_url[slot]));
   json_object_object_add(r, "url", json_object_new_string(action_event_url_tmp[slot]));
   json_object_object_add(r, "result", json_object_new_int(result));
