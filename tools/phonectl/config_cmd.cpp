@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <sstream>
@@ -380,7 +381,10 @@ std::string check_text(const phonecore::phonecfg::KeyRow &row) {
 // Hotkey_lineKey.data[0].Type.
 std::string member_text(const phonecore::phonecfg::Member &m, int index) {
   using phonecore::phonecfg::Place;
-  const std::string at = "[" + std::to_string(index) + "]";
+  // Formatted in one go: GCC 12 at -O3 takes "[" + to_string + "]" for
+  // an overlapping copy (-Werror=restrict).
+  char at[16];
+  std::snprintf(at, sizeof at, "[%d]", index);
   std::string path = m.section;
   switch (m.place) {
     case Place::kSection:
@@ -389,11 +393,11 @@ std::string member_text(const phonecore::phonecfg::Member &m, int index) {
       path += at;
       break;
     case Place::kCredential:
-      path += at + ".cred_acc[0]";
+      path += std::string(at) + ".cred_acc[0]";
       break;
     case Place::kData:
     case Place::kGrow:
-      path += ".data" + at;
+      path += std::string(".data") + at;
       break;
   }
   return std::string(phonecore::phonecfg::target_path(m.target)) + " " + path + "." + m.member;

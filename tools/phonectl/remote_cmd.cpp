@@ -132,7 +132,7 @@ int action(Context &ctx, Args args) {
   if (fire == nullptr) {
     std::string known;
     for (size_t i = 0; i < std::size(kActionEvents); ++i)
-      if (event_function(i) != nullptr) known += (known.empty() ? "" : " ") + std::string(kActionEvents[i].member);
+      if (event_function(i) != nullptr) known.append(known.empty() ? "" : " ").append(kActionEvents[i].member);
     return fail(kUsage, "no event " + std::string(event) + "; events: " + known);
   }
   std::string values[10];
@@ -145,7 +145,7 @@ int action(Context &ctx, Args args) {
       ++k;
     if (eq == std::string_view::npos || k == std::size(kEventVariables)) {
       std::string names;
-      for (size_t i = 0; i < std::size(kEventVariables); ++i) names += " " + std::string(variable_name(i));
+      for (size_t i = 0; i < std::size(kEventVariables); ++i) names.append(" ").append(variable_name(i));
       return fail(kUsage, "not an event variable: " + std::string(word) + " (NAME=VALUE, NAME one of" + names + ")");
     }
     values[k] = word.substr(eq + 1);
@@ -184,7 +184,7 @@ int uri_serve(Context &, Args) {
 // server: what the key methods broadcast and write.
 int uri_key(Context &ctx, Args args) {
   std::string url = "servlet?key=";
-  for (size_t i = 0; i < args.size(); ++i) url += (i == 0 ? "" : ";") + std::string(args[i]);
+  for (size_t i = 0; i < args.size(); ++i) url.append(i == 0 ? "" : ";").append(args[i]);
   init_key_method(url.c_str());
   json_object *words = json_object_new_array();
   for (int i = 0; i < key_method_count && i < ACTION_URI_KEY_ROWS; ++i)
@@ -205,7 +205,7 @@ int uri_phonecfg(Context &ctx, Args args) {
   const std::string_view word = args[0];
   if (word != "get" && word != "set") return fail(kUsage, "uri phonecfg: get or set, not " + std::string(word));
   std::string url = "servlet?phonecfg=" + std::string(word);
-  for (size_t i = 1; i < args.size(); ++i) url += "[" + std::string(args[i]) + "]";
+  for (size_t i = 1; i < args.size(); ++i) url.append("[").append(args[i]).append("]");
   upload_flag = 0;
   do_method_for_phonecfg(url.c_str());
   const bool answered = upload_flag == 1;
