@@ -81,6 +81,12 @@ unsigned long long tmp_bytes() {
 }
 
 TEST(CloudBookTmpFull, ABookCutByAFullTmpIsUnparsableAndStaysEmpty) {
+#if defined(__SANITIZE_THREAD__)
+  // The thread sanitizer's runtime keeps files of its own in /tmp (each
+  // process maps a deleted "tsan.rodata.N" from there), which fill a /tmp
+  // this small before the book arrives.
+  GTEST_SKIP() << "a /tmp of 256 KiB has no room beside the thread sanitizer's files";
+#endif
   ASSERT_LE(tmp_bytes(), 512u * 1024) << "the box's /tmp should be small here";
   fs::create_directories(kServed);
   const std::string big = directory_of(30000);
