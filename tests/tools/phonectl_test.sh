@@ -123,19 +123,30 @@ call_answer)
   sip_log_has "\"phone_answer\", \"data\": { \"current_call\": $id, \"acceptFlag\": 1 }"
   ;;
 call_hold | call_resume | call_hangup)
+  # The SIP process's view of call ID once it says STATE, or after 5 s.
+  call_state_is() {
+    local state
+    for _ in $(seq 1 250); do
+      state=$(pbctl sip state | jq -r ".calls[] | select(.id == $1) | .state")
+      [ "$state" = "$2" ] && break
+      sleep 0.02
+    done
+    printf '%s' "$state"
+  }
   pbctl sip reg 1 1 >/dev/null
   id=$(phonectl --json call dial 1 1002 | jq -r .status)
-  sleep 0.1
+  expect "state after dial" "$(call_state_is "$id" connected)" connected
   what=${case_name#call_}
-  [ "$what" = resume ] && phonectl call hold "$id" >/dev/null
+  if [ "$what" = resume ]; then
+    phonectl call hold "$id" >/dev/null
+    expect "state after hold" "$(call_state_is "$id" held)" held
+  fi
   phonectl call "$what" "$id" >/dev/null || fail "call $what"
   sip_log_has "\"phone_$what\", \"data\": { \"current_call\": $id }"
-  sleep 0.1
-  state=$(pbctl sip state | jq -r ".calls[] | select(.id == $id) | .state")
   case $what in
-    hold) expect "state after hold" "$state" held ;;
-    resume) expect "state after resume" "$state" connected ;;
-    hangup) expect "state after hangup" "$state" "" ;;
+    hold) expect "state after hold" "$(call_state_is "$id" held)" held ;;
+    resume) expect "state after resume" "$(call_state_is "$id" connected)" connected ;;
+    hangup) expect "state after hangup" "$(call_state_is "$id" "")" "" ;;
   esac
   ;;
 call_state)
