@@ -107,7 +107,10 @@ TEST(PhoneBox, ProcessesOfTheHostAreNotVisible) {
   EXPECT_TRUE(seen.count("msgserver"));
   EXPECT_TRUE(seen.count("configd"));
   EXPECT_LT(seen.size(), 20u);
-  EXPECT_LT(getpid(), 100);
+  // Numbered in the box's own namespace: the box's start (peers, servers,
+  // certificates, the logged tools it runs) uses a hundred or so, where a
+  // host's process numbers run into the thousands.
+  EXPECT_LT(getpid(), 1000);
 }
 
 TEST(PhoneBox, RecordingStandInsLogTheirArgumentsAndDoNothing) {
