@@ -190,14 +190,16 @@ int main(int argc, char** argv) {
     return cmd_net(config::kNicRefreshNames, 0, nullptr);
   if (cmd == "net" && (argc == 4 || argc == 5) && std::string_view(argv[2]) == "mode")
     return cmd_net(config::kNicSetMode, atoi(argv[3]), argc == 5 ? argv[4] : "");
-  if (cmd == "net" && argc >= 3) return cmd_control(kControlPeers[4], 2, argc, argv);
+  if (cmd == "net" && argc >= 3) return cmd_control(kControlPeers[5], 2, argc, argv);
+  if (cmd == "dir" && argc >= 3) return cmd_control(kControlPeers[4], 2, argc, argv);
   if (cmd == "control" && argc >= 4) {
     for (const ControlPeer& peer : kControlPeers)
       if (peer.name == argv[2]) return cmd_control(peer, 3, argc, argv);
   }
   fprintf(stderr,
           "usage: pbctl exchange ID_A ID_B TEXT | connect ID | read PATH|CATEGORY | write PATH JSON | reload CATEGORY"
-          " | sip LINE | control msgserver|configd|sipd|httppeer|netd|uartd LINE | net names | net mode MODE [VID]"
-          " | net LINE\n");
+          " | sip LINE | control msgserver|configd|sipd|httppeer|directoryd|netd|uartd LINE | net names | net mode "
+          "MODE [VID]"
+          " | net LINE | dir LINE\n");
   return 2;
 }

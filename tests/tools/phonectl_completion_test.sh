@@ -24,7 +24,7 @@ check "action AUTransferF" "$(complete_words action AUTransferF)" AUTransferFini
 check "board w" "$(complete_words board w)" wdt
 check "firewall ''" "$(complete_words firewall '')" "close open"
 groups=$(complete_words '')
-for g in bus call account dss cfg kv dm volume hotel dial rules hotkey md5 tz pinyin board net web firewall setting; do
+for g in bus call account dss cfg kv dm volume hotel dial rules hotkey md5 tz pinyin board net web firewall setting contact dir; do
   grep -qw -- "$g" <<<"$groups" || { echo "group $g not offered" >&2; failed=1; }
 done
 exit $failed

@@ -647,6 +647,24 @@ contact_name)
   expect "name" "$(phonectl --json contact name 5550456 | jq -r .name)" "Zhang Wei"
   status 1 phonectl contact name 5559999
   ;;
+dir_line)
+  # What a ringing call learns: the contact's name as the service returns it
+  # and the exact list tests, so a near number is not blocked.
+  phonectl contact add "张三" 5550100 >/dev/null
+  phonectl block add Spam 5550100 >/dev/null
+  phonectl allow add Boss 5550456 >/dev/null
+  pbctl dir clear >/dev/null
+  view() { phonectl --json dir "$1" | jq -c '[.number, .name, .blocked, .allowed]'; }
+  expect "named, blocked" "$(view 5550100)" '["5550100","张三",true,false]'
+  expect "three questions" "$(pbctl dir log | grep -c .)" 3
+  expect "near" "$(view 555010)" '["555010",null,false,false]'
+  expect "allowed" "$(view 5550456)" '["5550456",null,false,true]'
+  expect "text" "$(phonectl dir 5550100)" "$(printf 'number: 5550100\nname: 张三\nblocked: true\nallowed: false')"
+  # A silent service: no name, and the call is let through, as on the phone.
+  pbctl dir silent 1 >/dev/null
+  expect "silent" "$(view 5550100)" '["5550100",null,false,false]'
+  status 2 phonectl dir
+  ;;
 contact_del)
   phonectl contact add "Zhang Wei" 5550456 >/dev/null
   id=$(phonectl --json contact list | jq -r '.records[0].id')

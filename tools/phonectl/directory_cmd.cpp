@@ -1,5 +1,5 @@
-// phonectl contact, group, block, allow, history: the directory service's
-// lists (loopback UDP 30001) and the library's own contact groups.
+// phonectl contact, group, block, allow, history, dir: the directory
+// service's lists (loopback UDP 30001) and the library's own contact groups.
 #include <phonecore/calllists.h>
 #include <phonecore/contacts.h>
 
@@ -196,6 +196,27 @@ int contact_name(Context &ctx, Args a) {
   return kOk;
 }
 
+// dir LINE: what a call from the number a line shows learns from the
+// directory, as the phone's own processes ask it: the name of the first
+// contact the service returns for the number, and the exact block and allow
+// tests (a near number the service returns is not listed). It reports; it does not
+// judge: a silent service gives no name, not blocked, not allowed, as it does
+// to a ringing call, after 5 s for each question. The cloud books are not
+// searched here, since a search may fetch books and a fetch has no time limit.
+int dir_line(Context &ctx, Args a) {
+  char name[CONTACT_NAME_ROOM] = {};
+  const bool named = local_contactlist_find_uname_by_number(name, a[0]) == 0;
+  const bool blocked = local_contactlist_number_is_in_blacklist(a[0]) == 0;
+  const bool allowed = local_contactlist_number_is_in_whitelist(a[0]) == 0;
+  json_object *r = json_object_new_object();
+  json_object_object_add(r, "number", text(a[0]));
+  json_object_object_add(r, "name", named ? text(name) : nullptr);
+  json_object_object_add(r, "blocked", json_object_new_boolean(blocked));
+  json_object_object_add(r, "allowed", json_object_new_boolean(allowed));
+  print(ctx, r);
+  return kOk;
+}
+
 int group_add(Context &ctx, Args a) {
   long ring = 0;
   if (a.size() > 1 && !parse_int(a[1], -2147483647L, 2147483647L, ring)) return fail(kUsage, "RING is a number");
@@ -319,6 +340,10 @@ constexpr Command kCommands[] = {
     {"history", "add", "history add NAME NUMBER [TYPE [TIME]]", "adds a call to the call history", 2, 4, history_add},
     {"history", "list", "history list", "the call history, 97 calls at most", 0, 0, history_list},
     {"history", "del", "history del ID", "deletes call ID from the history", 1, 1, history_del},
+    {"dir", "", "dir LINE",
+     "what a call from the number LINE learns from the directory: the contact's name, blocked, allowed "
+     "(cloud books not searched)",
+     1, 1, dir_line},
 };
 
 }  // namespace
