@@ -16,7 +16,6 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
-#include <fstream>
 #include <functional>
 #include <sstream>
 #include <string>
@@ -30,16 +29,13 @@
 #include "phonecore/watchdog.h"
 #include "support/factory_files.h"
 #include "support/files.h"
+#include "support/put_file.h"
 
 namespace {
 
 using phonecore::testing::FactoryFiles;
+using phonecore::testing::put_file;
 using phonecore::testing::slurp;
-
-void put_file(const std::string& path, const std::string& bytes) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out << bytes;
-}
 
 std::vector<std::string> acts() {
   std::vector<std::string> lines;

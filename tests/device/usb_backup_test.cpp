@@ -15,6 +15,7 @@
 
 #include "phonecore/usb_backup.h"
 #include "support/files.h"
+#include "support/put_file.h"
 
 namespace {
 
@@ -24,10 +25,10 @@ using phonecore::testing::slurp;
 constexpr const char* kMap = "/etc/quorbit/configinfo.conf";
 constexpr unsigned long long kGb = 1024ull * 1024;  // in kilobytes
 
+// Writes a file of a stick, its folders made first.
 void put_file(const std::string& path, const std::string& bytes) {
   fs::create_directories(fs::path(path).parent_path());
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out << bytes;
+  phonecore::testing::put_file(path, bytes);
 }
 
 std::string printed_by(const std::function<void()>& action) {

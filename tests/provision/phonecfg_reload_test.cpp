@@ -10,7 +10,6 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -19,12 +18,14 @@
 #include "phonecore/phonecfg.h"
 #include "support/factory_files.h"
 #include "support/files.h"
+#include "support/put_file.h"
 #include "support/raw_session.h"
 
 namespace {
 
 using phonecore::testing::commands_heard;
 using phonecore::testing::FactoryFiles;
+using phonecore::testing::put_file;
 using phonecore::testing::RawSession;
 using phonecore::testing::slurp;
 using phonecore::testing::text_at;
@@ -35,8 +36,6 @@ constexpr const char* kMarker = "/tmp/reloading";
 constexpr const char* kCallFile = "/tmp/call_check.txt";
 
 std::string command(const char* name) { return std::string("{\"cmd\":\"") + name + "\"}" + '\0'; }
-
-void put_file(const char* path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
 
 struct Heard {
   std::string text;
