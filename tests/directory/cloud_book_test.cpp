@@ -18,6 +18,7 @@
 #include "phonecore/md5.h"
 #include "support/files.h"
 #include "support/http_peer.h"
+#include "support/process_stats.h"
 #include "support/put_file.h"
 #include "support/raw_session.h"
 #include "support/web_server.h"
@@ -25,6 +26,7 @@
 namespace fs = std::filesystem;
 using phonecore::testing::HttpPeer;
 using phonecore::testing::HttpRecord;
+using phonecore::testing::open_descriptors;
 using phonecore::testing::put_file;
 using phonecore::testing::RawSession;
 using phonecore::testing::slurp;
@@ -508,16 +510,11 @@ TEST_F(CloudBookTest, BooksOverHttpsAreFetchedOnlyWithACertificateTheBundleTrust
   EXPECT_NE(WebServer::access_log_line("/books/vorn.xml"), "") << "lighttpd served the trusted book";
 }
 
-size_t open_descriptors() {
-  size_t n = 0;
-  for (const auto& e : fs::directory_iterator("/proc/self/fd")) n += e.path().filename() != "." ? 1 : 0;
-  return n;
-}
-
 TEST_F(CloudBookTest, AThousandFailedFetchesLeaveTheDescriptorsAsTheyWere) {
   set_books({{"http://127.0.0.1:1/a.xml", "closed", "1"}});
   update();  // libcurl's first use sets up what it keeps
-  const size_t before = open_descriptors();
+  const int before = open_descriptors();
+  ASSERT_GE(before, 0);
   std::vector<CloudEntry> e(CLOUD_BOOK_LIST_ROOM);
   ::testing::internal::CaptureStdout();
   for (int i = 0; i < 1000; ++i) {

@@ -4,14 +4,12 @@
 // calls many times.
 
 #include <arpa/inet.h>
-#include <dirent.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -23,6 +21,7 @@
 #include "support/factory_files.h"
 #include "support/files.h"
 #include "support/net_peer.h"
+#include "support/process_stats.h"
 #include "support/raw_session.h"
 
 using phonecore::testing::calls_log;
@@ -30,7 +29,9 @@ using phonecore::testing::commands_heard;
 using phonecore::testing::ConfigPeer;
 using phonecore::testing::FactoryFiles;
 using phonecore::testing::NetPeer;
+using phonecore::testing::open_descriptors;
 using phonecore::testing::RawSession;
+using phonecore::testing::resident_kib;
 using phonecore::testing::slurp;
 
 namespace {
@@ -38,23 +39,6 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 std::string command(const char* name) { return std::string("{\"cmd\":\"") + name + "\"}" + '\0'; }
-
-int open_descriptors() {
-  int n = 0;
-  DIR* d = opendir("/proc/self/fd");
-  if (d == nullptr) return -1;
-  while (dirent* e = readdir(d))
-    if (e->d_name[0] != '.') ++n;
-  closedir(d);
-  return n - 1;  // the listing's own
-}
-
-long rss_kib() {
-  std::ifstream in("/proc/self/status");
-  for (std::string line; std::getline(in, line);)
-    if (line.starts_with("VmRSS:")) return std::stol(line.substr(6));
-  return -1;
-}
 
 class NetFault : public ::testing::Test {
  protected:
@@ -174,7 +158,7 @@ TEST_F(NetFault, DescriptorsAndMemoryStayFlat) {
   };
   for (int i = 0; i < 50; ++i) round();
   const int fds = open_descriptors();
-  const long rss = rss_kib();
+  const long rss = resident_kib();
   for (int i = 0; i < 1000; ++i) round();
   EXPECT_EQ(open_descriptors(), fds);
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
@@ -184,7 +168,7 @@ TEST_F(NetFault, DescriptorsAndMemoryStayFlat) {
 #else
   // A leak of a few bytes a round stays under this; a leak of a buffer a
   // round (a kilobyte and more) does not.
-  EXPECT_LT(rss_kib() - rss, 1024) << "from " << rss << " kB";
+  EXPECT_LT(resident_kib() - rss, 1024) << "from " << rss << " kB";
 #endif
 }
 
