@@ -25,6 +25,7 @@
 #include "support/raw_session.h"
 
 using phonecore::testing::calls_log;
+using phonecore::testing::command_payload;
 using phonecore::testing::commands_heard;
 using phonecore::testing::ConfigPeer;
 using phonecore::testing::FactoryFiles;
@@ -37,8 +38,6 @@ using phonecore::testing::slurp;
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-std::string command(const char* name) { return std::string("{\"cmd\":\"") + name + "\"}" + '\0'; }
 
 class NetFault : public ::testing::Test {
  protected:
@@ -71,7 +70,8 @@ TEST_F(NetFault, ConfigServiceSilent) {
   EXPECT_EQ(api_config_advance_network_wanport_ipv4_static(1, new_ip, mask, gw, nullptr, nullptr), 0);
   // The read and the write each wait out the service.
   EXPECT_GE(Clock::now() - start, std::chrono::seconds(9));
-  EXPECT_EQ(commands_heard(listener), (std::vector<std::string>{command("start_network"), command("reload_account")}));
+  EXPECT_EQ(commands_heard(listener),
+            (std::vector<std::string>{command_payload("start_network"), command_payload("reload_account")}));
 
   const int ports[] = {5060};
   EXPECT_EQ(firewall_set(ports, 1, 1), 0);
@@ -95,7 +95,7 @@ TEST_F(NetFault, NetworkServiceSilent) {
   int on = 1;
   char vid[] = "100", priority[] = "3";
   EXPECT_EQ(api_config_advance_network_vlan(1, &on, vid, priority), 0);
-  EXPECT_EQ(commands_heard(listener), std::vector<std::string>{command("start_network")});
+  EXPECT_EQ(commands_heard(listener), std::vector<std::string>{command_payload("start_network")});
   const auto requests = net.requests();
   ASSERT_EQ(requests.size(), 2u);
   EXPECT_EQ(requests[1].mode, 2);
@@ -115,7 +115,7 @@ TEST_F(NetFault, WebPortTaken) {
   ASSERT_EQ(listen(holder, 1), 0);
   const size_t before = calls_log().size();
   EXPECT_EQ(setWebType(1, 1, 8180, 443), 0);
-  EXPECT_EQ(commands_heard(listener), std::vector<std::string>{command("start_network")});
+  EXPECT_EQ(commands_heard(listener), std::vector<std::string>{command_payload("start_network")});
   EXPECT_NE(slurp("/appconfigs/lighttpd.conf").find("0.0.0.0:8180"), std::string::npos);
   // The restart after the http port's two sed lines; the server's start
   // (in the background) is recorded, though it then finds the port taken.

@@ -26,6 +26,7 @@
 
 namespace {
 
+using phonecore::testing::command_payload;
 using phonecore::testing::ConfigPeer;
 using phonecore::testing::ConfigRequest;
 using phonecore::testing::exists;
@@ -87,8 +88,6 @@ class Listener {
   std::thread thread_;
 };
 
-std::string command(const char* name) { return std::string("{\"cmd\":\"") + name + "\"}" + std::string(1, '\0'); }
-
 bool took_up(const std::vector<ConfigRequest>& record) {
   for (const auto& r : record)
     if (r.category == cfg::kCategoryFile && r.operation == cfg::kOperationUploadConfig &&
@@ -149,7 +148,7 @@ TEST_F(Run, AFileOverFtpIsInstalledTakenUpAndAnnounced) {
                             "start_network"};
   const auto heard = listener.heard();
   ASSERT_EQ(heard.size(), std::size(expected));
-  for (size_t i = 0; i < heard.size(); ++i) EXPECT_EQ(heard[i].command, command(expected[i])) << i;
+  for (size_t i = 0; i < heard.size(); ++i) EXPECT_EQ(heard[i].command, command_payload(expected[i])) << i;
 
   // The pauses behind each broadcast, lower bounds only (2 ms of slack for
   // the clock of two processes' view of one datagram).
@@ -174,7 +173,7 @@ TEST_F(Run, TheTakeUpComesBeforeTheBroadcasts) {
   listener.stop();
   EXPECT_TRUE(asked);
   ASSERT_FALSE(listener.heard().empty());
-  EXPECT_EQ(listener.heard()[0].command, command("reload_account"));
+  EXPECT_EQ(listener.heard()[0].command, command_payload("reload_account"));
 }
 
 TEST_F(Run, ARedirectTargetBecomesTheNewBaseOfTheName) {
