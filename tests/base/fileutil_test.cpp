@@ -18,10 +18,12 @@
 #include "phonecore/fileutil.h"
 #include "phonecore/text.h"
 #include "support/files.h"
+#include "support/printed.h"
 #include "support/put_file.h"
 
 namespace {
 
+using phonecore::testing::printed_by;
 using phonecore::testing::put_file;
 using phonecore::testing::slurp;
 
@@ -30,12 +32,6 @@ std::string random_bytes(size_t n, unsigned seed) {
   std::string s(n, '\0');
   for (auto& c : s) c = static_cast<char>(random());
   return s;
-}
-
-std::string printed_by(const std::function<void()>& action) {
-  testing::internal::CaptureStdout();
-  action();
-  return testing::internal::GetCapturedStdout();
 }
 
 TEST(Files, ExistenceKindAndSize) {

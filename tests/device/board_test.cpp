@@ -29,11 +29,13 @@
 #include "phonecore/watchdog.h"
 #include "support/factory_files.h"
 #include "support/files.h"
+#include "support/printed.h"
 #include "support/put_file.h"
 
 namespace {
 
 using phonecore::testing::FactoryFiles;
+using phonecore::testing::printed_by;
 using phonecore::testing::put_file;
 using phonecore::testing::slurp;
 
@@ -52,12 +54,6 @@ std::vector<std::string> acts_starting(const std::string& prefix) {
 }
 
 void clear_acts() { put_file("/run/phonebox/devices.log", ""); }
-
-std::string printed_by(const std::function<void()>& action) {
-  testing::internal::CaptureStdout();
-  action();
-  return testing::internal::GetCapturedStdout();
-}
 
 std::string gpio_value(int gpio) { return slurp("/sys/class/gpio/gpio" + std::to_string(gpio) + "/value"); }
 

@@ -13,6 +13,7 @@
 #include "phonecore/net_transfer.h"
 #include "support/files.h"
 #include "support/http_peer.h"
+#include "support/printed.h"
 #include "support/put_file.h"
 
 namespace {
@@ -20,6 +21,7 @@ namespace {
 using phonecore::testing::exists;
 using phonecore::testing::HttpPeer;
 using phonecore::testing::HttpRecord;
+using phonecore::testing::printed_by;
 using phonecore::testing::put_file;
 using phonecore::testing::slurp;
 
@@ -64,10 +66,7 @@ class Transfer : public ::testing::Test {
   // The standard output of f, with its result.
   template <typename F>
   std::string printed(F&& f, int& result) {
-    ::testing::internal::CaptureStdout();
-    result = f();
-    fflush(stdout);
-    return ::testing::internal::GetCapturedStdout();
+    return printed_by([&] { result = f(); });
   }
 
   HttpPeer peer_;

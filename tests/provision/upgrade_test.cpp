@@ -18,12 +18,14 @@
 #include "support/calls_log.h"
 #include "support/factory_files.h"
 #include "support/files.h"
+#include "support/printed.h"
 #include "support/put_file.h"
 
 namespace {
 
 using phonecore::testing::calls_log;
 using phonecore::testing::exists;
+using phonecore::testing::printed_by;
 using phonecore::testing::put_file;
 using phonecore::testing::slurp;
 
@@ -125,10 +127,7 @@ class Upgrade : public ::testing::Test {
   // The step's standard output and result.
   template <typename F>
   std::string printed(F&& f, int& result) {
-    ::testing::internal::CaptureStdout();
-    result = f();
-    fflush(stdout);
-    return ::testing::internal::GetCapturedStdout();
+    return printed_by([&] { result = f(); });
   }
 };
 
