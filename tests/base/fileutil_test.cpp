@@ -10,7 +10,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <functional>
 #include <random>
 #include <string>
@@ -19,15 +18,14 @@
 #include "phonecore/fileutil.h"
 #include "phonecore/text.h"
 #include "support/files.h"
+#include "support/printed.h"
+#include "support/put_file.h"
 
 namespace {
 
+using phonecore::testing::printed_by;
+using phonecore::testing::put_file;
 using phonecore::testing::slurp;
-
-void put(const std::string& path, const std::string& text) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out << text;
-}
 
 std::string random_bytes(size_t n, unsigned seed) {
   std::mt19937 random(seed);
@@ -36,14 +34,8 @@ std::string random_bytes(size_t n, unsigned seed) {
   return s;
 }
 
-std::string printed_by(const std::function<void()>& action) {
-  testing::internal::CaptureStdout();
-  action();
-  return testing::internal::GetCapturedStdout();
-}
-
 TEST(Files, ExistenceKindAndSize) {
-  put("/tmp/f_size", "12345");
+  put_file("/tmp/f_size", "12345");
   EXPECT_EQ(check_if_fileexit("/tmp/f_size"), 1);
   EXPECT_EQ(check_if_fileexit("/tmp/none"), 0);
   EXPECT_EQ(is_dir("/tmp"), 1);
@@ -54,15 +46,15 @@ TEST(Files, ExistenceKindAndSize) {
 }
 
 TEST(Files, IsFileUtf8) {
-  put("/tmp/u_ascii", "plain text\n");
+  put_file("/tmp/u_ascii", "plain text\n");
   EXPECT_EQ(isFileUTF8("/tmp/u_ascii"), 1) << "pure ASCII passes in a file";
-  put("/tmp/u_chinese", "\xe5\xbc\xa0\xe4\xb8\x89 caf\xc3\xa9\n");
+  put_file("/tmp/u_chinese", "\xe5\xbc\xa0\xe4\xb8\x89 caf\xc3\xa9\n");
   EXPECT_EQ(isFileUTF8("/tmp/u_chinese"), 1);
-  put("/tmp/u_gbk", "\xd5\xc5\xc8\xfd");
+  put_file("/tmp/u_gbk", "\xd5\xc5\xc8\xfd");
   EXPECT_EQ(isFileUTF8("/tmp/u_gbk"), 0);
-  put("/tmp/u_cut", "abc\xe5\xbc");
+  put_file("/tmp/u_cut", "abc\xe5\xbc");
   EXPECT_EQ(isFileUTF8("/tmp/u_cut"), 0);
-  put("/tmp/u_empty", "");
+  put_file("/tmp/u_empty", "");
   EXPECT_EQ(isFileUTF8("/tmp/u_empty"), 0);
   EXPECT_EQ(isFileUTF8("/tmp/none"), 0);
   EXPECT_EQ(isFileUTF8(nullptr), 0);
@@ -71,15 +63,15 @@ TEST(Files, IsFileUtf8) {
 TEST(CopyFile, CopiesAcrossBlockBorders) {
   for (size_t n : {0u, 1u, 16383u, 16384u, 16385u, 100000u}) {
     const std::string bytes = random_bytes(n, static_cast<unsigned>(n));
-    put("/tmp/cf_source", bytes);
-    put("/tmp/cf_target", "old content that is longer than some sources");
+    put_file("/tmp/cf_source", bytes);
+    put_file("/tmp/cf_target", "old content that is longer than some sources");
     EXPECT_EQ(copy_file("/tmp/cf_target", "/tmp/cf_source"), 0);
     EXPECT_EQ(slurp("/tmp/cf_target"), bytes) << n;
   }
 }
 
 TEST(CopyFile, Results) {
-  put("/tmp/cf_source", "x");
+  put_file("/tmp/cf_source", "x");
   EXPECT_EQ(copy_file("/tmp/cf_target", "/tmp/none"), 2);
   EXPECT_EQ(copy_file("/tmp/no_dir/target", "/tmp/cf_source"), 3);
   std::string printed;
@@ -97,9 +89,9 @@ class CopyDir : public ::testing::Test {
     mkdir("/tmp/cd_src/a", 0755);
     mkdir("/tmp/cd_src/a/b", 0755);
     mkdir("/tmp/cd_src/empty", 0755);
-    put("/tmp/cd_src/top.txt", "top");
-    put("/tmp/cd_src/a/mid.bin", random_bytes(40000, 1));
-    put("/tmp/cd_src/a/b/deep.txt", "deep");
+    put_file("/tmp/cd_src/top.txt", "top");
+    put_file("/tmp/cd_src/a/mid.bin", random_bytes(40000, 1));
+    put_file("/tmp/cd_src/a/b/deep.txt", "deep");
   }
 };
 
@@ -117,20 +109,20 @@ TEST_F(CopyDir, CopiesANestedTree) {
 TEST_F(CopyDir, ExistingFilesKeepTheirContent) {
   mkdir("/tmp/cd_dst", 0755);
   mkdir("/tmp/cd_dst/a", 0755);
-  put("/tmp/cd_dst/a/mid.bin", "mine");
+  put_file("/tmp/cd_dst/a/mid.bin", "mine");
   const std::string printed = printed_by([] { EXPECT_EQ(copy_dir("/tmp/cd_src/", "/tmp/cd_dst/"), 0); });
   EXPECT_EQ(slurp("/tmp/cd_dst/a/mid.bin"), "mine");
   EXPECT_EQ(slurp("/tmp/cd_dst/a/b/deep.txt"), "deep");
   EXPECT_NE(printed.find("file /tmp/cd_dst/a/mid.bin has exists!"), std::string::npos) << printed;
   // A second copy over the same tree changes nothing.
-  put("/tmp/cd_src/top.txt", "changed");
+  put_file("/tmp/cd_src/top.txt", "changed");
   EXPECT_EQ(copy_dir("/tmp/cd_src", "/tmp/cd_dst"), 0);
   EXPECT_EQ(slurp("/tmp/cd_dst/top.txt"), "top");
 }
 
 TEST_F(CopyDir, TheFirstFailedFileEndsTheCopy) {
   mkdir("/tmp/cd_dst", 0755);
-  put("/tmp/cd_dst/a", "a file where the source has a folder");
+  put_file("/tmp/cd_dst/a", "a file where the source has a folder");
   const std::string printed = printed_by([] { EXPECT_EQ(copy_dir("/tmp/cd_src", "/tmp/cd_dst"), -1); });
   EXPECT_NE(printed.find("copy file /tmp/cd_src/a/"), std::string::npos) << printed;
   EXPECT_NE(printed.find("failed!"), std::string::npos) << printed;
@@ -143,7 +135,7 @@ TEST_F(CopyDir, AMissingSourceOrOverlongPathFails) {
 }
 
 TEST(ModifyBinfile, PatchesInPlaceAndGrowsTheFile) {
-  put("/tmp/bin", "0123456789");
+  put_file("/tmp/bin", "0123456789");
   const std::string printed = printed_by([] { EXPECT_EQ(modify_binfile("/tmp/bin", 3, "ab", 2), 0); });
   EXPECT_EQ(slurp("/tmp/bin"), "012ab56789");
   EXPECT_EQ(printed, "------------->modify ok\n\r");
@@ -154,7 +146,7 @@ TEST(ModifyBinfile, PatchesInPlaceAndGrowsTheFile) {
 }
 
 TEST(ProcFiles, WriteProcWriteLineAndRawDescriptors) {
-  put("/tmp/ctl", "");
+  put_file("/tmp/ctl", "");
   EXPECT_EQ(write_proc("/tmp/ctl", "1"), 0);
   EXPECT_EQ(slurp("/tmp/ctl"), "1");
   EXPECT_EQ(write_proc("/tmp/no_dir/ctl", "1"), 2);
@@ -310,7 +302,7 @@ TEST(Disk, SizesArePrintedInTheirUnit) {
 }
 
 TEST(Disk, GetDiskIdPrintsTheSerialNumber) {
-  put("/tmp/fake_disk", "");
+  put_file("/tmp/fake_disk", "");
   std::string printed = printed_by([] { EXPECT_EQ(get_disk_id("/tmp/fake_disk"), 0); });
   EXPECT_EQ(printed, "Serial Number=SN0123456789ABCDEFGH\n");
   printed = printed_by([] { EXPECT_EQ(get_disk_id("/dev/null"), 0); });

@@ -6,12 +6,12 @@
 
 #include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <string>
 
 #include "base/profile_internal.h"
 #include "phonecore/profile.h"
 #include "support/files.h"
+#include "support/put_file.h"
 
 namespace {
 
@@ -19,10 +19,8 @@ using phonecore::testing::slurp;
 
 constexpr const char* kFile = "/tmp/profile_test.ini";
 
-void put(const std::string& text, const char* path = kFile) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out << text;
-}
+// Writes the profile file (kFile unless another is named).
+void put(const std::string& text, const char* path = kFile) { phonecore::testing::put_file(path, text); }
 
 std::string read(const char* section, const char* key, int size = 64, const char* fallback = "dflt",
                  int* result = nullptr) {

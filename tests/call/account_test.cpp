@@ -14,7 +14,6 @@
 
 #include "call/account_copy.h"
 #include "call/call_events.h"
-#include "call/json_files.h"
 #include "phonecore/account.h"
 #include "phonecore/config.h"
 #include "phonecore/fileutil.h"
@@ -22,6 +21,7 @@
 #include "support/calls_log.h"
 #include "support/factory_files.h"
 #include "support/files.h"
+#include "support/json_files.h"
 #include "support/raw_session.h"
 #include "support/sip_session.h"
 

@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "call/account_copy.h"
-#include "call/json_files.h"
 #include "phonecore/account.h"
 #include "phonecore/config.h"
 #include "phonecore/dsskey.h"
@@ -20,6 +19,7 @@
 #include "phonecore/json_msg.h"
 #include "support/factory_files.h"
 #include "support/files.h"
+#include "support/json_files.h"
 #include "support/sip_session.h"
 
 using phonecore::testing::slurp;

@@ -8,13 +8,13 @@
 #include <cstring>
 #include <string>
 
-#include "call/json_files.h"
 #include "phonecore/config.h"
 #include "phonecore/fileutil.h"
 #include "phonecore/json_msg.h"
 #include "phonecore/prompt.h"
 #include "support/factory_files.h"
 #include "support/files.h"
+#include "support/json_files.h"
 #include "support/sip_session.h"
 
 using phonecore::testing::slurp;

@@ -5,24 +5,20 @@
 #include <unistd.h>
 
 #include <cstring>
-#include <fstream>
-#include <sstream>
 #include <string>
 
 #include "phonecore/config.h"
+#include "support/files.h"
+#include "support/put_file.h"
 
 namespace {
 
+using phonecore::testing::put_file;
+using phonecore::testing::slurp;
+
 const char* kFile = "/tmp/kv.conf";
 
-void write(const std::string& text) { std::ofstream(kFile, std::ios::binary) << text; }
-
-std::string slurp() {
-  std::ifstream in(kFile, std::ios::binary);
-  std::ostringstream s;
-  s << in.rdbuf();
-  return s.str();
-}
+void write(const std::string& text) { put_file(kFile, text); }
 
 std::string read(const char* key, const char* preset = "") {
   char value[256] = {};
@@ -62,25 +58,25 @@ TEST(ReadConfig, ShortLinesAndLinesWithoutEqualsArePassedOver) {
 TEST(AddOrAltConfig, ChangedLineIsWrittenWithoutSpaces) {
   write("one = 1\ntwo=2\n");
   EXPECT_EQ(AddOrAltConfig(kFile, "one", "11"), 0);
-  EXPECT_EQ(slurp(), "one=11\ntwo=2\n");
+  EXPECT_EQ(slurp(kFile), "one=11\ntwo=2\n");
 }
 
 TEST(AddOrAltConfig, NewKeyGoesToTheEnd) {
   write("one=1\n");
   EXPECT_EQ(AddOrAltConfig(kFile, "two", "2"), 0);
-  EXPECT_EQ(slurp(), "one=1\ntwo=2\n");
+  EXPECT_EQ(slurp(kFile), "one=1\ntwo=2\n");
 }
 
 TEST(AddOrAltConfig, FileWithoutFinalLineFeedGetsTheNewPairOnItsLastLine) {
   write("one=1");
   EXPECT_EQ(AddOrAltConfig(kFile, "two", "2"), 0);
-  EXPECT_EQ(slurp(), "one=1two=2\n");
+  EXPECT_EQ(slurp(kFile), "one=1two=2\n");
 }
 
 TEST(AddOrAltConfig, EveryLineWithTheKeyIsReplaced) {
   write("k=1\nother\nk = 2\n");
   EXPECT_EQ(AddOrAltConfig(kFile, "k", "a-much-longer-value"), 0);
-  EXPECT_EQ(slurp(), "k=a-much-longer-value\nother\nk=a-much-longer-value\n");
+  EXPECT_EQ(slurp(kFile), "k=a-much-longer-value\nother\nk=a-much-longer-value\n");
 }
 
 TEST(AddOrAltConfig, MissingFileIsNoError) { EXPECT_EQ(AddOrAltConfig("/tmp/nothing.conf", "k", "v"), 0); }
@@ -96,9 +92,9 @@ TEST(AddOrAltConfig, UnwritableFolderAnswersTwoAndTheFileIsGone) {
 TEST(DeleteConfig, LeavesOutTheKeyAndKeepsTheRest) {
   write("a=1\nb=2\na=3\n");
   EXPECT_EQ(DeleteConfig(kFile, "a"), 0);
-  EXPECT_EQ(slurp(), "b=2\n");
+  EXPECT_EQ(slurp(kFile), "b=2\n");
   EXPECT_EQ(DeleteConfig(kFile, "zz"), 0);
-  EXPECT_EQ(slurp(), "b=2\n");
+  EXPECT_EQ(slurp(kFile), "b=2\n");
   EXPECT_EQ(DeleteConfig("/tmp/nothing.conf", "a"), 0);
 }
 

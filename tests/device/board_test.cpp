@@ -16,7 +16,6 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
-#include <fstream>
 #include <functional>
 #include <sstream>
 #include <string>
@@ -30,16 +29,15 @@
 #include "phonecore/watchdog.h"
 #include "support/factory_files.h"
 #include "support/files.h"
+#include "support/printed.h"
+#include "support/put_file.h"
 
 namespace {
 
 using phonecore::testing::FactoryFiles;
+using phonecore::testing::printed_by;
+using phonecore::testing::put_file;
 using phonecore::testing::slurp;
-
-void put_file(const std::string& path, const std::string& bytes) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out << bytes;
-}
 
 std::vector<std::string> acts() {
   std::vector<std::string> lines;
@@ -56,12 +54,6 @@ std::vector<std::string> acts_starting(const std::string& prefix) {
 }
 
 void clear_acts() { put_file("/run/phonebox/devices.log", ""); }
-
-std::string printed_by(const std::function<void()>& action) {
-  testing::internal::CaptureStdout();
-  action();
-  return testing::internal::GetCapturedStdout();
-}
 
 std::string gpio_value(int gpio) { return slurp("/sys/class/gpio/gpio" + std::to_string(gpio) + "/value"); }
 

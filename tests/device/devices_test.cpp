@@ -10,19 +10,15 @@
 
 #include <cerrno>
 #include <cstring>
-#include <fstream>
 #include <string>
 
 #include "support/files.h"
+#include "support/put_file.h"
 
 namespace {
 
+using phonecore::testing::put_file;
 using phonecore::testing::slurp;
-
-void put_file(const std::string& path, const std::string& bytes) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out << bytes;
-}
 
 class Devices : public ::testing::Test {
  protected:

@@ -21,20 +21,19 @@
 #include "phonecore/flash.h"
 #include "support/calls_log.h"
 #include "support/files.h"
+#include "support/printed.h"
+#include "support/put_file.h"
 
 namespace {
 
 using phonecore::testing::calls_log;
+using phonecore::testing::printed_by;
+using phonecore::testing::put_file;
 using phonecore::testing::slurp;
 
 constexpr const char* kFlash = "/dev/mtd2";
 constexpr size_t kSize = 128 * 1024;
 constexpr size_t kBlock = 64 * 1024;
-
-void put_file(const std::string& path, const std::string& bytes) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out << bytes;
-}
 
 // The flash's bytes, read past the device stand-in.
 std::string flash() { return slurp(kFlash); }
@@ -55,12 +54,6 @@ std::vector<std::string> device_acts() {
 
 size_t count(const std::vector<std::string>& lines, const std::string& line) {
   return static_cast<size_t>(std::count(lines.begin(), lines.end(), line));
-}
-
-std::string printed_by(const std::function<void()>& action) {
-  testing::internal::CaptureStdout();
-  action();
-  return testing::internal::GetCapturedStdout();
 }
 
 bool all_erased(const std::string& bytes) {

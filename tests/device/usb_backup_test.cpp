@@ -15,25 +15,22 @@
 
 #include "phonecore/usb_backup.h"
 #include "support/files.h"
+#include "support/printed.h"
+#include "support/put_file.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using phonecore::testing::printed_by;
 using phonecore::testing::slurp;
 
 constexpr const char* kMap = "/etc/quorbit/configinfo.conf";
 constexpr unsigned long long kGb = 1024ull * 1024;  // in kilobytes
 
+// Writes a file of a stick, its folders made first.
 void put_file(const std::string& path, const std::string& bytes) {
   fs::create_directories(fs::path(path).parent_path());
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out << bytes;
-}
-
-std::string printed_by(const std::function<void()>& action) {
-  testing::internal::CaptureStdout();
-  action();
-  return testing::internal::GetCapturedStdout();
+  phonecore::testing::put_file(path, bytes);
 }
 
 void volumes(const std::string& table) { put_file("/run/phonebox/volumes", table); }

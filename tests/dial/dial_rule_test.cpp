@@ -11,19 +11,15 @@
 #include "dial/dial_rule_internal.h"
 #include "phonecore/config.h"
 #include "phonecore/dial_rule.h"
+#include "support/json_files.h"
 
 using namespace phonecore::dial;
 
 namespace {
 
-void write_store(const char* path, const std::string& text) {
-  json_object* o = json_tokener_parse(text.c_str());
-  ASSERT_NE(o, nullptr) << text;
-  ASSERT_EQ(write_gnl_config_json(path, o), 0);
-  json_object_put(o);
-}
+using phonecore::testing::write_json_text;
 
-void write_settings(const std::string& members) { write_store("default/settinglist.cfg", "{" + members + "}"); }
+void write_settings(const std::string& members) { write_json_text("default/settinglist.cfg", "{" + members + "}"); }
 
 json_object* read_rule_store() { return read_gnl_config_json("default/rule.cfg"); }
 
@@ -58,7 +54,7 @@ RuleDial dial_row(int id, const char* rule) {
 class DialRules : public ::testing::Test {
  protected:
   void SetUp() override {
-    write_store("default/rule.cfg", R"({"ReplaceInfo":[],"DialInfo":[],"LimitInfo":[],"ZoneInfo":{}})");
+    write_json_text("default/rule.cfg", R"({"ReplaceInfo":[],"DialInfo":[],"LimitInfo":[],"ZoneInfo":{}})");
     vorn_rule_init();
   }
 };
@@ -201,7 +197,7 @@ TEST_F(DialRules, StoresWriteTheOlderFormatWithItsSpelling) {
 }
 
 TEST_F(DialRules, AZoneStoreWithAnEmptyCodeLeavesTheMembersThatStand) {
-  write_store("default/rule.cfg", R"({"ZoneInfo":{"Code":"030","MinLength":2,"MaxLength":9,"Account":"1"}})");
+  write_json_text("default/rule.cfg", R"({"ZoneInfo":{"Code":"030","MinLength":2,"MaxLength":9,"Account":"1"}})");
   vorn_rule_zone_store();
   EXPECT_EQ(rule_store_member("ZoneInfo"), R"({"Code":"030","MinLength":2,"MaxLength":9,"Account":"1"})");
 }

@@ -13,10 +13,12 @@
 #include "phonecore/hotkey.h"
 #include "support/bus_session.h"
 #include "support/files.h"
+#include "support/json_files.h"
 
 namespace {
 
 using phonecore::testing::slurp;
+using phonecore::testing::write_json_text;
 
 constexpr const char* kFile = "default/programing_key.cfg";
 constexpr const char* kPath = "/appconfigs/default/programing_key.cfg";
@@ -28,10 +30,7 @@ std::string binding(int real_key, const char* key, const char* type, const char*
 
 void write_bindings(const std::string& hot, const std::string& line) {
   const std::string text = R"({"Hotkey_hotKey":{"data":[)" + hot + R"(]},"Hotkey_lineKey":{"data":[)" + line + "]}}";
-  json_object* o = json_tokener_parse(text.c_str());
-  ASSERT_NE(o, nullptr) << text;
-  ASSERT_EQ(write_gnl_config_json(kFile, o), 0);
-  json_object_put(o);
+  write_json_text(kFile, text);
 }
 
 json_object* hot_element(json_object* root, size_t i, const char* array = "Hotkey_hotKey") {

@@ -16,8 +16,11 @@
 #include "dial/hotkey_internal.h"
 #include "phonecore/config.h"
 #include "phonecore/hotkey.h"
+#include "support/json_files.h"
 
 namespace {
+
+using phonecore::testing::write_json_text;
 
 constexpr int kDay = 86400;
 
@@ -36,13 +39,6 @@ void set_local_time(int hour, int minute) {
   ASSERT_EQ(local.tm_min, minute) << tz;
 }
 
-void write_json(const char* path, const std::string& text) {
-  json_object* o = json_tokener_parse(text.c_str());
-  ASSERT_NE(o, nullptr) << text;
-  ASSERT_EQ(write_gnl_config_json(path, o), 0);
-  json_object_put(o);
-}
-
 // One call button (key code 71, "KEY_gpio53_key") and the four start
 // times; a time of -1 is left out of the file.
 void write_buttons(const std::string& key_object, int dh, int dm, int nh, int nm) {
@@ -55,7 +51,7 @@ void write_buttons(const std::string& key_object, int dh, int dm, int nh, int nm
   add("StartDaytimeMinutes", dm);
   add("StartNightHours", nh);
   add("StartNightMinutes", nm);
-  write_json(
+  write_json_text(
       "default/settinglist.cfg",
       R"({"SettingKeyType":{"KEY_gpio53_key":)" + key_object +
           R"(,"KEY_gpio6_key":{"KeyType":"3","Line":"2","Value":"8001","DtmfValue":"55"},)"
@@ -244,13 +240,14 @@ TEST(DayOrNight, FollowsTheRulesAsTheyStand) {
 class SpeedDial : public ::testing::Test {
  protected:
   void SetUp() override {
-    write_json("default/programing_key.cfg",
-               R"({"Hotkey_hotKey":{"data":[)"
-               R"({"RealKey":21,"Key":"F1","Type":"213","Line":"1","Value":"4711","Label":"Boss","Extension":""},)"
-               R"({"RealKey":22,"Key":"F2","Type":"213","Line":"2","Value":"4712","Label":"Desk","Extension":"12"},)"
-               R"({"RealKey":23,"Key":"F3","Type":"5","Line":"0","Value":"4713","Label":"DND","Extension":"1"}]},)"
-               R"("Hotkey_lineKey":{"data":[)"
-               R"({"RealKey":24,"Key":"L1","Type":"213","Line":"3","Value":"*97","Label":"VM","Extension":"x"}]}})");
+    write_json_text(
+        "default/programing_key.cfg",
+        R"({"Hotkey_hotKey":{"data":[)"
+        R"({"RealKey":21,"Key":"F1","Type":"213","Line":"1","Value":"4711","Label":"Boss","Extension":""},)"
+        R"({"RealKey":22,"Key":"F2","Type":"213","Line":"2","Value":"4712","Label":"Desk","Extension":"12"},)"
+        R"({"RealKey":23,"Key":"F3","Type":"5","Line":"0","Value":"4713","Label":"DND","Extension":"1"}]},)"
+        R"("Hotkey_lineKey":{"data":[)"
+        R"({"RealKey":24,"Key":"L1","Type":"213","Line":"3","Value":"*97","Label":"VM","Extension":"x"}]}})");
   }
 };
 
@@ -295,7 +292,7 @@ TEST_F(SpeedDial, TheLookupFillsEveryFieldAndEmptiesTheList) {
 }
 
 TEST_F(SpeedDial, WithoutBindingsOrFileTheLookupFails) {
-  write_json("default/programing_key.cfg", R"({"Hotkey_hotKey":{"data":{}},"Other":1})");
+  write_json_text("default/programing_key.cfg", R"({"Hotkey_hotKey":{"data":{}},"Other":1})");
   int type = 0;
   char text[HOTKEY_TEXT_SIZE];
   EXPECT_EQ(CheckHotkeyGetNumber(21, &type, &type, text, text, text), -1);

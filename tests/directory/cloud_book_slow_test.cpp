@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 #include <json-c/json.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
@@ -15,8 +14,10 @@
 #include "phonecore/config.h"
 #include "support/files.h"
 #include "support/http_peer.h"
+#include "support/process_stats.h"
 
 using phonecore::testing::HttpPeer;
+using phonecore::testing::resident_kib;
 using phonecore::testing::slurp;
 
 namespace {
@@ -28,13 +29,6 @@ constexpr bool kPlainHeap = false;
 #else
 constexpr bool kPlainHeap = true;
 #endif
-
-long resident_kib() {
-  std::ifstream statm("/proc/self/statm");
-  long size = 0, resident = 0;
-  statm >> size >> resident;
-  return resident * (sysconf(_SC_PAGESIZE) / 1024);
-}
 
 TEST(CloudBookSlow, ADownloadHasNoTimeLimit) {
   const auto t0 = std::chrono::steady_clock::now();

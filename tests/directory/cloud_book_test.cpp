@@ -4,14 +4,11 @@
 
 #include <gtest/gtest.h>
 #include <json-c/json.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <string>
 #include <vector>
@@ -21,12 +18,16 @@
 #include "phonecore/md5.h"
 #include "support/files.h"
 #include "support/http_peer.h"
+#include "support/process_stats.h"
+#include "support/put_file.h"
 #include "support/raw_session.h"
 #include "support/web_server.h"
 
 namespace fs = std::filesystem;
 using phonecore::testing::HttpPeer;
 using phonecore::testing::HttpRecord;
+using phonecore::testing::open_descriptors;
+using phonecore::testing::put_file;
 using phonecore::testing::RawSession;
 using phonecore::testing::slurp;
 using phonecore::testing::WebServer;
@@ -42,11 +43,6 @@ std::string cache_of(const std::string& url) {
   char path[CLOUD_BOOK_PATH_ROOM];
   api_cloud_url_uni_name(url.c_str(), path);
   return path;
-}
-
-void put(const std::string& path, const std::string& bytes) {
-  std::ofstream(path, std::ios::binary | std::ios::trunc)
-      .write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
 }
 
 // A directory document of n entries "Person<i>" with telephone 7000000 + i.
@@ -273,7 +269,7 @@ TEST_F(CloudBookTest, EveryBrokenFixtureFailsThroughEveryLoader) {
 }
 
 TEST_F(CloudBookTest, ListGetKeeps1025Entries) {
-  put(kServed + "big.xml", directory_of(2000));
+  put_file(kServed + "big.xml", directory_of(2000));
   std::vector<CloudEntry> e(CLOUD_BOOK_LIST_ROOM + 1);
   e.back().id = 0xBEEF;
   int count = 0;
@@ -287,7 +283,7 @@ TEST_F(CloudBookTest, ListGetKeeps1025Entries) {
 TEST_F(CloudBookTest, MenuListingKeeps1025Items) {
   std::vector<std::pair<std::string, std::string>> items;
   for (int i = 0; i < 2000; ++i) items.emplace_back("Item " + std::to_string(i), book_url("x" + std::to_string(i)));
-  put(kServed + "bigmenu.xml", menu_of(items));
+  put_file(kServed + "bigmenu.xml", menu_of(items));
   std::vector<RemoteBookEntry> e(CLOUD_BOOK_LIST_ROOM);
   int count = 0;
   ::testing::internal::CaptureStdout();
@@ -298,7 +294,7 @@ TEST_F(CloudBookTest, MenuListingKeeps1025Items) {
 }
 
 TEST_F(CloudBookTest, ABookOf300EntriesKeeps256WithIdsFromCountPlusOne) {
-  put(kServed + "b300.xml", directory_of(300));
+  put_file(kServed + "b300.xml", directory_of(300));
   auto book = std::make_unique<CloudBook>();
   int count = 0;
   ASSERT_EQ(api_cloud_write_local(book.get(), (kServed + "b300.xml").c_str(), &count), 0);
@@ -309,7 +305,7 @@ TEST_F(CloudBookTest, ABookOf300EntriesKeeps256WithIdsFromCountPlusOne) {
   EXPECT_EQ(book->entries[255].id, 256);
   EXPECT_STREQ(book->entries[255].name, "Person255");
   // Appending from 250 adds six.
-  put(kServed + "b10.xml", directory_of(10, "CiscoIPPhoneDirectory"));
+  put_file(kServed + "b10.xml", directory_of(10, "CiscoIPPhoneDirectory"));
   count = 250;
   ASSERT_EQ(api_cloud_write_local(book.get(), (kServed + "b10.xml").c_str(), &count), 0);
   EXPECT_EQ(count, 256);
@@ -319,7 +315,7 @@ TEST_F(CloudBookTest, ABookOf300EntriesKeeps256WithIdsFromCountPlusOne) {
 }
 
 TEST_F(CloudBookTest, ListGetWriteLocalLeavesTheHeadEmptyAndIdsZero) {
-  put(kServed + "b300.xml", directory_of(300));
+  put_file(kServed + "b300.xml", directory_of(300));
   auto book = std::make_unique<CloudBook>();
   book->count = 9;
   book->length = 9 * 130;
@@ -390,12 +386,12 @@ TEST_F(CloudBookTest, ASearchFetchesOnlyWhatIsMissingAndFindsChineseInitials) {
   EXPECT_STREQ(hits[0].name, "李四");
   EXPECT_TRUE(peer_.log().empty());
   // A stale cache is what the search sees.
-  put(cache_of(book_url("vorn.xml")), directory_of(3));
+  put_file(cache_of(book_url("vorn.xml")), directory_of(3));
   EXPECT_EQ(search("person").size(), 3u);
 }
 
 TEST_F(CloudBookTest, ASearchStopsAt40AndOpensNoFurtherDocument) {
-  put(kServed + "many.xml", directory_of(100));
+  put_file(kServed + "many.xml", directory_of(100));
   set_books({{book_url("many.xml"), "many", "1"}, {book_url("vorn.xml"), "vorn", "2"}});
   auto hits = search("person");
   ASSERT_EQ(hits.size(), 40u);
@@ -514,16 +510,11 @@ TEST_F(CloudBookTest, BooksOverHttpsAreFetchedOnlyWithACertificateTheBundleTrust
   EXPECT_NE(WebServer::access_log_line("/books/vorn.xml"), "") << "lighttpd served the trusted book";
 }
 
-size_t open_descriptors() {
-  size_t n = 0;
-  for (const auto& e : fs::directory_iterator("/proc/self/fd")) n += e.path().filename() != "." ? 1 : 0;
-  return n;
-}
-
 TEST_F(CloudBookTest, AThousandFailedFetchesLeaveTheDescriptorsAsTheyWere) {
   set_books({{"http://127.0.0.1:1/a.xml", "closed", "1"}});
   update();  // libcurl's first use sets up what it keeps
-  const size_t before = open_descriptors();
+  const int before = open_descriptors();
+  ASSERT_GE(before, 0);
   std::vector<CloudEntry> e(CLOUD_BOOK_LIST_ROOM);
   ::testing::internal::CaptureStdout();
   for (int i = 0; i < 1000; ++i) {

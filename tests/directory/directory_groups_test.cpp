@@ -10,7 +10,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -18,10 +17,12 @@
 #include "phonecore/contacts.h"
 #include "support/directory_peer.h"
 #include "support/files.h"
+#include "support/put_file.h"
 #include "wire_bytes.h"
 
 using phonecore::testing::Datagram;
 using phonecore::testing::DirectoryStandIn;
+using phonecore::testing::put_file;
 using phonecore::testing::slurp;
 using phonecore::testing::WireBytes;
 
@@ -34,11 +35,6 @@ long file_size() {
   return stat(kFile.c_str(), &st) == 0 ? static_cast<long>(st.st_size) : -1;
 }
 
-void put_file(const std::string& bytes) {
-  std::ofstream(kFile, std::ios::binary | std::ios::trunc)
-      .write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-}
-
 GroupRecord group(int32_t id, const char* name, int32_t ring = 0) {
   GroupRecord g{};
   g.id = id;
@@ -48,7 +44,7 @@ GroupRecord group(int32_t id, const char* name, int32_t ring = 0) {
 }
 
 void put_groups(const std::vector<GroupRecord>& groups) {
-  put_file(std::string(reinterpret_cast<const char*>(groups.data()), groups.size() * sizeof(GroupRecord)));
+  put_file(kFile, std::string(reinterpret_cast<const char*>(groups.data()), groups.size() * sizeof(GroupRecord)));
 }
 
 std::vector<GroupRecord> groups_in_file() {
@@ -132,7 +128,7 @@ TEST_F(Groups, The33rdGroupGivesMinus2AndLeavesTheFileAlone) {
 }
 
 TEST_F(Groups, AMalformedFileIsReplacedByOneGroupWithId3) {
-  put_file(std::string(100, '\x07'));
+  put_file(kFile, std::string(100, '\x07'));
   GroupRecord* list = nullptr;
   int count = 5;
   EXPECT_EQ(local_grouplist_get(&list, &count), -1);
@@ -249,7 +245,7 @@ TEST_F(Groups, RenameKeepsTheLastByteOfTheNameField) {
 TEST_F(Groups, RenameOfAMissingOrMalformedFileDoesNothing) {
   EXPECT_EQ(chg_cantacts_group_byid(3, "x", 0), 0);
   EXPECT_EQ(file_size(), -1);
-  put_file(std::string(100, 'a'));
+  put_file(kFile, std::string(100, 'a'));
   EXPECT_EQ(chg_cantacts_group_byid(3, "x", 0), 0);
   EXPECT_EQ(slurp(kFile), std::string(100, 'a'));
 }
@@ -257,13 +253,13 @@ TEST_F(Groups, RenameOfAMissingOrMalformedFileDoesNothing) {
 TEST_F(Groups, GroupFileSizesAroundTheLimit) {
   // 2303 and 2305 bytes are malformed and replaced; 2304 is full.
   for (size_t size : {size_t{2303}, size_t{2305}}) {
-    put_file(std::string(size, '\0'));
+    put_file(kFile, std::string(size, '\0'));
     EXPECT_EQ(local_cantacts_group_add("x", 0), 0) << size;
     EXPECT_EQ(file_size(), 72) << size;
   }
-  put_file(std::string(2304, '\0'));
+  put_file(kFile, std::string(2304, '\0'));
   EXPECT_EQ(local_cantacts_group_add("x", 0), -2);
-  put_file("");
+  put_file(kFile, "");
   EXPECT_EQ(local_cantacts_group_add("x", 0), 0);
   EXPECT_EQ(groups_in_file().at(0).id, 3);
 }

@@ -1,11 +1,8 @@
 // How the directory client reads the service's replies: what passes, what
 // is copied, and the listed-number test. The test plays the service.
 
-#include <dirent.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
-
-#include <fstream>
 
 #include <cstdlib>
 #include <cstring>
@@ -15,12 +12,15 @@
 #include "phonecore/calllists.h"
 #include "phonecore/contacts.h"
 #include "support/directory_peer.h"
+#include "support/process_stats.h"
 
 using Record = phonecore::config::ContactRecord;
 using phonecore::config::ListPayloadHead;
 using phonecore::testing::contact;
 using phonecore::testing::Datagram;
 using phonecore::testing::DirectoryStandIn;
+using phonecore::testing::open_descriptors;
+using phonecore::testing::resident_kib;
 
 namespace {
 
@@ -244,22 +244,6 @@ TEST(ListedNumber, ABadReplyFailsOpenWithItsTwoLines) {
 
 namespace {
 
-size_t open_descriptors() {
-  size_t n = 0;
-  if (DIR* d = opendir("/proc/self/fd")) {
-    while (readdir(d) != nullptr) ++n;
-    closedir(d);
-  }
-  return n;
-}
-
-long rss_kib() {
-  std::ifstream status("/proc/self/status");
-  for (std::string line; std::getline(status, line);)
-    if (line.rfind("VmRSS:", 0) == 0) return std::stol(line.substr(6));
-  return -1;
-}
-
 TEST(Replies, AThousandFailedCallsLeaveDescriptorsAndMemoryAsTheyWere) {
   DirectoryStandIn service(patched(0, 0x1234));
   ASSERT_TRUE(service.bound());
@@ -272,8 +256,8 @@ TEST(Replies, AThousandFailedCallsLeaveDescriptorsAndMemoryAsTheyWere) {
     EXPECT_EQ(local_whitelist_add("a", "1", "", "", "", 0, 0, 0), -1);
   };
   for (int i = 0; i < 50; ++i) round();  // warmed up
-  const size_t fds = open_descriptors();
-  const long rss = rss_kib();
+  const int fds = open_descriptors();
+  const long rss = resident_kib();
   ::testing::internal::CaptureStdout();
   for (int i = 0; i < 1000; ++i) round();
   ::testing::internal::GetCapturedStdout();
@@ -282,7 +266,7 @@ TEST(Replies, AThousandFailedCallsLeaveDescriptorsAndMemoryAsTheyWere) {
   // sanitizers freed blocks sit in quarantine or grow shadow memory;
   // LeakSanitizer checks leaks itself at exit.)
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-  EXPECT_LT(rss_kib() - rss, 4096) << "KiB grown";
+  EXPECT_LT(resident_kib() - rss, 4096) << "KiB grown";
 #else
   (void)rss;
 #endif

@@ -21,6 +21,7 @@
 #include "support/raw_session.h"
 
 using phonecore::testing::calls_log;
+using phonecore::testing::command_payload;
 using phonecore::testing::commands_heard;
 using phonecore::testing::FactoryFiles;
 using phonecore::testing::FileInPlace;
@@ -34,8 +35,6 @@ namespace {
 
 constexpr uint16_t kNic = 0x100C;
 constexpr uint16_t kMode = 0x3004;
-
-std::string command(const char* name) { return std::string("{\"cmd\":\"") + name + "\"}" + '\0'; }
 
 class NetConfig : public ::testing::Test {
  protected:
@@ -60,7 +59,8 @@ TEST_F(NetConfig, DhcpWriteSetsWanAndBr0AndAppliesInOrder) {
     EXPECT_EQ(text_at("network.cfg", {o, "dns1"}), "8.8.8.8") << o;
     EXPECT_EQ(text_at("network.cfg", {o, "dns2"}), "") << o;
   }
-  EXPECT_EQ(commands_heard(listener), (std::vector<std::string>{command("start_network"), command("reload_account")}));
+  EXPECT_EQ(commands_heard(listener),
+            (std::vector<std::string>{command_payload("start_network"), command_payload("reload_account")}));
   int r_dhcp = -1, r_static = -1;
   char r1[PHONECORE_NET_ADDRESS_SIZE] = "", r2[PHONECORE_NET_ADDRESS_SIZE] = "x";
   EXPECT_EQ(api_config_advance_network_wanport_ipv4_dhcp(0, &r_dhcp, &r_static, r1, r2), 0);
@@ -104,7 +104,8 @@ TEST_F(NetConfig, StaticWithEmptyDns1StoresTheGateway) {
     EXPECT_EQ(text_at("network.cfg", {o, "dns1"}), "192.0.2.1");
     EXPECT_EQ(text_at("network.cfg", {o, "dns2"}), "");
   }
-  EXPECT_EQ(commands_heard(listener), (std::vector<std::string>{command("start_network"), command("reload_account")}));
+  EXPECT_EQ(commands_heard(listener),
+            (std::vector<std::string>{command_payload("start_network"), command_payload("reload_account")}));
   char r[5][PHONECORE_NET_ADDRESS_SIZE] = {};
   EXPECT_EQ(api_config_advance_network_wanport_ipv4_static(0, r[0], r[1], r[2], r[3], r[4]), 0);
   EXPECT_STREQ(r[0], "192.0.2.20");
@@ -163,7 +164,7 @@ TEST_F(NetConfig, VlanOnSetsStatusAndModeThenStartsTheNetwork) {
   EXPECT_EQ(text_at("default/internet.cfg", {"NetworkAdvanced", "VlanWanPriority"}), "5");
   EXPECT_EQ(text_at("status.cfg", {"vlanid"}), "100");
   EXPECT_EQ(peer.requests(), (std::vector<NetRequest>{{kNic, kMode, 12, 89, 2, "100"}}));
-  EXPECT_EQ(commands_heard(listener), (std::vector<std::string>{command("start_network")}));
+  EXPECT_EQ(commands_heard(listener), (std::vector<std::string>{command_payload("start_network")}));
   int r_sw = 0;
   char r_vid[PHONECORE_NET_FIELD_SIZE] = "", r_pri[PHONECORE_NET_FIELD_SIZE] = "";
   EXPECT_EQ(api_config_advance_network_vlan(0, &r_sw, r_vid, r_pri), 0);
@@ -204,7 +205,7 @@ TEST_F(NetConfig, VlanHelpersOnAnObjectWithoutTheSwitch) {
   EXPECT_EQ(text_at("status.cfg", {"vlanid"}), "0");
   EXPECT_EQ(setNetworkAdvanced_vlan(advanced), 0);
   EXPECT_EQ(peer.count(), 0);
-  EXPECT_EQ(commands_heard(listener), (std::vector<std::string>{command("start_network")}));
+  EXPECT_EQ(commands_heard(listener), (std::vector<std::string>{command_payload("start_network")}));
   json_object_put(advanced);
 }
 
@@ -232,7 +233,8 @@ TEST_F(NetConfig, LldpOffUndoesTheLearntVlan) {
   ASSERT_GE(calls.size(), calls_before + 1);
   EXPECT_EQ(calls.back(), "vconfig rem br0.5");
   EXPECT_EQ(peer.requests(), (std::vector<NetRequest>{{kNic, kMode, 12, 89, 0, "0"}, {kNic, kMode, 12, 89, 2, "44"}}));
-  EXPECT_EQ(commands_heard(listener), (std::vector<std::string>{command("start_network"), command("startSomething")}));
+  EXPECT_EQ(commands_heard(listener),
+            (std::vector<std::string>{command_payload("start_network"), command_payload("startSomething")}));
   int enable = -1, interval = -1;
   EXPECT_EQ(api_config_get_lldp(&enable, &interval), 0);
   EXPECT_EQ(enable, 0);
@@ -266,7 +268,8 @@ TEST_F(NetConfig, LldpOffWithoutTheLearntKeyRunsNothingButSendsBoth) {
   std::remove("/tmp/lldp_get_vlan.txt");
   EXPECT_EQ(calls_log().size(), calls_before);
   EXPECT_EQ(peer.count(), 0);
-  EXPECT_EQ(commands_heard(listener), (std::vector<std::string>{command("start_network"), command("startSomething")}));
+  EXPECT_EQ(commands_heard(listener),
+            (std::vector<std::string>{command_payload("start_network"), command_payload("startSomething")}));
 }
 
 TEST_F(NetConfig, LldpReadWithoutTheFile) {

@@ -4,14 +4,12 @@
 // calls many times.
 
 #include <arpa/inet.h>
-#include <dirent.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -23,38 +21,23 @@
 #include "support/factory_files.h"
 #include "support/files.h"
 #include "support/net_peer.h"
+#include "support/process_stats.h"
 #include "support/raw_session.h"
 
 using phonecore::testing::calls_log;
+using phonecore::testing::command_payload;
 using phonecore::testing::commands_heard;
 using phonecore::testing::ConfigPeer;
 using phonecore::testing::FactoryFiles;
 using phonecore::testing::NetPeer;
+using phonecore::testing::open_descriptors;
 using phonecore::testing::RawSession;
+using phonecore::testing::resident_kib;
 using phonecore::testing::slurp;
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-std::string command(const char* name) { return std::string("{\"cmd\":\"") + name + "\"}" + '\0'; }
-
-int open_descriptors() {
-  int n = 0;
-  DIR* d = opendir("/proc/self/fd");
-  if (d == nullptr) return -1;
-  while (dirent* e = readdir(d))
-    if (e->d_name[0] != '.') ++n;
-  closedir(d);
-  return n - 1;  // the listing's own
-}
-
-long rss_kib() {
-  std::ifstream in("/proc/self/status");
-  for (std::string line; std::getline(in, line);)
-    if (line.starts_with("VmRSS:")) return std::stol(line.substr(6));
-  return -1;
-}
 
 class NetFault : public ::testing::Test {
  protected:
@@ -87,7 +70,8 @@ TEST_F(NetFault, ConfigServiceSilent) {
   EXPECT_EQ(api_config_advance_network_wanport_ipv4_static(1, new_ip, mask, gw, nullptr, nullptr), 0);
   // The read and the write each wait out the service.
   EXPECT_GE(Clock::now() - start, std::chrono::seconds(9));
-  EXPECT_EQ(commands_heard(listener), (std::vector<std::string>{command("start_network"), command("reload_account")}));
+  EXPECT_EQ(commands_heard(listener),
+            (std::vector<std::string>{command_payload("start_network"), command_payload("reload_account")}));
 
   const int ports[] = {5060};
   EXPECT_EQ(firewall_set(ports, 1, 1), 0);
@@ -111,7 +95,7 @@ TEST_F(NetFault, NetworkServiceSilent) {
   int on = 1;
   char vid[] = "100", priority[] = "3";
   EXPECT_EQ(api_config_advance_network_vlan(1, &on, vid, priority), 0);
-  EXPECT_EQ(commands_heard(listener), std::vector<std::string>{command("start_network")});
+  EXPECT_EQ(commands_heard(listener), std::vector<std::string>{command_payload("start_network")});
   const auto requests = net.requests();
   ASSERT_EQ(requests.size(), 2u);
   EXPECT_EQ(requests[1].mode, 2);
@@ -131,7 +115,7 @@ TEST_F(NetFault, WebPortTaken) {
   ASSERT_EQ(listen(holder, 1), 0);
   const size_t before = calls_log().size();
   EXPECT_EQ(setWebType(1, 1, 8180, 443), 0);
-  EXPECT_EQ(commands_heard(listener), std::vector<std::string>{command("start_network")});
+  EXPECT_EQ(commands_heard(listener), std::vector<std::string>{command_payload("start_network")});
   EXPECT_NE(slurp("/appconfigs/lighttpd.conf").find("0.0.0.0:8180"), std::string::npos);
   // The restart after the http port's two sed lines; the server's start
   // (in the background) is recorded, though it then finds the port taken.
@@ -174,7 +158,7 @@ TEST_F(NetFault, DescriptorsAndMemoryStayFlat) {
   };
   for (int i = 0; i < 50; ++i) round();
   const int fds = open_descriptors();
-  const long rss = rss_kib();
+  const long rss = resident_kib();
   for (int i = 0; i < 1000; ++i) round();
   EXPECT_EQ(open_descriptors(), fds);
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
@@ -184,7 +168,7 @@ TEST_F(NetFault, DescriptorsAndMemoryStayFlat) {
 #else
   // A leak of a few bytes a round stays under this; a leak of a buffer a
   // round (a kilobyte and more) does not.
-  EXPECT_LT(rss_kib() - rss, 1024) << "from " << rss << " kB";
+  EXPECT_LT(resident_kib() - rss, 1024) << "from " << rss << " kB";
 #endif
 }
 

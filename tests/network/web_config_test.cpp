@@ -13,11 +13,13 @@
 #include "support/calls_log.h"
 #include "support/factory_files.h"
 #include "support/files.h"
+#include "support/put_file.h"
 #include "support/raw_session.h"
 
 using phonecore::testing::calls_log;
 using phonecore::testing::commands_heard;
 using phonecore::testing::FactoryFiles;
+using phonecore::testing::put_file;
 using phonecore::testing::RawSession;
 using phonecore::testing::slurp;
 using phonecore::testing::text_at;
@@ -29,8 +31,6 @@ const std::string kTemplates = "/customer/etc/lighttpd/";
 
 json_object* file_json(const std::string& name) { return json_tokener_parse(slurp("/appconfigs/" + name).c_str()); }
 
-void put_file(const std::string& name, const std::string& text) { std::ofstream("/appconfigs/" + name) << text; }
-
 // Replaces one member of an object of a JSON file below /appconfigs.
 void set_member(const std::string& file, const char* object, const char* key, json_object* value) {
   json_object* root = file_json(file);
@@ -40,7 +40,7 @@ void set_member(const std::string& file, const char* object, const char* key, js
     json_object_object_add(root, object, o);
   }
   json_object_object_add(o, key, value);
-  put_file(file, json_object_get_string(root));
+  put_file("/appconfigs/" + file, json_object_get_string(root));
   json_object_put(root);
 }
 

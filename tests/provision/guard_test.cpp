@@ -15,26 +15,21 @@
 #include "support/config_peer.h"
 #include "support/files.h"
 #include "support/http_peer.h"
+#include "support/put_file.h"
 
 namespace {
 
 using phonecore::testing::ConfigPeer;
 using phonecore::testing::HttpPeer;
+using phonecore::testing::put_file;
 using phonecore::testing::slurp;
-
-void put(const std::string& path, const std::string& bytes) {
-  FILE* f = fopen(path.c_str(), "wb");
-  ASSERT_NE(f, nullptr) << path;
-  fwrite(bytes.data(), 1, bytes.size(), f);
-  fclose(f);
-}
 
 TEST(CallGuard, AfterTwoHoursOfCallTheRunGivesUp) {
   ASSERT_NE(std::getenv("FAKETIME"), nullptr) << "run under faketime, or this waits two hours";
   ConfigPeer config;
   ASSERT_TRUE(config.clear());
-  put("/appconfigs/phone.cfg", "old\n");
-  put("/tmp/call_check.txt", "1");
+  put_file("/appconfigs/phone.cfg", "old\n");
+  put_file("/tmp/call_check.txt", "1");
   std::snprintf(ap_cfg.AutoProvisionServerURL, sizeof ap_cfg.AutoProvisionServerURL, "%s",
                 HttpPeer::url("/file/26").c_str());
   // The transfer's stall limit runs on the faked clock too: a day of it is

@@ -8,15 +8,16 @@
 #include <unistd.h>
 
 #include <array>
-#include <cstdio>
 #include <string>
 
 #include "phonecore/net_transfer.h"
 #include "support/http_peer.h"
+#include "support/put_file.h"
 
 namespace {
 
 using phonecore::testing::HttpPeer;
+using phonecore::testing::put_file;
 
 const char* const kLocal = "/tmp/faults.data";
 
@@ -29,13 +30,6 @@ int descriptors() {
   while (readdir(dir) != nullptr) ++n;
   closedir(dir);
   return n;
-}
-
-void put(const char* path, const std::string& bytes) {
-  FILE* f = fopen(path, "wb");
-  ASSERT_NE(f, nullptr) << path;
-  fwrite(bytes.data(), 1, bytes.size(), f);
-  fclose(f);
 }
 
 int download(const std::string& url, const char* user = "", const char* password = "", int timeout = 10) {
@@ -75,7 +69,7 @@ constexpr Fault kFaults[] = {
     // the probe fails: the download ends before its transfer
     {"probe 404", 10, 0,
      [] {
-       put(kLocal, "part");
+       put_file(kLocal, "part");
        return vorn_net_download(HttpPeer::url("/status/404").c_str(), kLocal, "", "", 10, 1, nullptr);
      }},
     {"local path", 5, 0,

@@ -3,7 +3,6 @@
 // server (resume, upload with folders made).
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -14,11 +13,16 @@
 #include "phonecore/net_transfer.h"
 #include "support/files.h"
 #include "support/http_peer.h"
+#include "support/printed.h"
+#include "support/put_file.h"
 
 namespace {
 
+using phonecore::testing::exists;
 using phonecore::testing::HttpPeer;
 using phonecore::testing::HttpRecord;
+using phonecore::testing::printed_by;
+using phonecore::testing::put_file;
 using phonecore::testing::slurp;
 
 const std::string kLocal = "/tmp/transfer.data";
@@ -28,18 +32,6 @@ std::string pattern(size_t n) {
   std::string out;
   for (size_t i = 0; i < n; ++i) out += static_cast<char>('a' + i % 26);
   return out;
-}
-
-void put(const std::string& path, const std::string& bytes) {
-  FILE* f = fopen(path.c_str(), "wb");
-  ASSERT_NE(f, nullptr) << path;
-  fwrite(bytes.data(), 1, bytes.size(), f);
-  fclose(f);
-}
-
-bool exists(const std::string& path) {
-  struct stat st;
-  return stat(path.c_str(), &st) == 0;
 }
 
 // The progress reports one transfer made.
@@ -74,10 +66,7 @@ class Transfer : public ::testing::Test {
   // The standard output of f, with its result.
   template <typename F>
   std::string printed(F&& f, int& result) {
-    ::testing::internal::CaptureStdout();
-    result = f();
-    fflush(stdout);
-    return ::testing::internal::GetCapturedStdout();
+    return printed_by([&] { result = f(); });
   }
 
   HttpPeer peer_;
@@ -95,13 +84,13 @@ TEST_F(Transfer, DownloadSavesTheBodyAndSendsNoCredentials) {
 }
 
 TEST_F(Transfer, WithoutResumeAnOldLocalFileIsRemovedFirst) {
-  put(kLocal, std::string(9000, 'z'));
+  put_file(kLocal, std::string(9000, 'z'));
   ASSERT_EQ(vorn_net_download(HttpPeer::url("/file/100").c_str(), kLocal.c_str(), nullptr, nullptr, 10, 0, nullptr), 1);
   EXPECT_EQ(slurp(kLocal), pattern(100));
 }
 
 TEST_F(Transfer, ResumeOfACompleteFileAsksTheLengthAndFetchesNothing) {
-  put(kLocal, pattern(5000));
+  put_file(kLocal, pattern(5000));
   int result = 0;
   const std::string out = printed(
       [] { return vorn_net_download(HttpPeer::url("/file/5000").c_str(), kLocal.c_str(), "", "", 10, 1, nullptr); },
@@ -117,7 +106,7 @@ TEST_F(Transfer, ResumeOfACompleteFileAsksTheLengthAndFetchesNothing) {
 // The probe takes the length from libcurl, which reads the header in any
 // case and past 4 GiB.
 TEST_F(Transfer, TheProbeReadsALowerCaseLength) {
-  put(kLocal, pattern(7));
+  put_file(kLocal, pattern(7));
   EXPECT_EQ(vorn_net_download(HttpPeer::url("/lower-length/7").c_str(), kLocal.c_str(), "", "", 10, 1, nullptr), 1);
   auto r = peer_.requests(1);
   ASSERT_EQ(r.size(), 1u);
@@ -142,7 +131,7 @@ TEST_F(Transfer, TheProbeReadsALengthPastFourGigabytes) {
 }
 
 TEST_F(Transfer, AZeroLengthFromTheProbeFailsAndKeepsTheFile) {
-  put(kLocal, "part");
+  put_file(kLocal, "part");
   int result = 1;
   const std::string out = printed(
       [] { return vorn_net_download(HttpPeer::url("/head/0").c_str(), kLocal.c_str(), "", "", 10, 1, nullptr); },
@@ -155,7 +144,7 @@ TEST_F(Transfer, AZeroLengthFromTheProbeFailsAndKeepsTheFile) {
 }
 
 TEST_F(Transfer, ResumeWhenTheServerCannotTellTheLengthFails) {
-  put(kLocal, "part");
+  put_file(kLocal, "part");
   int result = 1;
   const std::string out = printed(
       [] { return vorn_net_download(HttpPeer::url("/status/404").c_str(), kLocal.c_str(), "", "", 10, 1, nullptr); },
@@ -170,7 +159,7 @@ TEST_F(Transfer, ResumeWhenTheServerCannotTellTheLengthFails) {
 // size: the server is asked for a range, answers the whole file, and the
 // download fails with nothing in the new file.
 TEST_F(Transfer, ResumeOfAChangedFileAsksARangeOfTheOldSize) {
-  put(kLocal, pattern(1234));
+  put_file(kLocal, pattern(1234));
   int result = 1;
   const std::string out = printed(
       [] { return vorn_net_download(HttpPeer::url("/file/5000").c_str(), kLocal.c_str(), "", "", 10, 1, nullptr); },
@@ -188,8 +177,8 @@ TEST_F(Transfer, ResumeOfAChangedFileAsksARangeOfTheOldSize) {
 
 TEST_F(Transfer, ResumeOverFtpContinuesTheLocalFileAtItsSize) {
   const std::string whole = pattern(10000);
-  put("/srv/ftp/resume.bin", whole);
-  put(kLocal, whole.substr(0, 4000));
+  put_file("/srv/ftp/resume.bin", whole);
+  put_file(kLocal, whole.substr(0, 4000));
   EXPECT_EQ(vorn_net_download((kFtp + "/resume.bin").c_str(), kLocal.c_str(), "phone", "secret", 10, 1, nullptr), 1);
   EXPECT_EQ(slurp(kLocal), whole);
   EXPECT_NE(slurp("/run/phonebox/ftp.log").find("REST 4000"), std::string::npos);
@@ -365,7 +354,7 @@ TEST_F(Transfer, ProgressReportsTheCountersAndSamplesTheTimeEveryThreeSeconds) {
 
 TEST_F(Transfer, UploadOverFtpMakesTheFolders) {
   const std::string data = pattern(20000);
-  put(kLocal, data);
+  put_file(kLocal, data);
   ASSERT_EQ(vorn_net_upload((kFtp + "/up/a/b/config.bin").c_str(), kLocal.c_str(), "phone", "secret", 10, 3,
                             &record_progress),
             1);
@@ -375,7 +364,7 @@ TEST_F(Transfer, UploadOverFtpMakesTheFolders) {
 }
 
 TEST_F(Transfer, UploadWithAWrongPasswordFails) {
-  put(kLocal, "x");
+  put_file(kLocal, "x");
   int result = 1;
   const std::string out = printed(
       [] { return vorn_net_upload((kFtp + "/denied.bin").c_str(), kLocal.c_str(), "phone", "wrong", 10, 1, nullptr); },
@@ -386,7 +375,7 @@ TEST_F(Transfer, UploadWithAWrongPasswordFails) {
 }
 
 TEST_F(Transfer, ZeroAttemptsFailWithCode52AndSendNothing) {
-  put(kLocal, "x");
+  put_file(kLocal, "x");
   int result = 1;
   const std::string out = printed(
       [] { return vorn_net_upload(HttpPeer::url("/put").c_str(), kLocal.c_str(), "", "", 10, 0, nullptr); }, result);
@@ -398,7 +387,7 @@ TEST_F(Transfer, ZeroAttemptsFailWithCode52AndSendNothing) {
 // Every try after the first asks the server how much it holds; a failed
 // question ends that try.
 TEST_F(Transfer, LaterAttemptsAskTheRemoteSizeFirst) {
-  put(kLocal, "payload");
+  put_file(kLocal, "payload");
   EXPECT_EQ(vorn_net_upload(HttpPeer::url("/status/500").c_str(), kLocal.c_str(), "", "", 10, 3, nullptr), 0);
   // Each connection is recorded when the server is done with it, so the
   // record need not keep the order.
@@ -419,7 +408,7 @@ TEST_F(Transfer, LaterAttemptsAskTheRemoteSizeFirst) {
 // the upload count as done though it holds only part of the file (over
 // FTP the retry appends from the size told).
 TEST_F(Transfer, AnHttpUploadRetryIsAGetAndCountsAsDone) {
-  put(kLocal, pattern(1500));
+  put_file(kLocal, pattern(1500));
   EXPECT_EQ(vorn_net_upload(HttpPeer::url("/put-reset/1000").c_str(), kLocal.c_str(), "", "", 10, 2, nullptr), 1);
   auto r = peer_.requests(3);
   ASSERT_EQ(r.size(), 3u);
@@ -443,7 +432,7 @@ TEST_F(Transfer, AnHttpUploadRetryIsAGetAndCountsAsDone) {
 // The size is never given to libcurl: over HTTP the file goes chunked,
 // after a "100-continue" that the server may never send.
 TEST_F(Transfer, UploadOverHttpPutsTheFileChunked) {
-  put(kLocal, "the configuration");
+  put_file(kLocal, "the configuration");
   EXPECT_EQ(vorn_net_upload(HttpPeer::url("/cfg/up.cfg").c_str(), kLocal.c_str(), "", "", 10, 1, nullptr), 1);
   auto r = peer_.requests(1);
   ASSERT_EQ(r.size(), 1u);
@@ -468,7 +457,7 @@ TEST_F(Transfer, DownloadFileFromServerMakesNoFileForAnEmptyBody) {
 }
 
 TEST_F(Transfer, DownloadFileFromServerRequiresTlsForFtp) {
-  put("/srv/ftp/plain.bin", "plain");
+  put_file("/srv/ftp/plain.bin", "plain");
   ::testing::internal::CaptureStderr();
   const int result = downloadFileFromServer((kFtp + "/plain.bin").c_str(), kLocal.c_str());
   const std::string err = ::testing::internal::GetCapturedStderr();
@@ -496,7 +485,7 @@ TEST_F(Transfer, ManyFailedTransfersLeaveNoDescriptorBehind) {
       if (fcntl(fd, F_GETFD) != -1) ++n;
     return n;
   };
-  put(kLocal, "x");
+  put_file(kLocal, "x");
   const int before = descriptors();
   for (int i = 0; i < 50; ++i) {
     ::testing::internal::CaptureStdout();
@@ -504,7 +493,7 @@ TEST_F(Transfer, ManyFailedTransfersLeaveNoDescriptorBehind) {
     vorn_net_download(HttpPeer::url("/status/404").c_str(), kLocal.c_str(), "", "", 1, 1, nullptr);
     vorn_net_upload("http://127.0.0.1:1/x", kLocal.c_str(), "", "", 1, 2, nullptr);
     ::testing::internal::GetCapturedStdout();
-    put(kLocal, "x");
+    put_file(kLocal, "x");
   }
   EXPECT_EQ(descriptors(), before);
 }

@@ -3,18 +3,16 @@
 // lines that are no pairs mixed in. Descriptors and resident memory stay
 // flat, and every file still parses afterwards.
 
-#include <dirent.h>
 #include <gtest/gtest.h>
 #include <json-c/json.h>
 
-#include <cstdio>
-#include <cstring>
 #include <string>
 #include <vector>
 
 #include "phonecore/phonecfg.h"
 #include "provision/phonecfg/key_table.h"
 #include "support/factory_files.h"
+#include "support/process_stats.h"
 
 namespace {
 
@@ -31,28 +29,9 @@ constexpr bool kAddressSanitizer = false;
 #endif
 
 using phonecore::testing::FactoryFiles;
+using phonecore::testing::open_descriptors;
+using phonecore::testing::resident_kib;
 namespace pc = phonecore::phonecfg;
-
-int open_descriptors() {
-  int n = 0;
-  DIR* d = opendir("/proc/self/fd");
-  if (d == nullptr) return -1;
-  while (dirent* e = readdir(d))
-    if (e->d_name[0] != '.') ++n;
-  closedir(d);
-  return n;
-}
-
-long resident_kib() {
-  FILE* f = std::fopen("/proc/self/status", "r");
-  if (f == nullptr) return -1;
-  char line[256];
-  long kib = -1;
-  while (std::fgets(line, sizeof line, f) != nullptr)
-    if (std::strncmp(line, "VmRSS:", 6) == 0) kib = std::atol(line + 6);
-  std::fclose(f);
-  return kib;
-}
 
 std::vector<std::string> items() {
   std::vector<std::string> out;
@@ -78,7 +57,7 @@ TEST(PhonecfgAccountLoad, FiveThousandItemsLeaveDescriptorsAndMemoryFlatAndFiles
   for (int i = 0; i < kWarmUp; ++i) my_dm_handle_value1(all[static_cast<size_t>(i) % all.size()].c_str());
   const int descriptors = open_descriptors();
   const long resident = resident_kib();
-  ASSERT_GT(descriptors, 0);
+  ASSERT_GE(descriptors, 0);
   ASSERT_GT(resident, 0);
   for (int i = 0; i < kItems; ++i) my_dm_handle_value1(all[static_cast<size_t>(i) % all.size()].c_str());
   EXPECT_EQ(open_descriptors(), descriptors);

@@ -8,7 +8,6 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <initializer_list>
 #include <ostream>
 #include <string>
@@ -18,12 +17,14 @@
 #include "support/config_peer.h"
 #include "support/factory_files.h"
 #include "support/files.h"
+#include "support/put_file.h"
 
 namespace {
 
 using phonecore::testing::ConfigPeer;
 using phonecore::testing::ConfigRequest;
 using phonecore::testing::FactoryFiles;
+using phonecore::testing::put_file;
 using phonecore::testing::slurp;
 namespace fs = std::filesystem;
 
@@ -187,8 +188,6 @@ void set_at(const std::string& file, const std::vector<std::string>& path, const
   ASSERT_EQ(json_object_to_file_ext(full.c_str(), root, JSON_C_TO_STRING_PRETTY), 0);
   json_object_put(root);
 }
-
-void put_file(const char* path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
 
 std::string shifted(const std::string& word) {
   char buffer[PHONECFG_EXPORT_WORD_SIZE] = {};

@@ -17,12 +17,11 @@
 
 namespace {
 
+using phonecore::testing::command_payload;
 using phonecore::testing::RawSession;
 using phonecore::testing::slurp;
 using Clock = std::chrono::steady_clock;
 namespace bus = phonecore::bus;
-
-std::string command(const char* name) { return std::string("{\"cmd\":\"") + name + "\"}" + '\0'; }
 
 TEST(PhonecfgReloadNetwork, StartNetworkThenThreeSecondsBeforeTheAccounts) {
   std::remove("/tmp/reloading");
@@ -40,7 +39,7 @@ TEST(PhonecfgReloadNetwork, StartNetworkThenThreeSecondsBeforeTheAccounts) {
     if (h.kind == bus::kKindCommand && h.msgtype == bus::kMsgtypeCommand && h.dest == bus::kBusIdAll)
       heard.push_back(RawSession::payload(*in));
   }
-  EXPECT_EQ(heard, (std::vector<std::string>{command("start_network"), command("reload_account")}));
+  EXPECT_EQ(heard, (std::vector<std::string>{command_payload("start_network"), command_payload("reload_account")}));
   EXPECT_GE(took, 3100.0 - 2);
   EXPECT_EQ(start_network_flag, 0);
   EXPECT_EQ(reload_something_flag, 1);  // the call kept the batch waiting

@@ -10,7 +10,6 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -19,12 +18,15 @@
 #include "phonecore/phonecfg.h"
 #include "support/factory_files.h"
 #include "support/files.h"
+#include "support/put_file.h"
 #include "support/raw_session.h"
 
 namespace {
 
+using phonecore::testing::command_payload;
 using phonecore::testing::commands_heard;
 using phonecore::testing::FactoryFiles;
+using phonecore::testing::put_file;
 using phonecore::testing::RawSession;
 using phonecore::testing::slurp;
 using phonecore::testing::text_at;
@@ -33,10 +35,6 @@ namespace bus = phonecore::bus;
 
 constexpr const char* kMarker = "/tmp/reloading";
 constexpr const char* kCallFile = "/tmp/call_check.txt";
-
-std::string command(const char* name) { return std::string("{\"cmd\":\"") + name + "\"}" + '\0'; }
-
-void put_file(const char* path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
 
 struct Heard {
   std::string text;
@@ -80,7 +78,7 @@ class PhonecfgReload : public ::testing::Test {
       if (h.kind != bus::kKindCommand || h.msgtype != bus::kMsgtypeCommand || h.dest != bus::kBusIdAll) continue;
       const double at = since();
       heard.push_back({RawSession::payload(*in), at, slurp(kMarker), text_at("voip.cfg", {"account"})});
-      if (heard.back().text == command("reload_account")) account_heard = true;
+      if (heard.back().text == command_payload("reload_account")) account_heard = true;
     }
     // -1 when the reload ended without a "0" in the marker.
     double zero_at = -1;
@@ -153,7 +151,7 @@ TEST_F(PhonecfgReload, ABatchWithoutValuesOnlyReloadsTheAccounts) {
   double zero_after = 0;
   const std::vector<Heard> heard = reload_and_listen(&zero_after);
   ASSERT_EQ(heard.size(), 1u);
-  EXPECT_EQ(heard[0].text, command("reload_account"));
+  EXPECT_EQ(heard[0].text, command_payload("reload_account"));
   EXPECT_GE(zero_after, 100.0 - 2);
   EXPECT_EQ(slurp(kMarker), "0");
 }
@@ -186,7 +184,7 @@ TEST_F(PhonecfgReload, TheApplicationSequenceGoesOutInOrderWithItsPauses) {
   for (size_t i = 0; i < heard.size(); ++i) {
     SCOPED_TRACE(expected[i].name);
     pauses += expected[i].gap_ms;
-    EXPECT_EQ(heard[i].text, command(expected[i].name));
+    EXPECT_EQ(heard[i].text, command_payload(expected[i].name));
     EXPECT_GE(heard[i].ms, pauses - 2);
     if (i + 1 < heard.size()) {
       EXPECT_EQ(heard[i].marker, "1");
@@ -210,14 +208,14 @@ TEST_F(PhonecfgReload, DuringACallTheFlagSurvivesIntoTheNextReload) {
     reload_something_flag = 1;
     const std::vector<Heard> heard = reload_and_listen();
     ASSERT_EQ(heard.size(), 1u);
-    EXPECT_EQ(heard[0].text, command("reload_account"));
+    EXPECT_EQ(heard[0].text, command_payload("reload_account"));
     EXPECT_EQ(reload_something_flag, 1);
     EXPECT_EQ(callinprocess, 1);
   }
   put_file(kCallFile, "0");
   const std::vector<Heard> heard = reload_and_listen();
   ASSERT_EQ(heard.size(), 11u);
-  EXPECT_EQ(heard.front().text, command("reload_transfer_dnd"));
+  EXPECT_EQ(heard.front().text, command_payload("reload_transfer_dnd"));
   EXPECT_EQ(reload_something_flag, 0);
 }
 

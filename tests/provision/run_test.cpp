@@ -21,13 +21,17 @@
 #include "support/config_peer.h"
 #include "support/files.h"
 #include "support/http_peer.h"
+#include "support/put_file.h"
 #include "support/raw_session.h"
 
 namespace {
 
+using phonecore::testing::command_payload;
 using phonecore::testing::ConfigPeer;
 using phonecore::testing::ConfigRequest;
+using phonecore::testing::exists;
 using phonecore::testing::HttpPeer;
+using phonecore::testing::put_file;
 using phonecore::testing::RawSession;
 using phonecore::testing::slurp;
 using Clock = std::chrono::steady_clock;
@@ -37,18 +41,6 @@ namespace cfg = phonecore::config;
 const std::string kInstalled = "/appconfigs/phone.cfg";
 const std::string kMarker = "/tmp/autoprovision_config_update2";
 const std::string kCallFile = "/tmp/call_check.txt";
-
-bool exists(const std::string& path) {
-  struct stat st;
-  return stat(path.c_str(), &st) == 0;
-}
-
-void put(const std::string& path, const std::string& bytes) {
-  FILE* f = fopen(path.c_str(), "wb");
-  ASSERT_NE(f, nullptr) << path;
-  fwrite(bytes.data(), 1, bytes.size(), f);
-  fclose(f);
-}
 
 void set_server(const std::string& url, const char* user = "", const char* password = "") {
   std::memset(&ap_cfg, 0, sizeof ap_cfg);
@@ -96,8 +88,6 @@ class Listener {
   std::thread thread_;
 };
 
-std::string command(const char* name) { return std::string("{\"cmd\":\"") + name + "\"}" + std::string(1, '\0'); }
-
 bool took_up(const std::vector<ConfigRequest>& record) {
   for (const auto& r : record)
     if (r.category == cfg::kCategoryFile && r.operation == cfg::kOperationUploadConfig &&
@@ -113,7 +103,7 @@ class Run : public ::testing::Test {
     ASSERT_TRUE(config_.clear());
     unlink(kMarker.c_str());
     unlink(kCallFile.c_str());
-    put(kInstalled, "old\n");
+    put_file(kInstalled, "old\n");
   }
   void TearDown() override {
     unlink(kCallFile.c_str());
@@ -134,7 +124,7 @@ TEST_F(Run, AServerUrlOfNoKnownSchemeEndsAtOnce) {
 
 TEST_F(Run, AFileOverFtpIsInstalledTakenUpAndAnnounced) {
   ::mkdir("/srv/ftp/prov", 0755);
-  put("/srv/ftp/prov/0011aabbccdd.cfg", "#!version:1.0.0.1\naccount.1.enable = 1\n");
+  put_file("/srv/ftp/prov/0011aabbccdd.cfg", "#!version:1.0.0.1\naccount.1.enable = 1\n");
   set_server("ftp://127.0.0.1:2121/prov", "phone", "secret");
   Listener listener;
   ASSERT_TRUE(listener.ok());
@@ -158,7 +148,7 @@ TEST_F(Run, AFileOverFtpIsInstalledTakenUpAndAnnounced) {
                             "start_network"};
   const auto heard = listener.heard();
   ASSERT_EQ(heard.size(), std::size(expected));
-  for (size_t i = 0; i < heard.size(); ++i) EXPECT_EQ(heard[i].command, command(expected[i])) << i;
+  for (size_t i = 0; i < heard.size(); ++i) EXPECT_EQ(heard[i].command, command_payload(expected[i])) << i;
 
   // The pauses behind each broadcast, lower bounds only (2 ms of slack for
   // the clock of two processes' view of one datagram).
@@ -183,7 +173,7 @@ TEST_F(Run, TheTakeUpComesBeforeTheBroadcasts) {
   listener.stop();
   EXPECT_TRUE(asked);
   ASSERT_FALSE(listener.heard().empty());
-  EXPECT_EQ(listener.heard()[0].command, command("reload_account"));
+  EXPECT_EQ(listener.heard()[0].command, command_payload("reload_account"));
 }
 
 TEST_F(Run, ARedirectTargetBecomesTheNewBaseOfTheName) {
@@ -255,7 +245,7 @@ TEST_F(Run, A301IsAFinishedTransferAndItsBodyIsInstalled) {
 // clock.
 TEST_F(Run, ACallHoldsTheTakeUpNotTheInstall) {
   set_server(HttpPeer::url("/file/64"));
-  put(kCallFile, "1");
+  put_file(kCallFile, "1");
   uint32_t ticks = 100;
   std::atomic<int> result{-1};
   std::thread run([&] { result = auto_update_download_proc("cfg.cfg", &ticks); });
@@ -268,7 +258,7 @@ TEST_F(Run, ACallHoldsTheTakeUpNotTheInstall) {
   EXPECT_EQ(installed, body);
   usleep(1000000);
   EXPECT_FALSE(took_up(config_.requests()));
-  put(kCallFile, "0");
+  put_file(kCallFile, "0");
   run.join();
   EXPECT_EQ(result, 1);
   EXPECT_TRUE(took_up(config_.requests()));

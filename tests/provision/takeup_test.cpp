@@ -6,7 +6,6 @@
 #include <json-c/json.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -19,6 +18,7 @@
 #include "support/factory_files.h"
 #include "support/files.h"
 #include "support/net_peer.h"
+#include "support/put_file.h"
 #include "support/udp_client.h"
 
 namespace {
@@ -27,18 +27,12 @@ using phonecore::testing::ConfigPeer;
 using phonecore::testing::ConfigRequest;
 using phonecore::testing::FactoryFiles;
 using phonecore::testing::NetPeer;
+using phonecore::testing::put_file;
 using phonecore::testing::slurp;
 using phonecore::testing::UdpClient;
 namespace cfg = phonecore::config;
 
 const char* kPhoneCfg = "/appconfigs/phone.cfg";
-
-void put(const std::string& path, const std::string& bytes) {
-  FILE* f = fopen(path.c_str(), "wb");
-  ASSERT_NE(f, nullptr) << path;
-  fwrite(bytes.data(), 1, bytes.size(), f);
-  fclose(f);
-}
 
 std::string vlan_vid() {
   json_object* root = read_gnl_config_json("default/internet.cfg");
@@ -71,7 +65,7 @@ class TakeUp : public ::testing::Test {
 };
 
 TEST_F(TakeUp, TheFileIsAppliedBeforeTheAnswer) {
-  put(kPhoneCfg, "#!version:1.0.0.1\nStatic.Network.Vlan.Wan.Vid = 20\n");
+  put_file(kPhoneCfg, "#!version:1.0.0.1\nStatic.Network.Vlan.Wan.Vid = 20\n");
   ASSERT_NE(vlan_vid(), "20");
   EXPECT_EQ(upload_config_file(), 0);
   // The answer came after the child's writes: the setting is in place now.
@@ -106,7 +100,7 @@ TEST_F(TakeUp, ASecondRequestDuringATakeUpIsAnsweredAtOnce) {
   // 5 s wait: the first take-up runs for a while.
   NetPeer net;
   ASSERT_TRUE(net.silent(true));
-  put(kPhoneCfg, "Static.Network.Vlan.Wan.Vid = 31\nStatic.Network.Vlan.Wan.Vid = 33\n");
+  put_file(kPhoneCfg, "Static.Network.Vlan.Wan.Vid = 31\nStatic.Network.Vlan.Wan.Vid = 33\n");
   UdpClient first, second;
   first.send_to(cfg::kConfigPort, request_bytes(cfg::kOperationUploadConfig));
   // The second asks once the first one's child has begun its work.

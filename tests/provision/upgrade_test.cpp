@@ -4,7 +4,6 @@
 // list of default/security.cfg, /appconfigs/tls_ca and the bundle.
 #include <gtest/gtest.h>
 #include <json-c/json.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -19,26 +18,19 @@
 #include "support/calls_log.h"
 #include "support/factory_files.h"
 #include "support/files.h"
+#include "support/printed.h"
+#include "support/put_file.h"
 
 namespace {
 
 using phonecore::testing::calls_log;
+using phonecore::testing::exists;
+using phonecore::testing::printed_by;
+using phonecore::testing::put_file;
 using phonecore::testing::slurp;
 
 const char* kSettings = "default/settinglist.cfg";
 const char* kSecurity = "default/security.cfg";
-
-bool exists(const std::string& path) {
-  struct stat st;
-  return stat(path.c_str(), &st) == 0;
-}
-
-void put(const std::string& path, const std::string& bytes) {
-  FILE* f = fopen(path.c_str(), "wb");
-  ASSERT_NE(f, nullptr) << path;
-  fwrite(bytes.data(), 1, bytes.size(), f);
-  fclose(f);
-}
 
 // The first line a shell command prints.
 std::string shell_line(const std::string& command) {
@@ -69,7 +61,7 @@ std::string make_certificate(const std::string& path, const std::string& subject
 std::string box_certificate(const std::string& name) {
   const std::string bytes = slurp("/srv/prov/" + name);
   EXPECT_FALSE(bytes.empty()) << "/srv/prov/" << name;
-  put("/tmp/" + name, bytes);
+  put_file("/tmp/" + name, bytes);
   return bytes;
 }
 
@@ -126,7 +118,7 @@ class Upgrade : public ::testing::Test {
          {"/tmp/uploading", "/tmp/download.bin", "/tmp/AutoProvisionUpgrade.data", "/appconfigs/quorbit.ca"})
       unlink(f);
     std::system("rm -f /appconfigs/tls_ca/*");
-    put("/run/phonebox/calls.log", "");
+    put_file("/run/phonebox/calls.log", "");
   }
   void TearDown() override { std::memset(&ap_cfg, 0, sizeof ap_cfg); }
 
@@ -135,10 +127,7 @@ class Upgrade : public ::testing::Test {
   // The step's standard output and result.
   template <typename F>
   std::string printed(F&& f, int& result) {
-    ::testing::internal::CaptureStdout();
-    result = f();
-    fflush(stdout);
-    return ::testing::internal::GetCapturedStdout();
+    return printed_by([&] { result = f(); });
   }
 };
 
@@ -170,16 +159,16 @@ TEST_F(Upgrade, AnEmptyMd5OrdersNothing) {
 TEST_F(Upgrade, AGoodImageIsRecordedAndHandedToTheUpgrader) {
   std::string image(100000, '\0');
   for (size_t i = 0; i < image.size(); ++i) image[i] = static_cast<char>(i * 7);
-  put("/srv/ftp/fw.bin", image);
+  put_file("/srv/ftp/fw.bin", image);
   const std::string sum = md5_of("/srv/ftp/fw.bin");
   set_section({{"AutoProvisionUpgradeEnable", json_object_new_int(1)},
                {"AutoProvisionUpgradeURL", json_object_new_string("ftp://127.0.0.1:2121/fw.bin")},
                {"AutoProvisionUpgradeMd5", json_object_new_string(sum.c_str())}});
   for (const char* f :
        {"/tmp/a.txt", "/tmp/b.log", "/tmp/zkphone.log.1", "/tmp/c.pcap", "/tmp/sip_trace.1", "/tmp/keep.bin"})
-    put(f, "x");
+    put_file(f, "x");
   // A leftover of an earlier failed fetch is not resumed.
-  put("/tmp/AutoProvisionUpgrade.data", "stale");
+  put_file("/tmp/AutoProvisionUpgrade.data", "stale");
 
   int result = -1;
   const std::string out = printed([] { return auto_update_get_config_upgrade(); }, result);
@@ -212,7 +201,7 @@ TEST_F(Upgrade, AGoodImageIsRecordedAndHandedToTheUpgrader) {
 
 // The sum is compared as text: upper case fails.
 TEST_F(Upgrade, AnUpperCaseSumFailsAndTheDownloadGoes) {
-  put("/srv/ftp/fw.bin", "image bytes");
+  put_file("/srv/ftp/fw.bin", "image bytes");
   std::string sum = md5_of("/srv/ftp/fw.bin");
   std::transform(sum.begin(), sum.end(), sum.begin(), ::toupper);
   set_section({{"AutoProvisionUpgradeEnable", json_object_new_int(1)},
@@ -394,7 +383,7 @@ TEST_F(Upgrade, NoEndDateGivesCode4) {
                         "case \"$*\" in *-text*) echo \"        Subject: CN = fake\" ;; esac\\n' > "
                         "/tmp/fakebin/openssl && chmod +x /tmp/fakebin/openssl"),
             0);
-  put("/tmp/fake.crt", "x");
+  put_file("/tmp/fake.crt", "x");
   const std::string path = getenv("PATH");
   setenv("PATH", ("/tmp/fakebin:" + path).c_str(), 1);
   const int code = crt_validate_proc("fake.crt", "m6");
@@ -444,7 +433,7 @@ TEST_F(Upgrade, AMissingListStillFilesTheCertificate) {
   json_object* empty = json_object_new_object();
   write_gnl_config_json(kSecurity, empty);
   json_object_put(empty);
-  put("/appconfigs/quorbit.ca", "old bundle");
+  put_file("/appconfigs/quorbit.ca", "old bundle");
   const std::string cert = make_certificate("/tmp/orphan.crt", "/CN=orphan");
   EXPECT_EQ(crt_validate_proc("orphan.crt", "m7"), CRT_FILED);
   EXPECT_EQ(slurp("/appconfigs/tls_ca/orphan.crt"), cert);

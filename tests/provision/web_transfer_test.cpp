@@ -11,26 +11,21 @@
 #include "phonecore/net_transfer.h"
 #include "phonecore/provision.h"
 #include "support/files.h"
+#include "support/put_file.h"
 #include "support/web_server.h"
 
 namespace {
 
+using phonecore::testing::put_file;
 using phonecore::testing::slurp;
 using phonecore::testing::WebServer;
 
 const char* kLocal = "/tmp/web-transfer.data";
 
-void put(const std::string& path, const std::string& bytes) {
-  FILE* f = fopen(path.c_str(), "wb");
-  ASSERT_NE(f, nullptr) << path;
-  fwrite(bytes.data(), 1, bytes.size(), f);
-  fclose(f);
-}
-
 class WebTransfer : public ::testing::Test {
  protected:
   void SetUp() override {
-    put("/srv/ftp/web.cfg", "account.1.label = web\n");
+    put_file("/srv/ftp/web.cfg", "account.1.label = web\n");
     unlink(kLocal);
   }
   void TearDown() override {
@@ -90,7 +85,7 @@ TEST_F(WebTransfer, ARunFollowsA302ToTheTargetAndTheName) {
 
 // Three 302s end the run: three requests, nothing installed.
 TEST_F(WebTransfer, ARedirectLoopEndsAfterThreeRequests) {
-  put("/appconfigs/phone.cfg", "old\n");
+  put_file("/appconfigs/phone.cfg", "old\n");
   std::snprintf(ap_cfg.AutoProvisionServerURL, sizeof ap_cfg.AutoProvisionServerURL, "http://127.0.0.1:8080/again");
   ap_cfg.AutopRetryDelay = 10;
   uint32_t ticks = 0;

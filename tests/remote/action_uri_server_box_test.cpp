@@ -26,6 +26,7 @@
 #include "remote/action_uri_internal.h"
 #include "support/factory_files.h"
 #include "support/files.h"
+#include "support/process_stats.h"
 #include "support/raw_session.h"
 
 namespace {
@@ -133,16 +134,9 @@ class ServerProcess {
   pid_t pid() const { return pid_; }
   bool running() const { return pid_ > 0 && waitpid(pid_, nullptr, WNOHANG) == 0; }
   size_t open_descriptors() const {
-    size_t n = 0;
-    for ([[maybe_unused]] const auto& e : std::filesystem::directory_iterator("/proc/" + std::to_string(pid_) + "/fd"))
-      ++n;
-    return n;
+    return static_cast<size_t>(phonecore::testing::open_descriptors(std::to_string(pid_)));
   }
-  long rss_kib() const {
-    const std::string status = slurp("/proc/" + std::to_string(pid_) + "/status");
-    const size_t at = status.find("VmRSS:");
-    return at == std::string::npos ? -1 : std::strtol(status.c_str() + at + 6, nullptr, 10);
-  }
+  long rss_kib() const { return phonecore::testing::resident_kib(std::to_string(pid_)); }
 
  private:
   pid_t pid_ = -1;

@@ -21,6 +21,7 @@
 
 namespace {
 
+using phonecore::testing::command_payload;
 using phonecore::testing::FactoryFiles;
 using phonecore::testing::RawSession;
 using phonecore::testing::slurp;
@@ -34,8 +35,6 @@ constexpr const char* kScratch = "/tmp/phonecfg_tmp.ini";
 constexpr const char* kMarker = "/tmp/reloading";
 const std::string kHead = "[Status]\nFirmwareVersion = 1.0.0\n";
 const std::string kDnd = "[DND]\nState=0\n";
-
-std::string command(const char* name) { return std::string("{\"cmd\":\"") + name + "\"}" + '\0'; }
 
 // The command broadcasts waiting on the session, until 300 ms of quiet.
 std::vector<std::string> broadcasts(RawSession& s) {
@@ -172,9 +171,9 @@ TEST_F(ActionUriSettings, AWriteImportsEachItemThenReloadsOnce) {
   EXPECT_GE(ms, 2 * 100.0 - 2) << "100 ms after each item";
   const std::vector<std::string> heard = broadcasts(listener_);
   ASSERT_FALSE(heard.empty());
-  EXPECT_EQ(heard.front(), command("reload_transfer_dnd"));
-  EXPECT_EQ(heard.back(), command("reload_account"));
-  EXPECT_EQ(std::count(heard.begin(), heard.end(), command("reload_account")), 1) << "one reload for the batch";
+  EXPECT_EQ(heard.front(), command_payload("reload_transfer_dnd"));
+  EXPECT_EQ(heard.back(), command_payload("reload_account"));
+  EXPECT_EQ(std::count(heard.begin(), heard.end(), command_payload("reload_account")), 1) << "one reload for the batch";
   EXPECT_EQ(slurp(kMarker), "0");
 }
 

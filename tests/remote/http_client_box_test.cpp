@@ -2,20 +2,20 @@
 // that each function sends, and what it returns on success, on a closed
 // port, on 401, odd statuses, redirects and short bodies.
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <string>
 
 #include "phonecore/http_client.h"
 #include "support/files.h"
 #include "support/http_peer.h"
+#include "support/put_file.h"
 
 namespace {
 
 using phonecore::testing::HttpPeer;
 using phonecore::testing::HttpRecord;
+using phonecore::testing::put_file;
 using phonecore::testing::slurp;
 
 std::string g_received;
@@ -31,13 +31,6 @@ std::string file_pattern(size_t n, size_t from = 0) {
   std::string out;
   for (size_t i = from; i < from + n; ++i) out += static_cast<char>('a' + i % 26);
   return out;
-}
-
-void write_file(const std::string& path, const std::string& bytes) {
-  FILE* f = fopen(path.c_str(), "wb");
-  ASSERT_NE(f, nullptr) << path;
-  fwrite(bytes.data(), 1, bytes.size(), f);
-  fclose(f);
 }
 
 // An address in the box that nobody listens on.
@@ -81,7 +74,7 @@ TEST_F(HttpClientBox, KeptPostSendsItsHeadersAndBody) {
 
 TEST_F(HttpClientBox, KeptPostSendsTheCookiesOfItsFile) {
   // Netscape cookie file: domain, subdomains, path, secure, expiry, name, value
-  write_file("/tmp/curlposttest.cookie", "127.0.0.1\tFALSE\t/\tFALSE\t0\tsession\tabc123\n");
+  put_file("/tmp/curlposttest.cookie", "127.0.0.1\tFALSE\t/\tFALSE\t0\tsession\tabc123\n");
   curl_slist* headers = nullptr;
   CURL* h = http_curl_post_init_no_header(HttpPeer::url("/c").c_str());
   EXPECT_EQ(http_curl_post_send(h, "c", 0, 0, &collect, nullptr), 0);
@@ -206,7 +199,7 @@ TEST_F(HttpClientBox, DownloadResumesFromTheFileSize) {
   EXPECT_EQ(r[0].header("Range"), nullptr);
 
   ASSERT_TRUE(peer.clear());
-  write_file("/tmp/resume", file_pattern(1000));
+  put_file("/tmp/resume", file_pattern(1000));
   ::testing::internal::CaptureStdout();
   const int result = download(h, HttpPeer::url("/file/3000").c_str(), "/tmp/resume", 5);
   const std::string out = ::testing::internal::GetCapturedStdout();
@@ -247,7 +240,7 @@ void percent(double p) { g_last_percent = p; }
 
 TEST_F(HttpClientBox, UploadEndsItsHeadersBeforeContentLength) {
   const std::string content = file_pattern(5000);
-  write_file("/tmp/up.bin", content);
+  put_file("/tmp/up.bin", content);
   EXPECT_EQ(HttpUploadFile(HttpPeer::url("/upload").c_str(), "/tmp/up.bin", "", "", &percent), 0);
   EXPECT_EQ(g_last_percent, 100.0);
   EXPECT_EQ(prog.callback, &percent);
@@ -277,7 +270,7 @@ TEST_F(HttpClientBox, UploadEndsItsHeadersBeforeContentLength) {
 }
 
 TEST_F(HttpClientBox, FormUploadSendsTwoParts) {
-  write_file("/tmp/form.txt", "form file\n");
+  put_file("/tmp/form.txt", "form file\n");
   EXPECT_EQ(http_upload_fileL301(HttpPeer::url("/form").c_str(), "/tmp/form.txt", "user", "pass"), 0);
   const auto r = peer.requests(1);
   ASSERT_EQ(r.size(), 1u);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <json-c/json.h>
+#include <sys/stat.h>
 
 #include <fstream>
 #include <initializer_list>
@@ -35,6 +36,12 @@ inline bool write_file(const std::string& path, const std::string& bytes) {
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
   out << bytes;
   return static_cast<bool>(out.flush());
+}
+
+// Whether anything stands at the path (a file, a folder, a device).
+inline bool exists(const std::string& path) {
+  struct stat st;
+  return stat(path.c_str(), &st) == 0;
 }
 
 // The text of a member by a JSON pointer ("/AccountRegister/0/AccountUserName"),

@@ -74,6 +74,10 @@ class RawSession {
   std::unique_ptr<UdpClient> socket_;
 };
 
+// The payload of the command broadcast NAME as a session hears it: the
+// command's JSON text with its terminator.
+inline std::string command_payload(const char* name) { return std::string("{\"cmd\":\"") + name + "\"}" + '\0'; }
+
 // The command broadcasts a session hears within about a second, as
 // payloads (with their terminator), in the order they came.
 inline std::vector<std::string> commands_heard(RawSession& s) {
