@@ -1,9 +1,9 @@
 // httppeer: a recording HTTP server for the box, on TCP 127.0.0.1:18080.
 //
-// Every connection is read, answered by the route of its target and
-// closed; then one line goes into the record (control port UDP 27080): a
-// JSON object with the raw bytes, the method, the target, the headers in
-// order and the body. A request that is not HTTP is recorded as it came and
+// Every connection's request is read and written down as one line of the
+// record (control port UDP 27080): a JSON object with the raw bytes, the
+// method, the target, the headers in order and the body. Then it is
+// answered by the route of its target and closed. A request that is not HTTP is recorded as it came and
 // answered 400. Each connection has a thread of its own, so that a stalled
 // answer holds nobody else up.
 #include <fcntl.h>
@@ -413,11 +413,18 @@ class HttpPeer {
  private:
   void serve(int fd) {
     const Request r = read_request(fd);
+    // Written down before it is answered: a client that waits for each
+    // answer before its next request (a redirect, a challenge, a HEAD
+    // before its GET) finds its requests in the record in the order sent.
+    // A connection that said nothing is not recorded.
     bool silent;
     {
       std::lock_guard lock(mutex_);
       silent = control_.silent();
+      if (!r.raw.empty()) control_.record(record_line(r));
     }
+    if (!r.raw.empty())
+      phonebox::log_line(kPeer, "%s %s (%zu bytes)", r.method.c_str(), r.target.c_str(), r.raw.size());
     if (!silent) {
       if (!r.http) {
         if (!r.raw.empty()) send_all(fd, reply(400, "Bad Request", "", ""));
@@ -428,11 +435,6 @@ class HttpPeer {
     }
     if (!resets(fd)) shutdown(fd, SHUT_WR);
     close(fd);
-    if (r.raw.empty()) return;  // a connection that said nothing
-    std::string line = record_line(r);
-    phonebox::log_line(kPeer, "%s %s (%zu bytes)", r.method.c_str(), r.target.c_str(), r.raw.size());
-    std::lock_guard lock(mutex_);
-    control_.record(std::move(line));
   }
 
   int listen_fd_ = -1;

@@ -39,16 +39,16 @@ class HttpPeer : public PeerControl {
 
   static std::string url(const std::string& path) { return "http://127.0.0.1:18080" + path; }
 
-  // Empties the record once the connections of earlier requests are written
-  // down (the peer writes a connection down when it ends, a stalled one up
-  // to 100 ms after its client has gone), so that none lands in the next
-  // test's record.
+  // Empties the record once the requests of earlier connections are written
+  // down (the peer writes a request down when it has read it, which for a
+  // request without a length is 300 ms after its client fell silent), so
+  // that none lands in the next test's record.
   bool clear() const {
     settled_log(0);
     return PeerControl::clear();
   }
 
-  // The record once it holds at least n requests (or after about two seconds).
+  // The record once it holds at least n requests (or after about ten seconds).
   std::vector<HttpRecord> requests(size_t n = 1) const {
     std::vector<HttpRecord> out;
     for (const std::string& line : wait_log(n)) out.push_back(parse(line));

@@ -35,10 +35,11 @@ class PeerControl {
   }
 
   // The record once it holds at least n lines, or as it stands after
-  // about two seconds (requests without a reply are only seen by polling).
+  // about ten seconds (requests without a reply are only seen by polling;
+  // a loaded machine may take a while to deliver them).
   std::vector<std::string> wait_log(size_t n) const {
     std::vector<std::string> lines = log();
-    for (int i = 0; i < 400 && lines.size() < n; ++i) {
+    for (int i = 0; i < 2000 && lines.size() < n; ++i) {
       usleep(5000);
       lines = log();
     }
