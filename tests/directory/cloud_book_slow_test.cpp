@@ -2,7 +2,6 @@
 // 5 MiB book is searched without keeping its memory.
 
 #include <gtest/gtest.h>
-#include <json-c/json.h>
 
 #include <chrono>
 #include <cstdio>
@@ -11,13 +10,16 @@
 #include <vector>
 
 #include "phonecore/cloudbook.h"
-#include "phonecore/config.h"
+#include "support/cloud_books.h"
 #include "support/files.h"
 #include "support/http_peer.h"
 #include "support/process_stats.h"
 
+using phonecore::testing::cache_of;
 using phonecore::testing::HttpPeer;
+using phonecore::testing::person_entry;
 using phonecore::testing::resident_kib;
+using phonecore::testing::set_books;
 using phonecore::testing::slurp;
 
 namespace {
@@ -39,21 +41,14 @@ TEST(CloudBookSlow, ADownloadHasNoTimeLimit) {
 
 TEST(CloudBookSlow, AFiveMegabyteBookIsSearchedAndItsMemoryGivenBack) {
   const std::string url = HttpPeer::url("/books/five.xml");
-  char path[CLOUD_BOOK_PATH_ROOM];
-  api_cloud_url_uni_name(url.c_str(), path);
   {
-    std::ofstream book(path, std::ios::trunc);
+    std::ofstream book(cache_of(url), std::ios::trunc);
     book << "<?xml version=\"1.0\"?>\n<VornIPPhoneDirectory>\n";
-    for (int i = 0; book.tellp() < 5 * 1024 * 1024; ++i)
-      book << "<DirectoryEntry><Name>Person" << i << "</Name><Telephone>" << 7000000 + i
-           << "</Telephone></DirectoryEntry>\n";
+    for (int i = 0; book.tellp() < 5 * 1024 * 1024; ++i) book << person_entry(i);
     book << "</VornIPPhoneDirectory>\n";
   }
-  json_object* root = json_tokener_parse(("{\"MaillistRemotePhoneBook\":{\"data\":[{\"RemotePhoneBookURL\":\"" + url +
-                                          "\",\"RemotePhoneBookName\":\"five\",\"Index\":\"1\"}]}}")
-                                             .c_str());
-  ASSERT_EQ(write_gnl_config_json(CLOUD_BOOK_LIST_FILE, root), 0);
-  json_object_put(root);
+  set_books({{url, "five", "1"}});
+  ASSERT_FALSE(::testing::Test::HasFailure());
   std::vector<ContactRecord> hits(CLOUD_BOOK_SEARCH_ROOM);
   int count = 0;
   ASSERT_EQ(api_cloud_search("7012345", hits.data(), &count), 0);

@@ -16,6 +16,7 @@
 #include "phonecore/cloudbook.h"
 #include "phonecore/config.h"
 #include "phonecore/md5.h"
+#include "support/cloud_books.h"
 #include "support/files.h"
 #include "support/http_peer.h"
 #include "support/process_stats.h"
@@ -24,11 +25,16 @@
 #include "support/web_server.h"
 
 namespace fs = std::filesystem;
+using phonecore::testing::Book;
+using phonecore::testing::cache_of;
+using phonecore::testing::directory_of;
 using phonecore::testing::HttpPeer;
 using phonecore::testing::HttpRecord;
+using phonecore::testing::menu_of;
 using phonecore::testing::open_descriptors;
 using phonecore::testing::put_file;
 using phonecore::testing::RawSession;
+using phonecore::testing::set_books;
 using phonecore::testing::slurp;
 using phonecore::testing::WebServer;
 
@@ -38,50 +44,6 @@ const std::string kServed = "/run/phonebox/books/";
 const std::string kFixtures = std::string(PHONECORE_SOURCE_DIR) + "/box/rootfs/srv/books/";
 
 std::string book_url(const std::string& name) { return HttpPeer::url("/books/" + name); }
-
-std::string cache_of(const std::string& url) {
-  char path[CLOUD_BOOK_PATH_ROOM];
-  api_cloud_url_uni_name(url.c_str(), path);
-  return path;
-}
-
-// A directory document of n entries "Person<i>" with telephone 7000000 + i.
-std::string directory_of(int n, const char* root = "VornIPPhoneDirectory") {
-  std::string s = std::string("<?xml version=\"1.0\"?>\n<") + root + ">\n";
-  for (int i = 0; i < n; ++i)
-    s += "<DirectoryEntry><Name>Person" + std::to_string(i) + "</Name><Telephone>" + std::to_string(7000000 + i) +
-         "</Telephone></DirectoryEntry>\n";
-  return s + "</" + root + ">\n";
-}
-
-std::string menu_of(const std::vector<std::pair<std::string, std::string>>& items) {
-  std::string s = "<?xml version=\"1.0\"?>\n<CiscoIPPhoneMenu>\n";
-  for (const auto& [name, url] : items) s += "<MenuItem><Name>" + name + "</Name><URL>" + url + "</URL></MenuItem>\n";
-  return s + "</CiscoIPPhoneMenu>\n";
-}
-
-struct Book {
-  std::string url;
-  std::string name;
-  std::string index;
-};
-
-void set_books(const std::vector<Book>& books) {
-  json_object* root = json_object_new_object();
-  json_object* list = json_object_new_object();
-  json_object* data = json_object_new_array();
-  for (const Book& b : books) {
-    json_object* e = json_object_new_object();
-    json_object_object_add(e, "RemotePhoneBookURL", json_object_new_string(b.url.c_str()));
-    json_object_object_add(e, "RemotePhoneBookName", json_object_new_string(b.name.c_str()));
-    json_object_object_add(e, "Index", json_object_new_string(b.index.c_str()));
-    json_object_array_add(data, e);
-  }
-  json_object_object_add(list, "data", data);
-  json_object_object_add(root, "MaillistRemotePhoneBook", list);
-  ASSERT_EQ(write_gnl_config_json(CLOUD_BOOK_LIST_FILE, root), 0);
-  json_object_put(root);
-}
 
 class CloudBookTest : public ::testing::Test {
  protected:

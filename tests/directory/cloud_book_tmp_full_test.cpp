@@ -3,9 +3,8 @@
 // the cut document is reported as one that can't be parsed; the book stays
 // empty, nothing crashes, and a small book is fetched once there is room.
 
-#include <gtest/gtest.h>
-#include <json-c/json.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
@@ -17,45 +16,18 @@
 #include <string>
 
 #include "phonecore/cloudbook.h"
-#include "phonecore/config.h"
+#include "support/cloud_books.h"
 #include "support/http_peer.h"
 
 namespace fs = std::filesystem;
+using phonecore::testing::cache_of;
+using phonecore::testing::directory_of;
 using phonecore::testing::HttpPeer;
+using phonecore::testing::set_books;
 
 namespace {
 
 constexpr const char* kServed = "/run/phonebox/books/";
-
-std::string cache_of(const std::string& url) {
-  char path[CLOUD_BOOK_PATH_ROOM];
-  api_cloud_url_uni_name(url.c_str(), path);
-  return path;
-}
-
-void set_books(const std::string& url, const char* name) {
-  json_object* root = json_object_new_object();
-  json_object* list = json_object_new_object();
-  json_object* data = json_object_new_array();
-  json_object* e = json_object_new_object();
-  json_object_object_add(e, "RemotePhoneBookURL", json_object_new_string(url.c_str()));
-  json_object_object_add(e, "RemotePhoneBookName", json_object_new_string(name));
-  json_object_object_add(e, "Index", json_object_new_string("1"));
-  json_object_array_add(data, e);
-  json_object_object_add(list, "data", data);
-  json_object_object_add(root, "MaillistRemotePhoneBook", list);
-  ASSERT_EQ(write_gnl_config_json(CLOUD_BOOK_LIST_FILE, root), 0);
-  json_object_put(root);
-}
-
-// A directory document of n entries.
-std::string directory_of(int n) {
-  std::string s = "<?xml version=\"1.0\"?>\n<VornIPPhoneDirectory>\n";
-  for (int i = 0; i < n; ++i)
-    s += "<DirectoryEntry><Name>Person" + std::to_string(i) + "</Name><Telephone>" + std::to_string(7000000 + i) +
-         "</Telephone></DirectoryEntry>\n";
-  return s + "</VornIPPhoneDirectory>\n";
-}
 
 // What f prints on standard output: kept in /run, since the capture of the
 // test framework would go to the full /tmp.
@@ -95,7 +67,7 @@ TEST(CloudBookTmpFull, ABookCutByAFullTmpIsUnparsableAndStaysEmpty) {
   std::ofstream(std::string(kServed) + "small.xml", std::ios::binary) << directory_of(3);
 
   const std::string big_url = HttpPeer::url("/books/big.xml");
-  set_books(big_url, "big");
+  set_books({{big_url, "big", "1"}});
   CloudBook* books[CLOUD_BOOK_SLOTS] = {};
   const std::string out = printed([&books] { EXPECT_EQ(clound_book_update(books), 0); });
   EXPECT_NE(out.find("{\"status\":\"type error111\"}"), std::string::npos) << out.substr(0, 2000);
@@ -108,7 +80,7 @@ TEST(CloudBookTmpFull, ABookCutByAFullTmpIsUnparsableAndStaysEmpty) {
   // Room again: the next book is fetched and read.
   fs::remove(cache_of(big_url));
   const std::string small_url = HttpPeer::url("/books/small.xml");
-  set_books(small_url, "small");
+  set_books({{small_url, "small", "1"}});
   printed([&books] { EXPECT_EQ(clound_book_update(books), 0); });
   ASSERT_NE(books[0], nullptr);
   EXPECT_EQ(books[0]->count, 3);
