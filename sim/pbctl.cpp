@@ -127,6 +127,19 @@ constexpr ControlPeer kControlPeers[] = {
     {"uartd", phonebox::kControlPortSerial},
 };
 
+const ControlPeer* peer_named(std::string_view name) {
+  for (const ControlPeer& peer : kControlPeers)
+    if (peer.name == name) return &peer;
+  return nullptr;
+}
+
+// The short forms: "pbctl sip LINE" is "pbctl control sipd LINE".
+struct ShortForm {
+  std::string_view word;
+  std::string_view peer;
+};
+constexpr ShortForm kShortForms[] = {{"sip", "sipd"}, {"net", "netd"}, {"dir", "directoryd"}};
+
 // One line (the words from argv[first] on) to a peer's control port; its
 // answer on stdout.
 int cmd_control(const ControlPeer& peer, int first, int argc, char** argv) {
@@ -185,17 +198,14 @@ int main(int argc, char** argv) {
   }
   if (cmd == "write" && argc == 4) return cmd_config(config::kCategoryFile, config::kOperationWrite, argv[2], argv[3]);
   if (cmd == "reload" && argc == 3) return cmd_config(atoi(argv[2]), config::kOperationReload, nullptr, nullptr);
-  if (cmd == "sip" && argc >= 3) return cmd_control(kControlPeers[2], 2, argc, argv);
   if (cmd == "net" && argc == 3 && std::string_view(argv[2]) == "names")
     return cmd_net(config::kNicRefreshNames, 0, nullptr);
   if (cmd == "net" && (argc == 4 || argc == 5) && std::string_view(argv[2]) == "mode")
     return cmd_net(config::kNicSetMode, atoi(argv[3]), argc == 5 ? argv[4] : "");
-  if (cmd == "net" && argc >= 3) return cmd_control(kControlPeers[5], 2, argc, argv);
-  if (cmd == "dir" && argc >= 3) return cmd_control(kControlPeers[4], 2, argc, argv);
-  if (cmd == "control" && argc >= 4) {
-    for (const ControlPeer& peer : kControlPeers)
-      if (peer.name == argv[2]) return cmd_control(peer, 3, argc, argv);
-  }
+  for (const ShortForm& form : kShortForms)
+    if (cmd == form.word && argc >= 3) return cmd_control(*peer_named(form.peer), 2, argc, argv);
+  if (cmd == "control" && argc >= 4)
+    if (const ControlPeer* peer = peer_named(argv[2])) return cmd_control(*peer, 3, argc, argv);
   fprintf(stderr,
           "usage: pbctl exchange ID_A ID_B TEXT | connect ID | read PATH|CATEGORY | write PATH JSON | reload CATEGORY"
           " | sip LINE | control msgserver|configd|sipd|httppeer|directoryd|netd|uartd LINE | net names | net mode "
