@@ -3,9 +3,9 @@
 // Every connection's request is read and written down as one line of the
 // record (control port UDP 27080): a JSON object with the raw bytes, the
 // method, the target, the headers in order and the body. Then it is
-// answered by the route of its target and closed. A request that is not HTTP is recorded as it came and
-// answered 400. Each connection has a thread of its own, so that a stalled
-// answer holds nobody else up.
+// answered by the route of its target and closed. A request that is not
+// HTTP is recorded as it came and answered 400. Each connection has a
+// thread of its own, so that a stalled answer holds nobody else up.
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>

@@ -1,5 +1,5 @@
-// Writing the files a test sets up, the test failing when one can't be
-// written (so that it never goes on to check something it never set up).
+// Writing the files a test sets up: a file that can't be written is a
+// failure of the test, which says which file it was.
 #pragma once
 
 #include <gtest/gtest.h>

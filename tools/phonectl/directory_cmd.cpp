@@ -198,11 +198,12 @@ int contact_name(Context &ctx, Args a) {
 
 // dir LINE: what a call from the number a line shows learns from the
 // directory, as the phone's own processes ask it: the name of the first
-// contact the service returns for the number, and the exact block and allow
-// tests (a near number the service returns is not listed). It reports; it does not
-// judge: a silent service gives no name, not blocked, not allowed, as it does
-// to a ringing call, after 5 s for each question. The cloud books are not
-// searched here, since a search may fetch books and a fetch has no time limit.
+// contact the service returns for the number, and the exact block and
+// allow tests (a near number the service returns is not listed). It
+// reports; it does not judge: a silent service gives no name, not blocked,
+// not allowed, as it does to a ringing call, after 5 s for each question.
+// The cloud books are not searched here, since a search may fetch books
+// and a fetch has no time limit.
 int dir_line(Context &ctx, Args a) {
   char name[CONTACT_NAME_ROOM] = {};
   const bool named = local_contactlist_find_uname_by_number(name, a[0]) == 0;
