@@ -71,12 +71,17 @@ int state(Context &ctx, Args) {
 
 std::string text_of(const char (&field)[ACCOUNT_TEXT_SIZE]) { return std::string(field, strnlen(field, sizeof field)); }
 
+constexpr int kAccountAsks = 5;
+
 int account_list(Context &ctx, Args) {
   MessageClient *client = ctx.bus();
   if (client == nullptr) return kRefused;
   AccountRecord records[ACCOUNT_MAX_RECORDS] = {};
+  // The library waits 100 ms for this answer and the caller cannot change
+  // that; a busy SIP process can miss it, so ask a few times before giving up.
   int bytes = 0;
-  voip_account_get_real(client, records, &bytes);
+  for (int attempt = 0; attempt < kAccountAsks && bytes <= 0; ++attempt)
+    voip_account_get_real(client, records, &bytes);
   const int count = bytes / static_cast<int>(sizeof(AccountRecord));
   if (count <= 0) return fail(kRefused, "no accounts from the SIP process");
   json_object *list = json_object_new_array();
