@@ -22,6 +22,7 @@
 #include "support/sip_session.h"
 
 using phonecore::testing::CallEvents;
+using phonecore::testing::until_answered;
 
 namespace {
 
@@ -29,16 +30,6 @@ long now_ms() {
   timeval tv;
   gettimeofday(&tv, nullptr);
   return tv.tv_sec * 1000L + tv.tv_usec / 1000;
-}
-
-// A reply has to come within the request's limit (100 ms for most); on a
-// loaded machine one now and then comes later, and the call answers as
-// without a reply. A test of a request that changes nothing asks again
-// then, a few times.
-int until_answered(const std::function<int()>& call, int no_reply) {
-  int result = no_reply;
-  for (int attempt = 0; attempt < 5 && result == no_reply; ++attempt) result = call();
-  return result;
 }
 
 class Voip : public phonecore::testing::SipSessionTest {
