@@ -153,8 +153,14 @@ call_state)
   expect "states" "$(phonectl --json call state | jq -r '"\(.acc1Status)\(.acc2Status)\(.acc3Status)\(.acc4Status)"')" 0010
   # A bus id in use (the SIP process's) is refused at once.
   status 1 phonectl --id 4098 call state
+  # Slower than the library's 100 ms: the tool asks again.
+  pbctl sip delay 150 >/dev/null
+  expect "states, answered after 150 ms" "$(phonectl --json call state | jq -r .acc3Status)" 1
+  pbctl sip delay 2 >/dev/null
+  pbctl sip clear >/dev/null
   pbctl sip silent 1 >/dev/null
   status 1 phonectl call state
+  expect "asks of a silent SIP process" "$(pbctl sip log | grep -c phone_state_get)" 5
   ;;
 account_list)
   pbctl sip reg 1 1 >/dev/null

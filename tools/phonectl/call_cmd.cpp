@@ -12,6 +12,18 @@
 namespace phonectl {
 namespace {
 
+// The library waits a fixed 100 ms for each answer of the SIP process, and
+// a caller cannot change that; a busy SIP process can miss it. A question
+// that changes nothing is asked again, up to five times, before the tool
+// gives up. A dial is never sent twice.
+constexpr int kAsks = 5;
+template <class Ask>
+bool answered(Ask ask) {
+  for (int attempt = 0; attempt < kAsks; ++attempt)
+    if (ask()) return true;
+  return false;
+}
+
 bool call_id(const char *text, long &id) { return parse_int(text, 0, 2147483647, id); }
 
 int dial(Context &ctx, Args args) {
@@ -53,10 +65,10 @@ int state(Context &ctx, Args) {
   MessageClient *client = ctx.bus();
   if (client == nullptr) return kRefused;
   int acc[4] = {};
-  if (voip_phone_state_get(client, &acc[0], &acc[1], &acc[2], &acc[3]) != 1)
+  if (!answered([&] { return voip_phone_state_get(client, &acc[0], &acc[1], &acc[2], &acc[3]) == 1; }))
     return fail(kRefused, "no answer from the SIP process");
   int hook = 0, dev = 0, dialing = 0;
-  const bool info = voip_phone_info_get(client, &hook, &dev, &dialing) == 1;
+  const bool info = answered([&] { return voip_phone_info_get(client, &hook, &dev, &dialing) == 1; });
   json_object *r = json_object_new_object();
   for (int i = 0; i < 4; ++i)
     json_object_object_add(r, ("acc" + std::to_string(i + 1) + "Status").c_str(), json_object_new_int(acc[i]));
@@ -71,17 +83,15 @@ int state(Context &ctx, Args) {
 
 std::string text_of(const char (&field)[ACCOUNT_TEXT_SIZE]) { return std::string(field, strnlen(field, sizeof field)); }
 
-constexpr int kAccountAsks = 5;
-
 int account_list(Context &ctx, Args) {
   MessageClient *client = ctx.bus();
   if (client == nullptr) return kRefused;
   AccountRecord records[ACCOUNT_MAX_RECORDS] = {};
-  // The library waits 100 ms for this answer and the caller cannot change
-  // that; a busy SIP process can miss it, so ask a few times before giving up.
   int bytes = 0;
-  for (int attempt = 0; attempt < kAccountAsks && bytes <= 0; ++attempt)
+  answered([&] {
     voip_account_get_real(client, records, &bytes);
+    return bytes > 0;
+  });
   const int count = bytes / static_cast<int>(sizeof(AccountRecord));
   if (count <= 0) return fail(kRefused, "no accounts from the SIP process");
   json_object *list = json_object_new_array();
