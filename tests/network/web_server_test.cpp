@@ -76,12 +76,26 @@ std::string fetch(const std::string& url) {
 }
 const std::string kServed = std::string(kPage) + " 200";
 
+// Kills every lighttpd of the phone, then waits until none of the ports the
+// tests use answers: a killed server lets go of its sockets only as it exits.
+bool stop_servers() {
+  shell("killall -q -9 lighttpd");
+  struct Listener {
+    const char* address;
+    int port;
+  };
+  constexpr Listener kListeners[] = {{"127.0.0.1", 80}, {"::1", 80},         {"127.0.0.1", 443},
+                                     {"127.0.0.1", 8180}, {"127.0.0.1", 8543}, {"127.0.0.1", 9443}};
+  for (const Listener& l : kListeners)
+    if (!becomes(l.port, false, l.address)) return false;
+  return true;
+}
+
 class WebServer : public ::testing::Test {
  protected:
   void TearDown() override {
     // The server as booted: stopped, and started again from its template.
-    shell("killall -q -9 lighttpd");
-    ASSERT_TRUE(becomes(80, false));
+    ASSERT_TRUE(stop_servers());
     ASSERT_EQ(shell(std::string(kLighttpd) + " -f /customer/etc/lighttpd/lighttpd.conf"), 0);
   }
   FactoryFiles files{"network.cfg", "default/internet.cfg", "lighttpd.conf"};
@@ -143,8 +157,7 @@ TEST_F(WebServer, AppendedServerPortIsTaken) {
   ASSERT_EQ(change_httpd_port(8180, 8543), 0);
   EXPECT_EQ(config_check(kWorking), 0) << slurp(kWorking);
   EXPECT_EQ(fetch("http://[::1]:8180/"), " 000");
-  shell("killall -q -9 lighttpd");
-  ASSERT_TRUE(becomes(80, false));
+  ASSERT_TRUE(stop_servers());
   ASSERT_EQ(shell(std::string(kLighttpd) + " -f " + kWorking), 0);
   EXPECT_EQ(fetch("http://[::1]:8180/"), kServed);
   EXPECT_EQ(fetch("http://127.0.0.1:80/"), kServed);
